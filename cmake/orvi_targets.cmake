@@ -1,0 +1,27 @@
+# What every target of the project has in common.
+
+# Warnings, sanitizers and the frame pointer for one target.
+function(orvi_compile_options target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow -fno-omit-frame-pointer
+                                             $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+        target_compile_options(${target} PRIVATE -Wthread-safety)
+    endif()
+    if(ORVI_WARNINGS_AS_ERRORS)
+        target_compile_options(${target} PRIVATE -Werror)
+    endif()
+    target_compile_definitions(${target} PRIVATE _GNU_SOURCE)
+    target_link_libraries(${target} PRIVATE Threads::Threads)
+endfunction()
+
+# A platform library of the workstation: liborvi_<name>.so. It stays loaded for the life of the process, since
+# threads and exit handlers may be inside it at any time.
+function(orvi_host_library name)
+    add_library(orvi_${name} SHARED ${ARGN})
+    orvi_compile_options(orvi_${name})
+    target_include_directories(orvi_${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform)
+    target_link_options(orvi_${name} PRIVATE -Wl,-z,nodelete -Wl,--no-undefined)
+    set_target_properties(orvi_${name} PROPERTIES SOVERSION 1)
+    install(TARGETS orvi_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orvi-host
+                                         NAMELINK_SKIP)
+endfunction()
