@@ -1,0 +1,154 @@
+/* Client library of the conference device's AI vision service, liborvi_ai_srv.so.
+ *
+ * Conventions, which hold for every function unless it says otherwise:
+ *
+ * 1. Threads. Functions may be called on any thread, several at a time. OrviAiSrvApiInit comes first; a
+ *    request made before it fails, because the process has no place on the message bus yet.
+ * 2. Callbacks. After initialisation the library has one thread of its own, the message thread. Every
+ *    callback runs there, one at a time, so a slow callback holds up the messages behind it. A callback may
+ *    call any function of the library, synchronous requests included, replace itself, destroy its own
+ *    detector, or end the process. An exception that leaves a callback is caught and logged.
+ * 3. Results. Functions return an int: 0 for success, -1 for failure. The reason of a failure is in the log.
+ *    No function throws, none tries a failed request again.
+ * 4. Waiting. A synchronous request blocks its caller until the service answers, at most 3 s where nothing
+ *    else is said; the death of the service ends it at once.
+ * 5. Arguments. Records are little-endian with the sizes given here. They are read during the call only and
+ *    stay the caller's. Texts are bytes that end with a NUL inside their field.
+ * 6. Payloads given to a callback belong to the message bus: read them during the call, copy what is to be
+ *    kept, never free them. No length is given; a payload carries its own or is fixed. It is null when the
+ *    message had none.
+ * 7. Memory that a function hands out says beside it how to release it.
+ */
+#ifndef ORVI_AI_SRV_H
+#define ORVI_AI_SRV_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+/* Enumerations are 32-bit: the service may send values that have no name here. */
+#define ORVI_AI_ENUM_BASE : int32_t
+#define ORVI_AI_RECORD_SIZE(type, size) static_assert(sizeof(type) == (size), #type " has another size")
+#define ORVI_AI_RECORD_FIELD(type, field, offset) \
+    static_assert(offsetof(type, field) == (offset), #type "::" #field " is elsewhere")
+extern "C" {
+#else
+#define ORVI_AI_ENUM_BASE
+#define ORVI_AI_RECORD_SIZE(type, size) _Static_assert(sizeof(type) == (size), #type " has another size")
+#define ORVI_AI_RECORD_FIELD(type, field, offset) \
+    _Static_assert(offsetof(type, field) == (offset), #type "." #field " is elsewhere")
+#endif
+
+#define ORVI_AI_API __attribute__((visibility("default")))
+
+/* ------------------------------------------------------------------------------------------------------
+ * Connection
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* Identity of the application, 256 bytes. */
+typedef struct tagOrviAppInfo {
+    uint8_t reserved[128]; /* not read */
+    char appId[128];       /* the application's id, NUL-terminated; must not contain ':' */
+} tagOrviAppInfo;
+ORVI_AI_RECORD_SIZE(tagOrviAppInfo, 256);
+ORVI_AI_RECORD_FIELD(tagOrviAppInfo, appId, 128);
+
+/* What the main callback is told, and what its second argument then is. */
+typedef enum OrviAiEventId ORVI_AI_ENUM_BASE {
+    ORVI_AI_EVENT_SERVICE_EXIT = 0,        /* the service has gone; null */
+    ORVI_AI_EVENT_SERVICE_START = 1,       /* the service is there (again): call OrviAiSrvApiInit once more; null */
+    ORVI_AI_EVENT_STATUS = 2,              /* tagOrviAiServiceStatusEvent */
+    ORVI_AI_EVENT_NOTICE_2F = 3,           /* service message 0x60002F; null */
+    ORVI_AI_EVENT_NOTICE_2D = 4,           /* service message 0x60002D; its payload */
+    ORVI_AI_EVENT_CHECKIN_CLEARED = 5,     /* the check-in data was cleared; null */
+    ORVI_AI_EVENT_NOTICE_39 = 6,           /* service message 0x600039; its payload */
+    ORVI_AI_EVENT_LARGE_MODEL_3F = 7,      /* large model, service message 0x60003F; its payload */
+    ORVI_AI_EVENT_LARGE_MODEL_3E = 8,      /* large model, service message 0x60003E; its payload */
+    ORVI_AI_EVENT_LARGE_MODEL_40 = 9,      /* large model, service message 0x600040; its payload */
+    ORVI_AI_EVENT_ASSISTANT_WAKE_UP = 100, /* assistant events; each with the service's payload */
+    ORVI_AI_EVENT_ASSISTANT_SLEEP = 101,
+    ORVI_AI_EVENT_ASSISTANT_LISTEN = 102,
+    ORVI_AI_EVENT_ASSISTANT_NO_LISTEN = 103,
+    ORVI_AI_EVENT_ASSISTANT_INTENT_NOTIFY = 104,
+    ORVI_AI_EVENT_ASSISTANT_ASR_TEXT = 105,
+    ORVI_AI_EVENT_ASSISTANT_TTS_TEXT = 106,
+    ORVI_AI_EVENT_ASSISTANT_DISPLAY_CARD = 107,
+    ORVI_AI_EVENT_ASSISTANT_CHOOSE_ONE = 108,
+    ORVI_AI_EVENT_ASSISTANT_SERVER_ERROR = 109,
+    ORVI_AI_EVENT_ASSISTANT_MIC = 110,
+    ORVI_AI_EVENT_ASSISTANT_RESET = 111
+} OrviAiEventId;
+
+/* What a status event is about. */
+typedef enum OrviAiStatusType ORVI_AI_ENUM_BASE {
+    ORVI_AI_STATUS_SERVICE = 0,    /* status: the number that the service sent */
+    ORVI_AI_STATUS_CAPTION = 1,    /* status: 1 or 0 */
+    ORVI_AI_STATUS_NAMEPLATE = 2,  /* status: 1 or 0 */
+    ORVI_AI_STATUS_2B = 3,         /* service message 0x60002B; status: the number that the service sent */
+    ORVI_AI_STATUS_37 = 4,         /* service message 0x600037; status: the number that the service sent */
+    ORVI_AI_STATUS_LARGE_MODEL = 5 /* status: 1 or 0 */
+} OrviAiStatusType;
+
+/* Payload of ORVI_AI_EVENT_STATUS, 8 bytes. For captions and nameplates `status` is 1 after a start that
+ * succeeded or a stop that failed, and 0 after a start that failed or a stop that succeeded; for the large
+ * model 1 after an initialisation that succeeded, else 0. */
+typedef struct tagOrviAiServiceStatusEvent {
+    int32_t type; /* an OrviAiStatusType */
+    int32_t status;
+} tagOrviAiServiceStatusEvent;
+ORVI_AI_RECORD_SIZE(tagOrviAiServiceStatusEvent, 8);
+
+/* The main callback: the event, and its payload (convention 6). */
+typedef void (*OrviAiMainCallback)(OrviAiEventId event, void* payload);
+
+/* Connects the process to the vision service: gives it its names on the message bus, starts the message
+ * thread and announces it to the service. `callback` receives the service's events from then on.
+ *
+ * Call it again after ORVI_AI_EVENT_SERVICE_START, from inside the callback if convenient: a restarted
+ * service does not know its clients. A second call only announces the process again; the first callback
+ * stays. Calls that overlap one another are serialised.
+ *
+ * Returns 0; -1 when `callback` is null, the bus refuses the process or its task, the message thread cannot
+ * be started, or the announcement cannot be sent (the service is not running). After a failure the call may
+ * be repeated; what had been set up is kept and used again. */
+ORVI_AI_API int OrviAiSrvApiInit(tagOrviAppInfo appInfo, OrviAiMainCallback callback);
+
+/* Tells the vision service that the process leaves. Nothing else changes: the message thread runs on, the
+ * callbacks stay, events of the bus are still delivered, and OrviAiSrvApiInit announces the process again.
+ * Returns 0, or -1 when the message cannot be sent. */
+ORVI_AI_API int OrviAiSrvApiDeinit(void);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Face detection
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* A face detection result, 288 bytes; what stands before `sourceId` is the service's. */
+typedef struct tagOrviAiSrvFaceDetEvent {
+    uint8_t detail[284];
+    int32_t sourceId; /* the video source */
+} tagOrviAiSrvFaceDetEvent;
+ORVI_AI_RECORD_SIZE(tagOrviAiSrvFaceDetEvent, 288);
+ORVI_AI_RECORD_FIELD(tagOrviAiSrvFaceDetEvent, sourceId, 284);
+
+/* Receives the face detection results of one video source (convention 6). */
+typedef void (*OrviAiSrvFaceCallback)(tagOrviAiSrvFaceDetEvent* event);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Captions
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* What the caption callback is told; the second argument is the service's payload. */
+typedef enum OrviAiCaptionEventId ORVI_AI_ENUM_BASE {
+    ORVI_AI_CAPTION_EVENT_SWITCH = 0, /* service message 0x600018 */
+    ORVI_AI_CAPTION_EVENT_38 = 1,     /* service message 0x600038 */
+    ORVI_AI_CAPTION_EVENT_1A = 2      /* service message 0x60001A */
+} OrviAiCaptionEventId;
+
+/* The caption callback: the event, and its payload (convention 6). */
+typedef void (*OrviAiCaptionCallback)(OrviAiCaptionEventId event, void* payload);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+#endif

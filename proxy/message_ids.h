@@ -1,0 +1,42 @@
+// Ids of the messages between this library and the vision service. Requests and events share one numbering;
+// an id may be a request on its way out and something else on its way in.
+#ifndef ORVI_PROXY_MESSAGE_IDS_H
+#define ORVI_PROXY_MESSAGE_IDS_H
+
+#include <cstdint>
+
+namespace OrviAiService {
+
+// Requests.
+constexpr uint32_t AI_MSG_INIT = 0x60000F;
+constexpr uint32_t AI_MSG_UNINIT = 0x600010;
+constexpr uint32_t AI_MSG_LLM_ABILITY = 0x60003A;  // the one request of the interface sender that goes to the OM task
+
+// Status messages: their first 32-bit integer becomes an event of the main callback.
+constexpr uint32_t AI_EVT_SERVICE_STATUS = 0x600012;
+constexpr uint32_t AI_EVT_CAPTION_START = 0x600015;
+constexpr uint32_t AI_EVT_CAPTION_STOP = 0x600016;
+constexpr uint32_t AI_EVT_NAMEPLATE_START = 0x60001C;
+constexpr uint32_t AI_EVT_NAMEPLATE_STOP = 0x60001D;
+constexpr uint32_t AI_EVT_CHECKIN_CLEARED = 0x600029;
+constexpr uint32_t AI_EVT_STATUS_2B = 0x60002B;
+constexpr uint32_t AI_EVT_NOTICE_2F = 0x60002F;
+constexpr uint32_t AI_EVT_SERVICE_UP_DOWN = 0x600033;
+constexpr uint32_t AI_EVT_STATUS_37 = 0x600037;
+constexpr uint32_t AI_EVT_LLM_INIT = 0x60003B;
+
+// Messages whose payload goes to a callback as it came.
+constexpr uint32_t AI_EVT_FACE = 0x60000C;
+constexpr uint32_t AI_EVT_CAPTION_SWITCH = 0x600018;
+constexpr uint32_t AI_EVT_CAPTION_1A = 0x60001A;
+constexpr uint32_t AI_EVT_NOTICE_2D = 0x60002D;
+constexpr uint32_t AI_EVT_CAPTION_38 = 0x600038;
+constexpr uint32_t AI_EVT_NOTICE_39 = 0x600039;
+constexpr uint32_t AI_EVT_LLM_3E = 0x60003E;
+constexpr uint32_t AI_EVT_LLM_3F = 0x60003F;
+constexpr uint32_t AI_EVT_LLM_40 = 0x600040;
+constexpr uint32_t AI_EVT_ASSISTANT_FIRST = 0x60004A;  // twelve ids up to 0x600055
+
+}  // namespace OrviAiService
+
+#endif
