@@ -19,7 +19,8 @@ endfunction()
 function(orvi_host_library name)
     add_library(orvi_${name} SHARED ${ARGN})
     orvi_compile_options(orvi_${name})
-    target_include_directories(orvi_${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform)
+    target_include_directories(orvi_${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/host
+                                                   ${CMAKE_CURRENT_SOURCE_DIR})
     target_link_options(orvi_${name} PRIVATE -Wl,-z,nodelete -Wl,--no-undefined)
     set_target_properties(orvi_${name} PROPERTIES SOVERSION 1)
     install(TARGETS orvi_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orvi-host
