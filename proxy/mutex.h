@@ -3,6 +3,7 @@
 #ifndef ORVI_PROXY_MUTEX_H
 #define ORVI_PROXY_MUTEX_H
 
+#include <condition_variable>
 #include <mutex>
 #include <type_traits>
 
@@ -21,7 +22,7 @@
 namespace OrviAiService {
 
 class ORVI_CAPABILITY("mutex") Mutex {
-   public:
+ public:
     constexpr Mutex() noexcept = default;
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
@@ -29,19 +30,26 @@ class ORVI_CAPABILITY("mutex") Mutex {
     void lock() ORVI_ACQUIRE() { mutex_.lock(); }
     void unlock() ORVI_RELEASE() { mutex_.unlock(); }
 
-   private:
+    // Waits for a notification with the mutex released; may wake early, so call it in a predicate loop.
+    void Wait(std::condition_variable& condition) ORVI_REQUIRES(this) {
+        std::unique_lock<std::mutex> lock(mutex_, std::adopt_lock);
+        condition.wait(lock);
+        (void)lock.release();
+    }
+
+ private:
     std::mutex mutex_;
 };
 static_assert(std::is_trivially_destructible_v<Mutex>);
 
 class ORVI_SCOPED_CAPABILITY MutexLock {
-   public:
+ public:
     explicit MutexLock(Mutex& mutex) ORVI_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
     ~MutexLock() ORVI_RELEASE() { mutex_.unlock(); }
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
-   private:
+ private:
     Mutex& mutex_;
 };
 

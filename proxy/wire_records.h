@@ -10,10 +10,9 @@
 #include "orvi_os_msg.h"
 
 // The last trait refuses padding that has no name.
-#define WIRE_SIZE(type, size)                                                           \
-    static_assert(sizeof(type) == (size) && std::is_trivially_copyable_v<type> &&       \
-                      std::is_standard_layout_v<type> &&                                \
-                      std::has_unique_object_representations_v<type>,                   \
+#define WIRE_SIZE(type, size)                                                                                        \
+    static_assert(sizeof(type) == (size) && std::is_trivially_copyable_v<type> && std::is_standard_layout_v<type> && \
+                      std::has_unique_object_representations_v<type>,                                                \
                   #type)
 #define WIRE_AT(type, field, offset) static_assert(offsetof(type, field) == (offset), #type "::" #field)
 

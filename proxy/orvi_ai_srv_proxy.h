@@ -1,0 +1,61 @@
+// The process's stand-in of the vision service: one object that knows the process's place on the message bus,
+// sends every request and receives every message. The exported functions are a thin front before it.
+#ifndef ORVI_AI_SRV_PROXY_H
+#define ORVI_AI_SRV_PROXY_H
+
+#include <atomic>
+#include <cstdint>
+
+#include "orvi_ai_srv.h"
+#include "orvi_os_msg.h"
+#include "wire_records.h"
+
+namespace OrviAiService {
+
+// Methods return 0 or -1 unless they say otherwise. They log what fails and may be called on any thread.
+class ORVI_AI_API AiSrvServiceProxy {
+ public:
+    static AiSrvServiceProxy& GetInstance();
+
+    // Lifecycle: orvi_ai_srv_proxy_lifecycle.cpp
+    int Initiate(tagOrviAppInfo appInfo, OrviAiMainCallback callback);
+    int UnInitiate();
+    int GenerateProcAndTaskName() const;
+    int CreatePthread();
+    int AiSrvSendInitMsgToVision();
+    int AiSrvSendUninitMsgToVision();
+    int AiVisionAPILogInit();  // 1 on success
+    int SetProxyInfo(tagAiTaskBasicInfo& info);
+    static void* AiVisionProxyThread(void* unused);
+
+    // Request channels: orvi_ai_srv_proxy_channels.cpp. A method that returns 0 through `reply` hands over a block
+    // with data that the caller releases with OsMsgSynRespFree; after -1 there is nothing to release.
+    int SendAsynMsgToVision(uint32_t msgId, uint8_t* data, uint32_t len) const;
+    int SendSynMsgToVision(uint32_t msgId, uint8_t* data, uint32_t len, uint32_t waitTime, TagMsgBlock** reply);
+    int SendSynMsgToVisionFaceTask(uint32_t msgId, uint8_t* data, uint32_t len, TagMsgBlock** reply);
+    // Returns the service's verdict: 0, its non-zero byte, or -1 when the send fails.
+    int SendSynMsgToFaceReturnInt(uint32_t msgId, uint8_t* data, uint32_t len);
+
+    // Event dispatch on the message thread: orvi_ai_srv_proxy_events.cpp
+    static int AiVisionProxyMsgHandler(TagMsgBlock* msg);
+    static int AiVisionExecResProcess(int msgId, unsigned char* data);
+    static int AiVisionProcResMsg(TagMsgBlock* msg);
+    static int AiVisionAPICallBack(OrviAiEventId event, tagOrviAiServiceStatusEvent* status);
+    static int AiVisionProxyRestoresMsgHandler(TagMsgBlock* msg);
+
+    // The service is up. Cleared after the application has been told of its exit, set after it has been told of its
+    // start.
+    static std::atomic<bool> isVisionOK;
+    static std::atomic<OrviAiMainCallback> gOrviAiVisionCallBackFun;
+    static std::atomic<OrviAiCaptionCallback> m_captionCallBackFun;
+
+    std::atomic<bool> isInited{false};  // the first initialisation has completed
+    uint32_t threadId = 0;              // message thread; 0 = none. Written during the first initialisation only
+};
+
+static_assert(sizeof(std::atomic<OrviAiMainCallback>) == sizeof(void*));
+static_assert(sizeof(std::atomic<OrviAiCaptionCallback>) == sizeof(void*));
+
+}  // namespace OrviAiService
+
+#endif
