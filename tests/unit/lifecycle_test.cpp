@@ -1,0 +1,222 @@
+#include <string>
+
+#include "fake_platform.h"
+#include "orvi_ai_srv.h"
+#include "orvi_ai_srv_proxy.h"
+
+using OrviAiService::AiSrvServiceProxy;
+
+namespace {
+
+void OnEvent(OrviAiEventId, void*) {}
+void OnEventToo(OrviAiEventId, void*) {}
+
+const Lines INIT_HEAD = {"info <OrviAiSrvApiInit> init request begin.", "OsMsgRegLogFunc null", "OsMsgSetLogLevel 3"};
+
+Lines operator+(Lines left, const Lines& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+class Lifecycle : public PlatformTest {};
+
+TEST_F(Lifecycle, FirstInitWritesTheWholeTranscript) {
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), 0);
+    EXPECT_EQ(platform.Take(), (INIT_HEAD + Lines({
+                                                "OsMsgGetProcName 16",
+                                                "OsMsgInit ai_vpp4711",
+                                                "OrviAiClientLogInit",
+                                                "info <AiSrvServiceProxy::Initiate> msg proc name is ai_vpp4711.",
+                                                "OsMsgRegTask ai_vpt4711 64",
+                                                "OsPthreadCreateId",
+                                                "asyn 0x60000F ai_v_task_m len=36",
+                                                "info <AiSrvServiceProxy::Initiate> succeed.",
+                                                "info <OrviAiSrvApiInit> succeed.",
+                                            })));
+    const tagAiTaskBasicInfo address = {"ai_vpp4711", "ai_vpt4711", 1};
+    EXPECT_EQ(platform.LastPayload(), BytesOf(address));
+    EXPECT_EQ(platform.handler, &AiSrvServiceProxy::AiVisionProxyMsgHandler);
+    EXPECT_TRUE(AiSrvServiceProxy::GetInstance().isInited.load());
+    EXPECT_EQ(AiSrvServiceProxy::GetInstance().threadId, 77U);
+}
+
+TEST_F(Lifecycle, SecondInitOnlyAnnouncesAndKeepsTheFirstCallback) {
+    const Lines again = INIT_HEAD + Lines({"asyn 0x60000F ai_v_task_m len=36",
+                                           "error <AiSrvServiceProxy::Initiate> AiVisionProxy has been inited.",
+                                           "info <OrviAiSrvApiInit> succeed."});
+    ASSERT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), 0);
+    (void)platform.Take();
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEventToo), 0);
+    EXPECT_EQ(platform.Take(), (again));
+    EXPECT_EQ(AiSrvServiceProxy::gOrviAiVisionCallBackFun.load(), &OnEvent);
+
+    EXPECT_EQ(OrviAiSrvApiDeinit(), 0);
+    EXPECT_EQ(platform.Take(), (Lines{"info <OrviAiSrvApiDeInit> deinit request begin.",
+                                      "asyn 0x600010 ai_v_task_m len=36", "info <OrviAiSrvApiDeInit> succeed."}));
+    EXPECT_TRUE(AiSrvServiceProxy::GetInstance().isInited.load());
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEventToo), 0);
+    EXPECT_EQ(platform.Take(), (again));
+
+    platform.asynSendResult = 0x1F;
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
+    EXPECT_EQ(platform.TakeWithoutInfo(),
+              (Lines{"OsMsgRegLogFunc null", "OsMsgSetLogLevel 3", "asyn 0x60000F ai_v_task_m len=36",
+                     "error <AiSrvSendInitMsgToVision> failed, call OsMsgAsynSend return 1f.",
+                     "error <AiSrvServiceProxy::Initiate> failed: SendInitiateMsg failed isInited.",
+                     "error <OrviAiSrvApiInit> init request failed."}));
+    EXPECT_EQ(OrviAiSrvApiDeinit(), -1);
+    EXPECT_EQ(platform.TakeWithoutInfo(),
+              (Lines{"asyn 0x600010 ai_v_task_m len=36",
+                     "error <AiSrvSendUninitMsgToVision> failed: call OsMsgAsynSend return 1f.",
+                     "error <AiSrvServiceProxy::UnInitiate> failed: SendUnInitiateMsg failed.",
+                     "error <OrviAiSrvApiDeInit> failed: call UnInitiate failed."}));
+}
+
+TEST_F(Lifecycle, NullCallbackIsRefusedBeforeTheBusIsTouched) {
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, nullptr), -1);
+    EXPECT_EQ(platform.Take(),
+              (Lines{"info <OrviAiSrvApiInit> init request begin.", "error <OrviAiSrvApiInit> callback is nullptr"}));
+}
+
+TEST_F(Lifecycle, AProcessThatHasANameKeepsIt) {
+    platform.getProcNameResult = 0;
+    platform.joinedName = "fifteen_chars_x";
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), 0);
+    const Lines lines = platform.Take();
+    EXPECT_EQ(lines[4], "OrviAiClientLogInit");
+    EXPECT_EQ(lines[5], "info <AiSrvServiceProxy::Initiate> msg proc name is fifteen_chars_x.");
+    const tagAiTaskBasicInfo address = {"fifteen_chars_x", "ai_vpt4711", 1};
+    EXPECT_EQ(platform.LastPayload(), BytesOf(address));
+}
+
+TEST_F(Lifecycle, NamesOfAPidWithTenDigitsDoNotFit) {
+    platform.pid = 1234567890;
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
+    EXPECT_EQ(platform.TakeWithoutInfo(),
+              (Lines{"OsMsgRegLogFunc null", "OsMsgSetLogLevel 3", "OsMsgGetProcName 16", "OsMsgInit ai_vpp1234567890",
+                     "OrviAiClientLogInit", "OsMsgRegTask ai_vpt1234567890 64", "OsPthreadCreateId",
+                     "error <SetStAiTaskBasicInfo> memcpy_s proc name failed.",
+                     "error <AiSrvSendInitMsgToVision> call SetStAiTaskBasicInfo failed.",
+                     "error <Initiate> Failed to send the initialization message.",
+                     "error <OrviAiSrvApiInit> init request failed."}));
+    EXPECT_FALSE(AiSrvServiceProxy::GetInstance().isInited.load());
+
+    (void)AiSrvServiceProxy::AiVisionProxyThread(nullptr);
+    EXPECT_EQ(platform.TakeWithoutInfo(),
+              (Lines{"error strcpy_s  AI_VISION error", "error strcpy_s  AI_VISION error",
+                     "error strcpy_s  omlog error", "error strcpy_s  omlog error", "OsMsgSubscribeEvent 4",
+                     "OsPthreadSetName ai_vpt1234567890", "OsMsgTaskRoutineByName ai_vpt1234567890"}));
+
+    tagAiTaskBasicInfo info;
+    EXPECT_EQ(AiSrvServiceProxy::GetInstance().SetProxyInfo(info), -1);
+    EXPECT_EQ(platform.Take(), (Lines{"error <SetProxyInfo> memcpy_s proc name failed."}));
+}
+
+TEST_F(Lifecycle, NamesOfAPidWithNineDigitsFitExactly) {
+    platform.pid = 123456789;
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), 0);
+    const tagAiTaskBasicInfo address = {"ai_vpp123456789", "ai_vpt123456789", 1};
+    EXPECT_EQ(platform.LastPayload(), BytesOf(address));
+}
+
+// Each failing step: what is logged, what stays, and that the next call goes on from there.
+TEST_F(Lifecycle, FailingStepsKeepWhatWasDone) {
+    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
+    const Lines last = {"error <OrviAiSrvApiInit> init request failed."};
+    const Lines begin = {"OsMsgRegLogFunc null", "OsMsgSetLogLevel 3", "OsMsgGetProcName 16"};
+    const Lines joined = begin + Lines{"OsMsgInit ai_vpp4711", "OrviAiClientLogInit"};
+
+    platform.msgInitResult = -5;
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
+    EXPECT_EQ(platform.TakeWithoutInfo(),
+              (begin +
+               Lines{"OsMsgInit ai_vpp4711", "error <AiSrvServiceProxy::Initiate> failed: call OsMsgInit return -5.",
+                     "error <AiSrvServiceProxy::Initiate> failed: GenerateProcAndTaskName fail."} +
+               last));
+    EXPECT_EQ(AiSrvServiceProxy::gOrviAiVisionCallBackFun.load(), nullptr);
+    platform.msgInitResult = 0;
+
+    platform.regTaskResult = 6;
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
+    EXPECT_EQ(platform.TakeWithoutInfo(),
+              (joined +
+               Lines{"OsMsgRegTask ai_vpt4711 64", "error <CreatePthread> failed: call OsMsgRegTask return 6.",
+                     "error <Initiate> Failed to create the msg thread."} +
+               last));
+    EXPECT_EQ(AiSrvServiceProxy::gOrviAiVisionCallBackFun.load(), &OnEvent);
+    platform.regTaskResult = 0;
+
+    platform.createThreadResult = 11;
+    platform.clientLogInitResult = 1;
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
+    EXPECT_EQ(platform.TakeWithoutInfo(),
+              (joined +
+               Lines{"error <AiVisionAPILogInit> OrviAiClientLogInit failed.", "OsMsgRegTask ai_vpt4711 64",
+                     "OsPthreadCreateId", "error <CreatePthread> failed: call OsPthreadCreateId return 11.",
+                     "OsMsgUnregTask ai_vpp4711 1 ai_vpt4711", "error <Initiate> Failed to create the msg thread."} +
+               last));
+    EXPECT_EQ(proxy.threadId, 0U);
+    platform.createThreadResult = 0;
+    platform.clientLogInitResult = 0;
+
+    platform.asynSendResult = -1;
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
+    EXPECT_EQ(proxy.threadId, 77U);
+    EXPECT_FALSE(proxy.isInited.load());
+    (void)platform.Take();
+    platform.asynSendResult = 0;
+
+    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEventToo), 0);
+    EXPECT_EQ(platform.TakeWithoutInfo(), (joined + Lines{"error <CreatePthread> The thread has been created.",
+                                                          "asyn 0x60000F ai_v_task_m len=36"}));
+    EXPECT_EQ(AiSrvServiceProxy::gOrviAiVisionCallBackFun.load(), &OnEventToo);
+}
+
+TEST_F(Lifecycle, MessageThreadSubscribesNamesItselfAndRunsTheLoop) {
+    Init();
+    platform.taskRoutineResult = 3;
+    EXPECT_EQ(AiSrvServiceProxy::AiVisionProxyThread(nullptr), nullptr);
+    EXPECT_EQ(platform.Take(), (Lines{"OsMsgSubscribeEvent 4", "OsPthreadSetName ai_vpt4711",
+                                      "OsMsgTaskRoutineByName ai_vpt4711", "info OsMsgTaskRoutineByName ret: 3 \r\n"}));
+    const uint32_t ids[] = {0x200002, 0x200003, 0x200002, 0x200003};
+    const char* const names[] = {"AI_VISION", "AI_VISION", "omlog", "omlog"};
+    ASSERT_EQ(platform.subscriptions.size(), 4U);
+    for (size_t i = 0; i < 4; ++i) {
+        const OsMsgSubscribeEntry& entry = platform.subscriptions[i];
+        EXPECT_EQ(entry.eventId, ids[i]);
+        EXPECT_EQ(entry.reserved, 0U);
+        EXPECT_STREQ(entry.procName, names[i]);
+        EXPECT_STREQ(entry.procNameAgain, names[i]);
+        EXPECT_STREQ(entry.taskName, "ai_vpt4711");
+    }
+}
+
+TEST_F(Lifecycle, ACopyThatFailsEndsTheInitMessageWithALinePerCaller) {
+    Init();
+    // Copies of an announcement: own process name, own task name, receiver process, receiver task.
+    const Lines found[] = {{"error <SetStAiTaskBasicInfo> memcpy_s proc name failed."},
+                           {"error <SetStAiTaskBasicInfo> memcpy_s task name failed."},
+                           {"error <SetDefaultMsgBlockToMaster> failed: call memcpy_s failed."},
+                           {"error <SetDefaultMsgBlockToMaster> failed: call memcpy_s failed."}};
+    for (int nth = 1; nth <= 4; ++nth) {
+        SCOPED_TRACE(nth);
+        const std::string what = nth <= 2 ? "SetStAiTaskBasicInfo" : "SetMsgBlock";
+        platform.FailCopy(nth);
+        EXPECT_EQ(AiSrvServiceProxy::GetInstance().AiSrvSendInitMsgToVision(), -1);
+        EXPECT_EQ(platform.Take(),
+                  (found[nth - 1] + Lines{"error <AiSrvSendInitMsgToVision> call " + what + " failed."}));
+        platform.FailCopy(nth);
+        EXPECT_EQ(AiSrvServiceProxy::GetInstance().AiSrvSendUninitMsgToVision(), -1);
+        EXPECT_EQ(platform.Take(),
+                  (found[nth - 1] + Lines{std::string("error <AiSrvSendUninitMsgToVision> ") +
+                                          (nth <= 2 ? "failed: " : "") + "call " + what + " failed."}));
+    }
+}
+
+TEST_F(Lifecycle, LogInitMethodReturnsOne) {
+    EXPECT_EQ(AiSrvServiceProxy::GetInstance().AiVisionAPILogInit(), 1);
+    platform.clientLogInitResult = 2;
+    EXPECT_EQ(AiSrvServiceProxy::GetInstance().AiVisionAPILogInit(), -1);
+}
+
+}  // namespace
