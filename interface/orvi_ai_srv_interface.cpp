@@ -6,6 +6,8 @@
 
 using OrviAiService::AiSrvServiceProxy;
 
+// --- Connection ---
+
 int OrviAiSrvApiInit(tagOrviAppInfo appInfo, OrviAiMainCallback callback) {
     constexpr uint32_t BUS_LOG_LEVEL = 3;
     ORVI_LOG_INFO("<OrviAiSrvApiInit> init request begin.");
@@ -32,3 +34,17 @@ int OrviAiSrvApiDeinit() {
     ORVI_LOG_INFO("<OrviAiSrvApiDeInit> succeed.");
     return 0;
 }
+
+// --- Face detection ---
+
+// --- Captions ---
+
+// --- Nameplates, director, lock state ---
+
+// --- Check-in ---
+
+// --- Signature and minutes ---
+
+// --- Version and ability ---
+
+// --- Large model ---

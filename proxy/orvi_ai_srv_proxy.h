@@ -43,6 +43,22 @@ class ORVI_AI_API AiSrvServiceProxy {
     static int AiVisionAPICallBack(OrviAiEventId event, tagOrviAiServiceStatusEvent* status);
     static int AiVisionProxyRestoresMsgHandler(TagMsgBlock* msg);
 
+    // Face detection: orvi_ai_srv_proxy_face.cpp
+
+    // Captions: orvi_ai_srv_proxy_captions.cpp
+
+    // Nameplates, director, lock state: orvi_ai_srv_proxy_meeting.cpp
+
+    // Check-in: orvi_ai_srv_proxy_check_in.cpp
+
+    // Signature and minutes: orvi_ai_srv_proxy_minutes.cpp
+
+    // Large model: orvi_ai_srv_proxy_large_model.cpp
+
+    // Voice assistant: orvi_ai_srv_proxy_assistant*.cpp
+
+    // --- State ---
+
     // The service is up. Cleared after the application has been told of its exit, set after it has been told of its
     // start.
     static std::atomic<bool> isVisionOK;
