@@ -1,16 +1,15 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
-#include <future>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <semaphore.h>
 #include <set>
 #include <signal.h>
 #include <string>
 #include <sys/time.h>
 #include <time.h>
 #include <unistd.h>
-#include <vector>
 
 #include "orvi_host_mem.h"
 #include "orvi_os_mem.h"
@@ -74,7 +73,7 @@ struct Seen {
     sigset_t mask{};
     std::string name;
     bool leaveByExit = false;
-    std::promise<void> done;
+    sem_t done{};
 };
 
 void* Look(void* raw) {
@@ -86,7 +85,7 @@ void* Look(void* raw) {
     (void)pthread_getname_np(pthread_self(), name, sizeof(name));
     seen->name = name;
     const bool leave = seen->leaveByExit;
-    seen->done.set_value_at_thread_exit();
+    (void)sem_post(&seen->done);
     if (leave) {
         pthread_exit(nullptr);
     }
@@ -101,9 +100,10 @@ TEST(OsThread, RunsRoutineOnAThreadOfItsOwn) {
         Seen seen;
         seen.leaveByExit = round % 2 == 1;
         uint32_t attributes = 0;
-        auto done = seen.done.get_future();
+        ASSERT_EQ(sem_init(&seen.done, 0, 0), 0);
         ASSERT_EQ(OsPthreadCreateId(&seen.id, &attributes, 0, Look, &seen), 0);
-        done.wait();
+        while (sem_wait(&seen.done) != 0) {
+        }
         EXPECT_NE(seen.id, 0U);
         EXPECT_EQ(seen.idInRoutine, seen.id) << "the id must stand there before the routine runs";
         EXPECT_TRUE(ids.insert(seen.id).second);
