@@ -13,6 +13,20 @@
 extern "C" {
 #endif
 
+/* What the bus's operations return beside 0. Callers of the platform's contract know only "non-zero". */
+enum OrviHostMsgError {
+    ORVI_BUS_E_ARGUMENT = 1,   /* an argument breaks the contract */
+    ORVI_BUS_E_NOT_JOINED = 2, /* the process has not joined the bus */
+    ORVI_BUS_E_STATE = 3,      /* joined, registered, running or answered already, or no such task here */
+    ORVI_BUS_E_NAME = 4,       /* another live process holds the name */
+    ORVI_BUS_E_DIRECTORY = 5,  /* the bus directory is missing or not to be trusted */
+    ORVI_BUS_E_ABSENT = 6,     /* nobody receives under that name */
+    ORVI_BUS_E_TIMEOUT = 7,    /* the wait ran out */
+    ORVI_BUS_E_GONE = 8,       /* the other end died or hung up */
+    ORVI_BUS_E_FORKED = 9,     /* the process is a forked child of a member of the bus */
+    ORVI_BUS_E_SYSTEM = 10     /* the kernel refused: no memory, no descriptors, ... */
+};
+
 /* 1 when `message`, which a handler has received, is a request whose sender waits for a reply; 0 for a
  * one-way message. */
 int OrviHostMsgWantsReply(const TagMsgBlock* message);
@@ -28,6 +42,9 @@ int OrviHostMsgReply(const TagMsgBlock* request, const void* data, uint32_t data
 /* Ends the receive loop of a task of this process from any thread; OsMsgTaskRoutineByName returns 0. The
  * task stays registered. Safe to call before the loop runs: the next run then returns at once. */
 int OrviHostMsgStopRoutine(const char* taskName);
+
+/* The number of reply blocks of this process that OsMsgSynRespFree has not been given yet. */
+uint32_t OrviHostMsgOutstandingReplies(void);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,46 @@
+// Descriptors of the bus: owned, close-on-exec, and known to the fork handler.
+//
+// A forked child must not keep the bus alive in its parent's place: a listening socket or a connection that it
+// inherits would stay open after the parent's death and its peers would go on waiting. So every descriptor of the
+// bus is made here, under the lock that fork() takes, and the child closes all of them before fork() returns.
+#ifndef ORVI_HOST_OS_MSG_DESCRIPTOR_H
+#define ORVI_HOST_OS_MSG_DESCRIPTOR_H
+
+#include <string>
+#include <sys/types.h>
+
+namespace orvi_bus {
+
+class Fd {
+ public:
+    Fd() = default;
+    Fd(Fd&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    Fd& operator=(Fd&& other) noexcept;
+    ~Fd() { Reset(); }
+
+    int Get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    void Reset();  // keeps errno
+
+    // Each returns an empty Fd with errno set on failure.
+    static Fd StreamSocket(bool nonBlocking);
+    static Fd DatagramSocket();
+    static Fd Accept(int listener);  // non-blocking
+    static Fd Open(const std::string& path, int flags, mode_t mode);
+    static Fd Epoll();
+    static Fd Event();
+    static Fd Inotify();
+    static Fd Pid(pid_t pid);
+
+ private:
+    explicit Fd(int fd) : fd_(fd) {}
+    int fd_ = -1;
+};
+
+// True in a child that was forked by a process which had made a descriptor here. In such a child other threads' locks
+// may be held for ever: check this before any lock of the bus is taken.
+bool InForkedChild();
+
+}  // namespace orvi_bus
+
+#endif

@@ -1,0 +1,100 @@
+#include "process.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "bus_log.h"
+#include "orvi_host_bus.h"
+#include "settings.h"
+#include "task.h"
+
+namespace orvi_bus {
+
+Process& Process::Get() {
+    static Process* process = new Process;
+    return *process;
+}
+
+int Process::Join(const char* name) {
+    (void)GetSettings();
+    MutexLock lock(mutex_);
+    if (Joined()) {
+        Log(kLogError, "cannot join as '%s': this process has joined as '%s'", name, name_);
+        return ORVI_BUS_E_STATE;
+    }
+    std::string why;
+    if (!FindDirectory(&directory_, &why)) {
+        Log(kLogError, "cannot join as '%s': %s", name, why.c_str());
+        return ORVI_BUS_E_DIRECTORY;
+    }
+    const int result = presence_.Acquire(directory_, name);
+    if (result != 0) {
+        return result;
+    }
+    SetName(name_, name);
+    incarnation_ = presence_.Incarnation();
+    joined_.store(true, std::memory_order_release);
+    Log(kLogInfo, "joined as '%s' in %s", name, directory_.path.c_str());
+    return 0;
+}
+
+int Process::MarkStarted() {
+    if (Started()) {
+        return 0;
+    }
+    MutexLock lock(mutex_);
+    if (!Started()) {
+        if (!presence_.MarkStarted()) {
+            Log(kLogError, "cannot tell the bus that '%s' has started: %s", name_, strerror(errno));
+            return ORVI_BUS_E_SYSTEM;
+        }
+        started_.store(true, std::memory_order_release);
+    }
+    return 0;
+}
+
+int Process::AddTask(const char* taskName, OsMsgHandler handler) {
+    MutexLock lock(mutex_);
+    for (const std::shared_ptr<Task>& task : tasks_) {
+        if (task->HasName(taskName)) {
+            Log(kLogError, "task '%s' is registered already", taskName);
+            return ORVI_BUS_E_STATE;
+        }
+    }
+    auto task = std::make_shared<Task>(taskName, handler);
+    const int result = task->Open();
+    if (result == 0) {
+        tasks_.push_back(std::move(task));
+    }
+    return result;
+}
+
+int Process::RemoveTask(const char* taskName) {
+    std::shared_ptr<Task> task;
+    {
+        MutexLock lock(mutex_);
+        const auto found = std::find_if(tasks_.begin(), tasks_.end(),
+                                        [taskName](const auto& candidate) { return candidate->HasName(taskName); });
+        if (found == tasks_.end()) {
+            return ORVI_BUS_E_STATE;
+        }
+        task = *found;
+        tasks_.erase(found);
+        task->RemoveEndpoint();  // under the lock: a new task of that name makes its own
+    }
+    task->TakeOff();
+    return 0;
+}
+
+std::shared_ptr<Task> Process::FindTask(const char* taskName) {
+    MutexLock lock(mutex_);
+    for (const std::shared_ptr<Task>& task : tasks_) {
+        if (task->HasName(taskName)) {
+            return task;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace orvi_bus

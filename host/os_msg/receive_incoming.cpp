@@ -1,0 +1,272 @@
+// The receive loop of a task: connections, from their bytes to the handler.
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <cxxabi.h>
+#include <exception>
+#include <sys/epoll.h>
+
+#include "bus_log.h"
+#include "deadline.h"
+#include "message_token.h"
+#include "process.h"
+#include "settings.h"
+#include "task.h"
+
+namespace orvi_bus {
+
+namespace {
+
+struct FreeBytes {
+    void operator()(void* bytes) const { free(bytes); }
+};
+
+// Sets a flag until the scope ends.
+class Raised {
+ public:
+    explicit Raised(bool* flag) : flag_(flag) { *flag_ = true; }
+    ~Raised() { *flag_ = false; }
+    Raised(const Raised&) = delete;
+    Raised& operator=(const Raised&) = delete;
+
+ private:
+    bool* flag_;
+};
+
+}  // namespace
+
+std::vector<std::shared_ptr<Incoming>> Task::Snapshot() const {
+    std::vector<std::shared_ptr<Incoming>> snapshot;
+    snapshot.reserve(connections_.size());
+    for (const auto& entry : connections_) {
+        snapshot.push_back(entry.second);
+    }
+    return snapshot;
+}
+
+// Reads once and dispatches what is complete; with `untilEmpty` goes on until the kernel holds nothing more of the
+// connection. Otherwise the other connections get their turn first.
+void Task::Pump(Incoming* connection, bool untilEmpty) {
+    if (connection->busy || connection->closed) {
+        return;
+    }
+    const Raised busy(&connection->busy);
+    bool more = DispatchHeld(connection);
+    while (more && !connection->closed && !(connection->paused && !untilEmpty)) {
+        const Filled filled = Fill(connection, untilEmpty);
+        if (filled == Filled::kBytes) {
+            more = DispatchHeld(connection) && untilEmpty;
+            if (!connection->closed) {
+                connection->reader.Trim();
+                UpdateDeadline(connection, true);
+            }
+        } else {
+            more = false;
+        }
+        SettleBudget(connection);
+    }
+}
+
+// `unlimited` is for connections whose other end is known to be closed: what the kernel still holds of them is little.
+Task::Filled Task::Fill(Incoming* connection, bool unlimited) {
+    if (!budget_.Grow(connection, connection->reader.CapacityAfterRoom()) && !unlimited) {
+        connection->paused = true;
+        UpdateDeadline(connection, false);
+        epoll_event event{};
+        event.data.ptr = connection;
+        (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, connection->Socket(), &event);
+        return Filled::kNothing;
+    }
+    uint8_t* at = nullptr;
+    size_t room = 0;
+    if (!connection->reader.Room(&at, &room)) {
+        Fail(connection, "there is no memory for its frame");
+        return Filled::kClosed;
+    }
+    const ssize_t count = connection->Receive(at, room);
+    if (count > 0) {
+        connection->reader.Received(static_cast<size_t>(count));
+        return Filled::kBytes;
+    }
+    if (count < 0) {
+        return Filled::kNothing;
+    }
+    if (connection->reader.InsideFrame()) {
+        Fail(connection, "it was closed inside a frame");
+    } else {
+        Close(connection);
+    }
+    return Filled::kClosed;
+}
+
+// Dispatches the frames that are complete. False when the connection was closed or the loop is to return.
+bool Task::DispatchHeld(Incoming* connection) {
+    if (!connection->greeted && !Greet(connection)) {
+        return !connection->closed;
+    }
+    for (;;) {
+        if (Interrupted()) {
+            return false;
+        }
+        FrameHeader header;
+        const uint8_t* payload = nullptr;
+        switch (connection->reader.Next(&header, &payload)) {
+            case FrameReader::Result::kMore:
+                return true;
+            case FrameReader::Result::kBad:
+                Fail(connection, connection->reader.Complaint());
+                return false;
+            case FrameReader::Result::kFrame:
+                break;
+        }
+        if (header.kind != FrameKind::kOneWay && header.kind != FrameKind::kRequest) {
+            Fail(connection, "a frame that does not belong there");
+            return false;
+        }
+        Dispatch(connection, header, payload);
+    }
+}
+
+// Takes the hello and nothing more. True when it is there.
+bool Task::Greet(Incoming* connection) {
+    FrameHeader header;
+    const uint8_t* payload = nullptr;
+    switch (connection->reader.Next(&header, &payload)) {
+        case FrameReader::Result::kMore:
+            return false;
+        case FrameReader::Result::kBad:
+            Fail(connection, connection->reader.Complaint());
+            return false;
+        case FrameReader::Result::kFrame:
+            break;
+    }
+    if (header.kind != FrameKind::kHello || !DecodeHello(payload, &connection->hello)) {
+        Fail(connection, "its first frame is no hello");
+        return false;
+    }
+    connection->greeted = true;
+    DrainPredecessors(*connection);
+    return true;
+}
+
+// Learns who is behind the accepted connections that have not said so yet.
+void Task::GreetAll() {
+    for (const std::shared_ptr<Incoming>& connection : Snapshot()) {
+        if (connection->greeted || connection->closed || connection->busy) {
+            continue;
+        }
+        const Raised busy(&connection->busy);
+        if (Fill(connection.get(), true) == Filled::kBytes) {
+            (void)Greet(connection.get());
+        }
+        SettleBudget(connection.get());
+    }
+}
+
+// A thread that gave a connection up and made a new one goes on in the new one: what it left in the old one comes
+// first.
+void Task::DrainPredecessors(const Incoming& connection) {
+    for (const std::shared_ptr<Incoming>& other : Snapshot()) {
+        if (other->id < connection.id && !other->closed && !other->greeted && !other->busy &&
+            other->peer.pid == connection.peer.pid) {
+            const Raised busy(&other->busy);
+            if (Fill(other.get(), true) == Filled::kBytes) {
+                (void)Greet(other.get());
+            }
+            SettleBudget(other.get());
+        }
+        if (other->id < connection.id && !other->closed && other->greeted &&
+            other->hello.stream == connection.hello.stream &&
+            other->hello.incarnation == connection.hello.incarnation &&
+            strcmp(other->hello.procName, connection.hello.procName) == 0) {
+            Pump(other.get(), true);
+        }
+    }
+}
+
+void Task::Dispatch(Incoming* connection, const FrameHeader& header, const uint8_t* payload) {
+    // A copy of exactly the payload's size: aligned for any record, and a tool for memory faults sees a handler that
+    // reads too far.
+    std::unique_ptr<void, FreeBytes> data;
+    if (header.dataLen != 0) {
+        data.reset(malloc(header.dataLen));
+        if (!data) {
+            Fail(connection, "there is no memory for its message");
+            return;
+        }
+        memcpy(data.get(), payload, header.dataLen);
+    }
+    if (watchCount_.load(std::memory_order_relaxed) != 0) {
+        BeforeMessage(*connection, (header.flags & kFlagStarted) != 0);
+    }
+    TagMsgBlock block{};
+    block.senderUid = connection->peer.uid;
+    block.msgId = header.msgId;
+    SetName(block.recvProcName, Process::Get().Name());
+    SetName(block.recvTaskName, name_);
+    block.dataLen = header.dataLen;
+    block.data = data.get();
+    if (header.kind == FrameKind::kRequest) {
+        connection->ExpectAnswer(header.sequence);
+        PutToken({connection->id, header.sequence}, &block);
+    }
+    CallHandler(&block);
+}
+
+void Task::CallHandler(TagMsgBlock* block) {
+    const uint32_t msgId = block->msgId;
+    try {
+        (void)handler_(block);
+    } catch (abi::__forced_unwind&) {
+        throw;  // the thread ends
+    } catch (const std::exception& error) {
+        Log(kLogError, "the handler of task '%s' threw on message %#x: %s", name_, msgId, error.what());
+    } catch (...) {
+        Log(kLogError, "the handler of task '%s' threw on message %#x", name_, msgId);
+    }
+}
+
+// The limit for the first frame counts from the acceptance, the one for a frame from its latest bytes.
+void Task::UpdateDeadline(Incoming* connection, bool progress) {
+    const bool before = connection->deadlineNs != 0;
+    const int64_t limit = static_cast<int64_t>(GetSettings().frameWaitMs) * 1000000;
+    if (connection->paused || connection->closed || (connection->greeted && !connection->reader.InsideFrame())) {
+        connection->deadlineNs = 0;
+    } else if (connection->greeted ? progress : !before) {
+        connection->deadlineNs = MonotonicNs() + limit;
+    }
+    const bool after = connection->deadlineNs != 0;
+    timed_ = timed_ + (after ? 1U : 0U) - (before ? 1U : 0U);
+}
+
+void Task::SettleBudget(Incoming* connection) {
+    for (Incoming* resumed : budget_.Settle(connection)) {
+        resumed->paused = false;
+        UpdateDeadline(resumed, true);
+        epoll_event event{};
+        event.events = EPOLLIN;
+        event.data.ptr = resumed;
+        (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, resumed->Socket(), &event);
+    }
+}
+
+void Task::Fail(Incoming* connection, const char* reason) {
+    Log(kLogError, "task '%s' ended a connection of %s (process %d, uid %u): %s", name_,
+        connection->greeted ? connection->hello.procName : "an unknown sender", static_cast<int>(connection->peer.pid),
+        static_cast<unsigned>(connection->peer.uid), reason);
+    Close(connection);
+}
+
+void Task::Close(Incoming* connection) {
+    const auto found = connections_.find(connection->id);
+    if (found == connections_.end()) {
+        return;
+    }
+    connection->Close();
+    UpdateDeadline(connection, false);
+    SettleBudget(connection);
+    closed_.push_back(std::move(found->second));
+    connections_.erase(found);
+}
+
+}  // namespace orvi_bus

@@ -1,0 +1,351 @@
+// A member of the bus that does what its standard input says: the other process of the bus tests.
+//
+// Every command is answered by one line "= ...". What the process receives is told by lines of their own:
+// "message TASK ID LEN UID", "start NAME UID", "exit NAME UID", and "loop TASK RESULT" when a receive loop has ended.
+#include <atomic>
+#include <condition_variable>
+#include <cstdio>
+#include <cstring>
+#include <dirent.h>
+#include <dlfcn.h>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <pthread.h>
+#include <signal.h>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "orvi_host_bus.h"
+#include "orvi_os_msg.h"
+#include "tests/host/bus_peer_ids.h"
+
+namespace {
+
+std::mutex g_mutex;
+std::condition_variable g_changed;
+int g_release = 0;                            // how many blocked handlers may go on
+std::vector<TagMsgBlock> g_unanswered;        // requests to be answered later
+std::map<std::string, std::string> g_nested;  // task of this process: "PROC TASK" that its handler calls
+
+// One write a line, so that lines of several threads do not mix.
+void Say(const std::string& line) {
+    const std::string text = line + "\n";
+    (void)!write(STDOUT_FILENO, text.data(), text.size());
+}
+
+// A payload that tells what it is: every byte depends on its place and on the message's length.
+std::string Payload(uint32_t length) {
+    std::string payload(length, '\0');
+    for (uint32_t i = 0; i < length; ++i) {
+        payload[i] = static_cast<char>((i * 31 + length) & 0xFF);
+    }
+    return payload;
+}
+
+bool IsPayload(const TagMsgBlock& block) {
+    const std::string expected = Payload(block.dataLen);
+    return block.dataLen == 0 || memcmp(block.data, expected.data(), block.dataLen) == 0;
+}
+
+TagMsgBlock Block(const std::string& proc, const std::string& task, uint32_t id, const std::string& payload) {
+    TagMsgBlock block;
+    memset(&block, 0, sizeof(block));
+    strncpy(block.recvProcName, proc.c_str(), sizeof(block.recvProcName) - 1);
+    strncpy(block.recvTaskName, task.c_str(), sizeof(block.recvTaskName) - 1);
+    block.msgId = id;
+    block.dataLen = static_cast<uint32_t>(payload.size());
+    block.data = payload.empty() ? nullptr : const_cast<char*>(payload.data());
+    return block;
+}
+
+std::string Call(const std::string& proc, const std::string& task, uint32_t id, uint32_t length, uint32_t wait) {
+    const std::string payload = Payload(length);
+    TagMsgBlock block = Block(proc, task, id, payload);
+    TagMsgBlock* reply = nullptr;
+    const int result = OsMsgSynSend(&block, &reply, wait);
+    if (result != 0) {
+        return "error " + std::to_string(result) + (reply != nullptr ? " with a reply" : "");
+    }
+    std::string told = reply->data == nullptr ? "none" : std::to_string(reply->dataLen);
+    told += IsPayload(*reply) && reply->msgId == id ? "" : " damaged";
+    told += " uid " + std::to_string(reply->senderUid);
+    OsMsgSynRespFree(reply);
+    return "reply " + told;
+}
+
+void Block() {
+    std::unique_lock<std::mutex> lock(g_mutex);
+    g_changed.wait(lock, [] { return g_release > 0; });
+    --g_release;
+}
+
+int Handle(TagMsgBlock* message) {
+    const std::string uid = " " + std::to_string(message->senderUid);
+    if (message->msgId == OS_MSG_PROC_STARTRESULT || message->msgId == OS_MSG_PROC_EXITRESULT) {
+        Say((message->msgId == OS_MSG_PROC_STARTRESULT ? "start " : "exit ") + std::string(message->procName) + uid);
+        return 0;
+    }
+    const bool whole = IsPayload(*message) && (message->dataLen == 0) == (message->data == nullptr);
+    if (message->msgId != kEchoQuietly) {
+        Say("message " + std::string(message->recvTaskName) + " " + std::to_string(message->msgId) + " " +
+            std::to_string(message->dataLen) + uid + (whole ? "" : " damaged"));
+    }
+    switch (message->msgId) {
+        case kEcho:
+        case kEchoQuietly:
+            (void)OrviHostMsgReply(message, message->data != nullptr ? message->data : "", message->dataLen);
+            break;
+        case kAnswerNoData:
+            (void)OrviHostMsgReply(message, nullptr, 0);
+            break;
+        case kAnswerTwice:
+            (void)OrviHostMsgReply(message, "", 0);
+            Say("second " + std::to_string(OrviHostMsgReply(message, "", 0)));
+            break;
+        case kAnswerLarge: {
+            const std::string payload = Payload(16U << 20);
+            (void)OrviHostMsgReply(message, payload.data(), static_cast<uint32_t>(payload.size()));
+            break;
+        }
+        case kAnswerLater: {
+            const std::lock_guard<std::mutex> lock(g_mutex);
+            g_unanswered.push_back(*message);
+            break;
+        }
+        case kBlock:
+            Block();
+            Say("unblocked");
+            break;
+        case kBlockThenEcho:
+            Block();
+            (void)OrviHostMsgReply(message, message->data != nullptr ? message->data : "", message->dataLen);
+            break;
+        case kCallInside: {
+            std::istringstream to(g_nested[message->recvTaskName]);
+            std::string proc, task;
+            to >> proc >> task;
+            Say("inside " + Call(proc, task, kEcho, 7, 5000));
+            (void)OrviHostMsgReply(message, nullptr, 0);
+            break;
+        }
+        case kThrow:
+            throw std::runtime_error("thrown on purpose");
+        case kEndThread:
+            pthread_exit(nullptr);
+        case kStopInside:
+            (void)OrviHostMsgStopRoutine(message->recvTaskName);
+            break;
+        case kUnregisterInside: {
+            char own[OS_MSG_NAME_SIZE];
+            (void)OsMsgGetProcName(own, sizeof(own));
+            (void)OsMsgUnregTask(own, 1, message->recvTaskName);
+            break;
+        }
+        case kExitInside:
+            exit(0);
+        case kForkInside:
+            if (fork() == 0) {
+                const int sent = OsMsgAsynSend(message);
+                TagMsgBlock* reply = nullptr;
+                const int called = OsMsgSynSend(message, &reply, 0);
+                Say("child " + std::to_string(sent) + " " + std::to_string(called) + " " +
+                    std::to_string(OsMsgInit("child")));
+                return 0;  // the loop is to end in the child
+            }
+            break;
+        default:
+            break;
+    }
+    return 0;
+}
+
+size_t CountEntries(const char* folder) {
+    size_t count = 0;
+    DIR* entries = opendir(folder);
+    while (entries != nullptr && readdir(entries) != nullptr) {
+        ++count;
+    }
+    if (entries != nullptr) {
+        closedir(entries);
+    }
+    return count;
+}
+
+void RunLoop(const std::string& task) {
+    const int result = OsMsgTaskRoutineByName(task.c_str());
+    Say("loop " + task + " " + std::to_string(result));
+}
+
+int Subscribe(const std::string& task, const std::string& proc) {
+    OsMsgSubscribeEntry entries[2];
+    memset(entries, 0, sizeof(entries));
+    for (OsMsgSubscribeEntry& entry : entries) {
+        strncpy(entry.procName, proc.c_str(), OS_MSG_NAME_SIZE - 1);
+        strncpy(entry.procNameAgain, proc.c_str(), OS_MSG_NAME_SIZE - 1);
+        strncpy(entry.taskName, task.c_str(), OS_MSG_NAME_SIZE - 1);
+    }
+    entries[0].eventId = OS_MSG_PROC_STARTRESULT;
+    entries[1].eventId = OS_MSG_PROC_EXITRESULT;
+    return OsMsgSubscribeEvent(entries, 2);
+}
+
+// Threads that send requests at the same time, each checking that its replies are its own.
+std::string Storm(const std::string& proc, const std::string& task, uint32_t threads, uint32_t count) {
+    std::atomic<uint32_t> good{0};
+    std::vector<std::thread> workers;
+    for (uint32_t t = 0; t < threads; ++t) {
+        workers.emplace_back([&, t] {
+            for (uint32_t i = 0; i < count; ++i) {
+                const uint32_t length = 1 + t * 131 + i;
+                if (Call(proc, task, kEchoQuietly, length, 0).rfind("reply " + std::to_string(length) + " uid", 0) ==
+                    0) {
+                    good.fetch_add(1);
+                }
+            }
+        });
+    }
+    for (std::thread& worker : workers) {
+        worker.join();
+    }
+    return std::to_string(good.load()) + " good";
+}
+
+// Sends numbered messages: their lengths count up. Stops at the first failure.
+std::string SendMany(const std::string& proc, const std::string& task, uint32_t id, uint32_t count) {
+    for (uint32_t i = 0; i < count; ++i) {
+        const std::string payload = Payload(i + 1);
+        TagMsgBlock block = Block(proc, task, id, payload);
+        const int result = OsMsgAsynSend(&block);
+        if (result != 0) {
+            return "error " + std::to_string(result) + " after " + std::to_string(i);
+        }
+    }
+    return "sent " + std::to_string(count);
+}
+
+std::string Do(const std::string& line) {
+    std::istringstream words(line);
+    std::string command, proc, task;
+    uint32_t id = 0, length = 0, wait = 0;
+    words >> command;
+    if (command == "join") {
+        words >> proc;
+        return std::to_string(OsMsgInit(proc.c_str()));
+    }
+    if (command == "name") {
+        char name[OS_MSG_NAME_SIZE];
+        return OsMsgGetProcName(name, sizeof(name)) == 0 ? name : "none";
+    }
+    if (command == "task") {
+        words >> task;
+        return std::to_string(OsMsgRegTask(task.c_str(), 64, &Handle));
+    }
+    if (command == "unreg") {
+        words >> proc >> task;
+        return std::to_string(OsMsgUnregTask(proc.c_str(), 1, task.c_str()));
+    }
+    if (command == "watch") {
+        words >> task >> proc;
+        return std::to_string(Subscribe(task, proc));
+    }
+    if (command == "run") {
+        words >> task;
+        std::thread(&RunLoop, task).detach();
+        return "0";
+    }
+    if (command == "stop") {
+        words >> task;
+        return std::to_string(OrviHostMsgStopRoutine(task.c_str()));
+    }
+    if (command == "send") {
+        words >> proc >> task >> id >> length;
+        const std::string payload = Payload(length);
+        TagMsgBlock block = Block(proc, task, id, payload);
+        return std::to_string(OsMsgAsynSend(&block));
+    }
+    if (command == "sendmany") {
+        words >> proc >> task >> id >> length;
+        return SendMany(proc, task, id, length);
+    }
+    if (command == "call") {
+        words >> proc >> task >> id >> length >> wait;
+        return Call(proc, task, id, length, wait);
+    }
+    if (command == "callthread") {  // from a thread that ends with the call
+        words >> proc >> task >> id >> length >> wait;
+        std::string told;
+        std::thread([&] { told = Call(proc, task, id, length, wait); }).join();
+        return told;
+    }
+    if (command == "nested") {
+        std::string to;
+        words >> task;
+        std::getline(words >> std::ws, to);
+        g_nested[task] = to;
+        return "0";
+    }
+    if (command == "storm") {
+        words >> proc >> task >> length >> wait;
+        return Storm(proc, task, length, wait);
+    }
+    if (command == "release") {
+        words >> length;
+        const std::lock_guard<std::mutex> lock(g_mutex);
+        g_release += static_cast<int>(length);
+        g_changed.notify_all();
+        return "0";
+    }
+    if (command == "answer") {  // answers what kAnswerLater has kept, the oldest first
+        std::vector<TagMsgBlock> kept;
+        {
+            const std::lock_guard<std::mutex> lock(g_mutex);
+            kept.swap(g_unanswered);
+        }
+        std::string told;
+        for (const TagMsgBlock& request : kept) {
+            told += (told.empty() ? "" : " ") + std::to_string(OrviHostMsgReply(&request, "", 0));
+        }
+        return told;
+    }
+    if (command == "fork") {  // leaves a child behind that lives until its group is ended
+        const pid_t child = fork();
+        if (child == 0) {
+            for (;;) {
+                pause();
+            }
+        }
+        return std::to_string(child);
+    }
+    if (command == "stat") {
+        return "fds " + std::to_string(CountEntries("/proc/self/fd")) + " threads " +
+               std::to_string(CountEntries("/proc/self/task")) + " replies " +
+               std::to_string(OrviHostMsgOutstandingReplies());
+    }
+    if (command == "level") {
+        words >> length;
+        return std::to_string(OsMsgSetLogLevel(length));
+    }
+    if (command == "unload") {  // what an application does with a plug-in that is linked to the bus
+        void* library = dlopen("liborvi_os_msg.so.1", RTLD_NOW | RTLD_NOLOAD);
+        return library != nullptr && dlclose(library) == 0 && dlclose(library) == 0 ? "0" : "none";
+    }
+    return "unknown command";
+}
+
+}  // namespace
+
+int main() {
+    signal(SIGPIPE, SIG_DFL);  // a broken connection of the bus must not end the process
+    for (std::string line; std::getline(std::cin, line);) {
+        if (line == "return") {
+            return 0;
+        }
+        Say("= " + Do(line));
+    }
+    return 0;
+}
