@@ -151,13 +151,118 @@ typedef void (*OrviAiCaptionCallback)(OrviAiCaptionEventId event, void* payload)
  * Nameplates, director, lock state
  * ------------------------------------------------------------------------------------------------------ */
 
+/* Nameplates show the participants' names beside their faces: prepare and put away, switch on and off. The
+ * service tells the outcome of a start or stop a second time by ORVI_AI_EVENT_STATUS with
+ * ORVI_AI_STATUS_NAMEPLATE. Each returns 0, or -1 when the service cannot be reached or refuses. */
+ORVI_AI_API int OrviAiSrvNamePlateInit(void);
+ORVI_AI_API int OrviAiSrvNamePlateDeInit(void);
+ORVI_AI_API int OrviAiSrvNamePlateStart(void);
+ORVI_AI_API int OrviAiSrvNamePlateStop(void);
+
+/* The camera director needs no preparation: these two do nothing and always return -1. */
+ORVI_AI_API int OrviAiSrvDirectorInit(void);
+ORVI_AI_API int OrviAiSrvDirectorDeInit(void);
+
+/* Starts and stops the camera director, which points the camera at who speaks. Returns 0 when the service has
+ * answered, whatever the answer, and -1 when it has not; waits as long as the message bus allows. */
+ORVI_AI_API int OrviAiSrvDirectorStart(void);
+ORVI_AI_API int OrviAiSrvDirectorStop(void);
+
+/* Tells the service the device's lock state, a number that is passed on as it is. Result and waiting as for
+ * the director. */
+ORVI_AI_API int OrviAiLockStateChange(int lockState);
+
 /* ------------------------------------------------------------------------------------------------------
  * Check-in
+ *
+ * The service keeps the attendance of a conference. The library keeps nothing and enforces no order among the
+ * calls; the usual one is init, start, start report, queries, stop report, stop, clear, de-init. Where nothing
+ * else is said a function returns 0, or -1 when the service cannot be reached or refuses.
  * ------------------------------------------------------------------------------------------------------ */
+
+/* Identity of a conference, 1152 bytes. The start report refuses a text that lacks its NUL. */
+typedef struct tagOrviAiConfIdInfo {
+    char confUuid[192]; /* unique id of the conference */
+    char confId[192];
+    char userid[256];
+    char account[256];
+    char confKey[256]; /* carried for the service */
+} tagOrviAiConfIdInfo;
+ORVI_AI_RECORD_SIZE(tagOrviAiConfIdInfo, 1152);
+ORVI_AI_RECORD_FIELD(tagOrviAiConfIdInfo, confId, 192);
+ORVI_AI_RECORD_FIELD(tagOrviAiConfIdInfo, userid, 384);
+ORVI_AI_RECORD_FIELD(tagOrviAiConfIdInfo, account, 640);
+ORVI_AI_RECORD_FIELD(tagOrviAiConfIdInfo, confKey, 896);
+
+/* How participants check in: a number that the application and the service agree on, passed on as it is. */
+typedef enum tagOrviAiCheckinType ORVI_AI_ENUM_BASE { ORVI_AI_CHECKIN_TYPE_0 = 0 } tagOrviAiCheckinType;
+
+/* Views of the check-in data; what each shows is agreed with the service. */
+typedef enum OrviAiCheckInShowType ORVI_AI_ENUM_BASE {
+    ORVI_AI_CHECKIN_SHOW_0 = 0,
+    ORVI_AI_CHECKIN_SHOW_1 = 1,
+    ORVI_AI_CHECKIN_SHOW_2 = 2,
+    ORVI_AI_CHECKIN_SHOW_3 = 3,
+    ORVI_AI_CHECKIN_SHOW_4 = 4,
+    ORVI_AI_CHECKIN_SHOW_5 = 5,
+    ORVI_AI_CHECKIN_SHOW_6 = 6
+} OrviAiCheckInShowType;
+#define ORVI_AI_CHECKIN_SHOW_COUNT 7U
+
+#define ORVI_AI_CHECKIN_MAX_PAGE 56U     /* pages are numbered from 1 */
+#define ORVI_AI_CHECKIN_MAX_USER_ID 256U /* greatest length that OrviAiSrvGetCheckinPhoto takes */
+
+/* One page of check-in data, 33164 bytes, in the service's own layout. */
+typedef struct tagCheckinTotalData {
+    uint8_t page[33164];
+} tagCheckinTotalData;
+ORVI_AI_RECORD_SIZE(tagCheckinTotalData, 33164);
+
+/* Prepares the service's check-in for this process, and puts it away. */
+ORVI_AI_API int OrviAiSrvCheckInInit(void);
+ORVI_AI_API int OrviAiSrvCheckInDeinit(void);
+
+/* Starts the check-in of a conference, and stops it. */
+ORVI_AI_API int OrviAiSrvCheckInStart(tagOrviAiConfIdInfo confInfo);
+ORVI_AI_API int OrviAiSrvCheckInStop(void);
+
+/* Starts reporting who checks in to the conference, and stops it. The start also returns -1, with nothing
+ * sent, when a text of `confInfo` lacks its NUL. */
+ORVI_AI_API int OrviAiSrvCheckInStartReport(tagOrviAiCheckinType type, tagOrviAiConfIdInfo confInfo);
+ORVI_AI_API int OrviAiSrvCheckInStopReport(void);
+
+/* Forgets the check-in data; ORVI_AI_EVENT_CHECKIN_CLEARED tells when that is done. */
+ORVI_AI_API int OrviAiSrvCheckInClearData(void);
+
+/* Copies page `pageNum`, 1 to 56, of a view of the check-in data into `*checkinData`. An answer shorter than the
+ * record fills its beginning and leaves the rest as it was. Returns -1 also when `checkinData` is null, the
+ * view or the page is out of range, or the answer is larger than the record, which is then cleared. */
+ORVI_AI_API int OrviAiSrvGetCheckinData(tagCheckinTotalData* checkinData, OrviAiCheckInShowType showType,
+                                        uint32_t pageNum);
+
+/* Copies the check-in photo of a user into `photoBuffer`, in the service's encoding. `userId` is NUL-terminated
+ * and has at most 255 characters; `userIdLen`, 1 to 256, is passed on as it is. `*photoLen` is the size of the
+ * buffer in bytes and becomes the size of the photo, 0 when there is none. Returns -1 also when a pointer is
+ * null, a length is out of range, the id is too long, or the photo is larger than the buffer, which is then
+ * cleared; `*photoLen` is unchanged after a failure. */
+ORVI_AI_API int OrviAiSrvGetCheckinPhoto(const char* userId, uint32_t userIdLen, uint8_t* photoBuffer,
+                                         uint32_t* photoLen);
 
 /* ------------------------------------------------------------------------------------------------------
  * Signature and minutes
  * ------------------------------------------------------------------------------------------------------ */
+
+/* The conference whose minutes are taken, 1160 bytes, in a layout agreed with the service. */
+typedef struct tagOrviAiMinutesConfInfo {
+    uint8_t conference[1160];
+} tagOrviAiMinutesConfInfo;
+ORVI_AI_RECORD_SIZE(tagOrviAiMinutesConfInfo, 1160);
+
+/* Starts taking the minutes of a conference, and stops it; a device that offers this says so by
+ * `isMinutesSignature` of its ability record. Each returns 0, or -1 before OrviAiSrvApiInit and when the
+ * service cannot be reached or refuses. */
+ORVI_AI_API int OrviAiSrvSignatureStart(tagOrviAiMinutesConfInfo confInfo);
+ORVI_AI_API int OrviAiSrvSignatureStop(void);
 
 /* ------------------------------------------------------------------------------------------------------
  * Version and ability

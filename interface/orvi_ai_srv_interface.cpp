@@ -6,6 +6,20 @@
 
 using OrviAiService::AiSrvServiceProxy;
 
+namespace {
+
+// Logs how a request went, in the function's own words; 0, or -1 for every other result.
+int Outcome(int result, const char* failed, const char* succeeded) {
+    if (result != 0) {
+        ORVI_LOG_ERROR("%s", failed);
+        return -1;
+    }
+    ORVI_LOG_INFO("%s", succeeded);
+    return 0;
+}
+
+}  // namespace
+
 // --- Connection ---
 
 int OrviAiSrvApiInit(tagOrviAppInfo appInfo, OrviAiMainCallback callback) {
@@ -41,9 +55,155 @@ int OrviAiSrvApiDeinit() {
 
 // --- Nameplates, director, lock state ---
 
+int OrviAiSrvNamePlateInit() {
+    ORVI_LOG_INFO("<OrviAiSrvNamePlateInit> init request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().NameplateInit(), "<OrviAiSrvNamePlateInit> init request failed.",
+                   "<OrviAiSrvNamePlateInit> succeed.");
+}
+
+int OrviAiSrvNamePlateDeInit() {
+    ORVI_LOG_INFO("<OrviAiSrvNamePlateDeInit> deinit request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().NameplateDeinit(),
+                   "<OrviAiSrvNamePlateDeInit> deinit request failed.", "<OrviAiSrvNamePlateDeInit> succeed.");
+}
+
+int OrviAiSrvNamePlateStart() {
+    ORVI_LOG_INFO("<OrviAiSrvNamePlateStart> start nameplate request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().StartNameplateProxy(),
+                   "<OrviAiSrvNamePlateStart> start nameplate failed: call StartNameplateProxy failed.",
+                   "<OrviAiSrvNamePlateStart> start nameplate request succeed.");
+}
+
+int OrviAiSrvNamePlateStop() {
+    ORVI_LOG_INFO("<OrviAiSrvNamePlateStop> stop nameplate request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().StopNameplateProxy(),
+                   "<OrviAiSrvNamePlateStop> stop nameplate failed: call StopNameplateProxy failed.",
+                   "<OrviAiSrvNamePlateStop> stop nameplate request succeed.");
+}
+
+int OrviAiSrvDirectorInit() {
+    ORVI_LOG_INFO("<OrviAiSrvDirectorInit> The director is turned on by default.");
+    return -1;
+}
+
+int OrviAiSrvDirectorDeInit() {
+    ORVI_LOG_INFO("<OrviAiSrvDirectorDeInit> Director does not deinitialize.");
+    return -1;
+}
+
+int OrviAiSrvDirectorStart() {
+    ORVI_LOG_INFO("<OrviAiSrvDirectorStart> start director request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().StartDirectorTrackProxy(),
+                   "<OrviAiSrvDirectorStart> StartDirectorTrackProxy failed.",
+                   "<OrviAiSrvDirectorStart> start director request succeed.");
+}
+
+int OrviAiSrvDirectorStop() {
+    ORVI_LOG_INFO("<OrviAiSrvDirectorStop> stop director request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().StopDirectorTrackProxy(),
+                   "<OrviAiSrvDirectorStop> StopDirectorTrackProxy failed.",
+                   "<OrviAiSrvDirectorStop> stop director request succeed.");
+}
+
+int OrviAiLockStateChange(int lockState) {
+    ORVI_LOG_INFO("<OrviAiLockStateChange> begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().AiLockStateChange(lockState),
+                   "<OrviAiLockStateChange> AiLockStateChange failed.", "<OrviAiLockStateChange> succeed.");
+}
+
 // --- Check-in ---
 
+namespace {
+
+void LogCheckInBegin(const char* function) {
+    ORVI_LOG_INFO("<%s> init request begin.", function);
+}
+
+int CheckInOutcome(int result, const char* function) {
+    if (result != 0) {
+        ORVI_LOG_ERROR("<%s> init request failed.", function);
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int OrviAiSrvCheckInInit() {
+    LogCheckInBegin(__func__);
+    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInInit(), __func__);
+}
+
+int OrviAiSrvCheckInStart(tagOrviAiConfIdInfo confInfo) {
+    LogCheckInBegin(__func__);
+    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInStart(confInfo), __func__);
+}
+
+int OrviAiSrvCheckInStartReport(tagOrviAiCheckinType type, tagOrviAiConfIdInfo confInfo) {
+    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInStartReport(type, confInfo), __func__);
+}
+
+int OrviAiSrvCheckInStopReport() {
+    LogCheckInBegin(__func__);
+    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInStoptReport(), __func__);
+}
+
+int OrviAiSrvGetCheckinData(tagCheckinTotalData* checkinData, OrviAiCheckInShowType showType, uint32_t pageNum) {
+    if (checkinData == nullptr) {
+        ORVI_LOG_INFO("<OrviAiSrvGetCheckinData> checkinData is nullptr.");
+        return -1;
+    }
+    if (static_cast<uint32_t>(showType) >= ORVI_AI_CHECKIN_SHOW_COUNT) {
+        ORVI_LOG_INFO("<OrviAiSrvGetCheckinData> type=%d is invalid.", static_cast<int>(showType));
+        return -1;
+    }
+    if (pageNum < 1 || pageNum > ORVI_AI_CHECKIN_MAX_PAGE) {
+        ORVI_LOG_INFO("<OrviAiSrvGetCheckinData> pageNum=%d is invalid.", static_cast<int>(pageNum));
+        return -1;
+    }
+    return CheckInOutcome(AiSrvServiceProxy::GetInstance().QueryCheckInData(checkinData, showType, pageNum), __func__);
+}
+
+int OrviAiSrvGetCheckinPhoto(const char* userId, uint32_t userIdLen, uint8_t* photoBuffer, uint32_t* photoLen) {
+    if (userId == nullptr || userIdLen < 1 || userIdLen > ORVI_AI_CHECKIN_MAX_USER_ID) {
+        ORVI_LOG_INFO("<OrviAiSrvGetCheckinPhoto> userId is invalid.");
+        return -1;
+    }
+    if (photoBuffer == nullptr || photoLen == nullptr || *photoLen == 0) {
+        ORVI_LOG_INFO("<OrviAiSrvGetCheckinPhoto> photoBuffer is invalid.");
+        return -1;
+    }
+    auto* const readOnly = const_cast<char*>(userId);  // the method's signature is fixed without const
+    return CheckInOutcome(
+        AiSrvServiceProxy::GetInstance().QueryCheckInPhoto(readOnly, userIdLen, photoBuffer, photoLen), __func__);
+}
+
+int OrviAiSrvCheckInStop() {
+    LogCheckInBegin(__func__);
+    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInStop(), __func__);
+}
+
+int OrviAiSrvCheckInClearData() {
+    LogCheckInBegin(__func__);
+    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInClearData(), __func__);
+}
+
+int OrviAiSrvCheckInDeinit() {
+    LogCheckInBegin(__func__);
+    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInDeinit(), __func__);
+}
+
 // --- Signature and minutes ---
+
+int OrviAiSrvSignatureStart(tagOrviAiMinutesConfInfo confInfo) {
+    ORVI_LOG_INFO("<OrviAiSrvMinutesStart> MinutesStart begin.");
+    return AiSrvServiceProxy::GetInstance().AiSrvMinutesStart(confInfo);
+}
+
+int OrviAiSrvSignatureStop() {
+    ORVI_LOG_INFO("<OrviAiSrvMinutesStop> MinutesStop begin.");
+    return AiSrvServiceProxy::GetInstance().AiSrvMinutesStop();
+}
 
 // --- Version and ability ---
 

@@ -10,6 +10,26 @@ namespace OrviAiService {
 // Requests.
 constexpr uint32_t AI_MSG_INIT = 0x60000F;
 constexpr uint32_t AI_MSG_UNINIT = 0x600010;
+constexpr uint32_t AI_MSG_DIRECTOR_CREATE = 0x600007;
+constexpr uint32_t AI_MSG_DIRECTOR_REMOVE = 0x600008;
+constexpr uint32_t AI_MSG_DIRECTOR_START = 0x600009;
+constexpr uint32_t AI_MSG_DIRECTOR_STOP = 0x60000A;
+constexpr uint32_t AI_MSG_NAMEPLATE_INIT = 0x60001A;
+constexpr uint32_t AI_MSG_NAMEPLATE_DEINIT = 0x60001B;
+constexpr uint32_t AI_MSG_NAMEPLATE_START = 0x60001C;
+constexpr uint32_t AI_MSG_NAMEPLATE_STOP = 0x60001D;
+constexpr uint32_t AI_MSG_CHECKIN_INIT = 0x600022;
+constexpr uint32_t AI_MSG_CHECKIN_START = 0x600023;
+constexpr uint32_t AI_MSG_CHECKIN_START_REPORT = 0x600024;
+constexpr uint32_t AI_MSG_CHECKIN_STOP_REPORT = 0x600025;
+constexpr uint32_t AI_MSG_CHECKIN_QUERY_DATA = 0x600026;
+constexpr uint32_t AI_MSG_CHECKIN_QUERY_PHOTO = 0x600027;
+constexpr uint32_t AI_MSG_CHECKIN_STOP = 0x600028;
+constexpr uint32_t AI_MSG_CHECKIN_CLEAR_DATA = 0x600029;
+constexpr uint32_t AI_MSG_CHECKIN_DEINIT = 0x60002A;
+constexpr uint32_t AI_MSG_MINUTES_START = 0x600035;
+constexpr uint32_t AI_MSG_MINUTES_STOP = 0x600036;
+constexpr uint32_t AI_MSG_LOCK_STATE_CHANGE = 0x60006F;
 constexpr uint32_t AI_MSG_LLM_ABILITY = 0x60003A;  // the one request of the interface sender that goes to the OM task
 
 // Status messages: their first 32-bit integer becomes an event of the main callback.

@@ -47,11 +47,34 @@ class ORVI_AI_API AiSrvServiceProxy {
 
     // Captions: orvi_ai_srv_proxy_captions.cpp
 
-    // Nameplates, director, lock state: orvi_ai_srv_proxy_meeting.cpp
+    // Nameplates, director, lock state: orvi_ai_srv_proxy_meeting.cpp. The nameplate methods return the service's
+    // verdict like SendSynMsgToFaceReturnInt. The service's answer to the others is not read.
+    int NameplateInit();
+    int NameplateDeinit();
+    int StartNameplateProxy();
+    int StopNameplateProxy();
+    // Waits up to 10 s while the service is down, except inside a callback, where the wait could not end.
+    int CreateDirectorTrackProxy() const;
+    int RemoveDirectorTrackProxy() const;
+    int StartDirectorTrackProxy() const;
+    int StopDirectorTrackProxy() const;
+    int AiLockStateChange(int lockState) const;
 
-    // Check-in: orvi_ai_srv_proxy_check_in.cpp
+    // Check-in: orvi_ai_srv_proxy_check_in.cpp. All but the queries return the service's verdict like
+    // SendSynMsgToFaceReturnInt.
+    int CheckInInit();
+    int CheckInStart(tagOrviAiConfIdInfo& confInfo);
+    int CheckInStartReport(tagOrviAiCheckinType type, tagOrviAiConfIdInfo& confInfo);
+    int CheckInStoptReport();
+    int QueryCheckInData(tagCheckinTotalData* checkinData, OrviAiCheckInShowType showType, uint32_t pageNum);
+    int QueryCheckInPhoto(char* userId, uint32_t userIdLen, uint8_t* photoBuffer, uint32_t* photoLen);
+    int CheckInStop();
+    int CheckInClearData();
+    int CheckInDeinit();
 
     // Signature and minutes: orvi_ai_srv_proxy_minutes.cpp
+    int AiSrvMinutesStart(tagOrviAiMinutesConfInfo& confInfo);
+    int AiSrvMinutesStop();
 
     // Large model: orvi_ai_srv_proxy_large_model.cpp
 

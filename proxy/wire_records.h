@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "orvi_ai_srv.h"
 #include "orvi_os_msg.h"
 
 // The last trait refuses padding that has no name.
@@ -25,5 +26,33 @@ struct tagAiTaskBasicInfo {
 WIRE_SIZE(tagAiTaskBasicInfo, 36);
 WIRE_AT(tagAiTaskBasicInfo, task, 16);
 WIRE_AT(tagAiTaskBasicInfo, cpu, 32);
+
+// Start report of the check-in. Bytes behind a text's NUL carry no meaning.
+struct CheckinStartReport {
+    int32_t type;
+    tagOrviAiConfIdInfo confInfo;
+};
+WIRE_SIZE(CheckinStartReport, 1156);
+WIRE_AT(CheckinStartReport, confInfo, 4);
+
+struct CheckinDataQuery {
+    uint32_t showType;
+    uint32_t pageNum;
+};
+WIRE_SIZE(CheckinDataQuery, 8);
+
+struct CheckinPhotoQuery {
+    char userId[256];    // NUL-terminated
+    uint32_t userIdLen;  // as the application gave it
+};
+WIRE_SIZE(CheckinPhotoQuery, 260);
+WIRE_AT(CheckinPhotoQuery, userIdLen, 256);
+
+struct MinutesStartRequest {
+    tagAiTaskBasicInfo client;
+    tagOrviAiMinutesConfInfo confInfo;
+};
+WIRE_SIZE(MinutesStartRequest, 1196);
+WIRE_AT(MinutesStartRequest, confInfo, 36);
 
 #endif
