@@ -23,7 +23,7 @@
 namespace {
 
 constexpr size_t kRecordSize = 356;
-constexpr size_t kMaxFileSize = 1024 * 1024;
+constexpr size_t kMaxFileSize = size_t{1024} * 1024;
 
 // The parser goes one call deeper for each tag that is open. An honest file has about a dozen tags, a bound on all of
 // them bounds the stack.

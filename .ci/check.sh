@@ -1,0 +1,108 @@
+#!/usr/bin/env bash
+# What `./dev check` looks at. Sourced by dev, whose `step`, `root` and `jobs` it uses. Each check prints what it
+# objects to and fails; none changes a file.
+
+: "${root:?}" "${jobs:?}"
+
+product_dirs=(include interface proxy platform host simulator tools examples)
+
+# list_files DIR... -- PATTERN...: the files below the directories that exist, one a line.
+list_files() {
+    local dirs=() names=()
+    while [[ $1 != -- ]]; do
+        [[ ! -e $root/$1 ]] || dirs+=("$1")
+        shift
+    done
+    shift
+    local pattern
+    for pattern in "$@"; do
+        names+=(${names[@]:+-o} -name "$pattern")
+    done
+    (cd -- "$root" && find "${dirs[@]}" -type f \( "${names[@]}" \) | sort)
+}
+
+# for_each COMMAND...: runs the command for each file name on standard input, on all cores.
+for_each() {
+    (cd -- "$root" && xargs -d '\n' -n 1 -P "$jobs" "$@")
+}
+
+check_text() {
+    local bad=0 files
+    mapfile -t files < <(cd -- "$root" && find . \( -path ./build -o -path ./out -o -path ./.git \) -prune -o -type f -print)
+    cd -- "$root" || return
+    if grep -nIE '[[:blank:]]+$|'$'\r''$' "${files[@]}"; then
+        echo "blanks or carriage returns at a line's end, see above"
+        bad=1
+    fi
+    if grep -nIwE 'TO''DO|FIX''ME|XX''X' "${files[@]}"; then
+        echo "unfinished work is not committed, see above"
+        bad=1
+    fi
+    local file
+    for file in "${files[@]}"; do
+        if [[ -s $file && $(tail -c 1 -- "$file" | wc -l) -eq 0 ]] && grep -qI . "$file"; then
+            echo "$file: no newline at the end"
+            bad=1
+        fi
+    done
+    return $bad
+}
+
+check_format() {
+    list_files "${product_dirs[@]}" tests bench -- '*.cpp' '*.h' '*.c' | for_each clang-format --dry-run -Werror
+}
+
+check_scripts() {
+    {
+        list_files . -- '*.sh' | grep -vE '^\./(build|out)/'
+        echo dev
+        echo .ci/run
+    } | for_each shellcheck -x
+}
+
+# Each header that others include compiles by itself, with nothing included before it and twice in a row.
+check_headers() {
+    local bad=0 header language
+    local base=(-I "$root/include" -I "$root/platform" -Wall -Wextra -pedantic -Werror -fsyntax-only)
+    while read -r header; do
+        for language in c:c11 c++:c++11 c++:c++14 c++:c++17 c++:c++20; do
+            local compilers=(gcc clang) compiler
+            [[ $language == c:* ]] || compilers=(g++ clang++)
+            for compiler in "${compilers[@]}"; do
+                if ! printf '#include "%s"\n#include "%s"\n' "${header##*/}" "${header##*/}" |
+                    "$compiler" "${base[@]}" -x "${language%%:*}" "-std=${language##*:}" -; then
+                    echo "$header does not compile alone as ${language##*:} with $compiler"
+                    bad=1
+                fi
+            done
+        done
+    done < <(list_files include platform -- '*.h')
+    return $bad
+}
+
+# The locks that the members' annotations name are held where they are used.
+check_locks() {
+    local includes=(-I include -I proxy -I platform -I host) dir
+    for dir in "$root"/host/*/; do
+        includes+=(-I "$dir")
+    done
+    list_files interface proxy host -- '*.cpp' |
+        for_each clang++ -std=c++17 -D_GNU_SOURCE -fsyntax-only -Wall -Wextra -Wthread-safety -Werror "${includes[@]}"
+}
+
+check_tidy() {
+    list_files "${product_dirs[@]}" -- '*.cpp' | for_each clang-tidy -p build/native --quiet
+}
+
+# All checks, also when one fails.
+check_all() {
+    local failed=() name
+    for name in text format scripts headers locks tidy; do
+        step "check $name" "check-$name" "check_$name" || failed+=("$name")
+    done
+    if ((${#failed[@]} != 0)); then
+        echo "dev: check found faults in: ${failed[*]}" >&2
+        return 1
+    fi
+    echo "no faults found"
+}
