@@ -22,11 +22,12 @@ endfunction()
 # threads and exit handlers may be inside it at any time.
 function(orvi_host_library name)
     add_library(orvi_${name} SHARED ${ARGN})
+    add_library(orvi::${name} ALIAS orvi_${name})
     orvi_compile_options(orvi_${name})
-    target_include_directories(orvi_${name} PUBLIC ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/host
-                                                   ${CMAKE_CURRENT_SOURCE_DIR})
+    target_include_directories(
+        orvi_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/platform>
+                            $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/host>
+                            $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>)
     target_link_options(orvi_${name} PRIVATE -Wl,-z,nodelete -Wl,--no-undefined)
-    set_target_properties(orvi_${name} PROPERTIES SOVERSION 1)
-    install(TARGETS orvi_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/orvi-host
-                                         NAMELINK_SKIP)
+    set_property(GLOBAL APPEND PROPERTY ORVI_HOST_LIBRARIES ${name})
 endfunction()

@@ -1,0 +1,43 @@
+# Builds the project in consumer/ against what this build produced and runs it.
+#   WAY = package        installs into a fresh folder, which is then moved, and goes by find_package
+#   WAY = subdirectory   goes by add_subdirectory; compiles its own source only, as the rest is what this build is
+set(work ${BUILD_DIR}/consumer-${WAY})
+file(REMOVE_RECURSE ${work})
+
+function(run)
+    execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+    if(NOT result EQUAL 0)
+        message(FATAL_ERROR "${ARGN}\nended with ${result}:\n${output}")
+    endif()
+    set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+set(flags "")
+if(SANITIZE)
+    set(flags "-fsanitize=${SANITIZE}")
+endif()
+set(arguments -S ${CMAKE_CURRENT_LIST_DIR}/consumer -B ${work}/build -G ${GENERATOR} -DCMAKE_C_FLAGS=${flags}
+              -DCMAKE_CXX_FLAGS=${flags} -DCMAKE_BUILD_TYPE=RelWithDebInfo)
+if(TOOLCHAIN)
+    list(APPEND arguments -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
+endif()
+if(WAY STREQUAL "package")
+    # Nothing installed may remember where it was installed to.
+    run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${work}/installed)
+    file(RENAME ${work}/installed "${work}/moved here")
+    list(APPEND arguments "-DCMAKE_PREFIX_PATH=${work}/moved here" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH)
+else()
+    list(APPEND arguments -DORVI_SOURCE_DIR=${SOURCE_DIR})
+endif()
+run(${CMAKE_COMMAND} ${arguments})
+if(WAY STREQUAL "subdirectory")
+    run(${CMAKE_COMMAND} --build ${work}/build --target CMakeFiles/consumer.dir/main.c.o)
+    return()
+endif()
+run(${CMAKE_COMMAND} --build ${work}/build)
+
+separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
+run(${CMAKE_COMMAND} -E env --unset=ORVI_LOG_FILE ORVI_LOG_LEVEL=error ${emulator} ${work}/build/consumer)
+if(NOT output MATCHES "<OrviAiSrvApiInit> callback is nullptr")
+    message(FATAL_ERROR "the log line of the workstation's log client is missing:\n${output}")
+endif()
