@@ -26,6 +26,8 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
+#include <string>
+
 /* Enumerations are 32-bit: the service may send values that have no name here. */
 #define ORVI_AI_ENUM_BASE : int32_t
 #define ORVI_AI_RECORD_SIZE(type, size) static_assert(sizeof(type) == (size), #type " has another size")
@@ -268,13 +270,211 @@ ORVI_AI_API int OrviAiSrvSignatureStop(void);
  * Version and ability
  * ------------------------------------------------------------------------------------------------------ */
 
+/* What the device offers, 48 bytes: 1 = supported, 0 = not. Other numbers of the device's configuration are
+ * handed on as they are. */
+typedef struct tagOrviAiAbility {
+    int32_t isSpeakTrackSupported;
+    int32_t isAutoFrameSupported;
+    int32_t isSplitScreenSupported;
+    int32_t isDirectorSupported;
+    int32_t isFastDirectorSupported;
+    int32_t isSignSupported;
+    int32_t isNamePlateSupported;
+    int32_t isVoiceAssistSupported; /* answered by the service */
+    int32_t isCaptionSupported;
+    int32_t isFaceDetectorSupported;
+    int32_t isMinutesSignature;
+    uint8_t isTzCloudLLM; /* cloud large model; answered by the service */
+    uint8_t reserved[3];
+} tagOrviAiAbility;
+ORVI_AI_RECORD_SIZE(tagOrviAiAbility, 48);
+ORVI_AI_RECORD_FIELD(tagOrviAiAbility, isVoiceAssistSupported, 28);
+ORVI_AI_RECORD_FIELD(tagOrviAiAbility, isTzCloudLLM, 44);
+
+/* Writes the library's version text and its NUL, 8 bytes, into `version`. `len` is the buffer's size in
+ * bytes. Needs no initialisation.
+ *
+ * Returns 0; -1 when `version` is null or `len` is under 8, the buffer is untouched then. */
+ORVI_AI_API int OrviAiSrvGetVersion(char* version, int32_t len);
+
+/* Clears `*ability` and fills it from the device's configuration. Where the configuration allows a large
+ * model, the service is asked whether it offers the large model and the voice assistant (convention 4);
+ * without an answer those two are 0 and the call still succeeds. Nothing is kept from call to call.
+ *
+ * Returns 0; -1 when `ability` is null, or when the configuration cannot be read: the record is all zero
+ * then. */
+ORVI_AI_API int OrviAiSrvGetAbility(tagOrviAiAbility* ability);
+
 /* ------------------------------------------------------------------------------------------------------
  * Large model
+ *
+ * The library hands each record to the service as it is and keeps no state: the service decides in which
+ * order the requests make sense. Answers arrive at the main callback: ORVI_AI_STATUS_LARGE_MODEL after an
+ * initialisation, and the three ORVI_AI_EVENT_LARGE_MODEL_* events, whose payloads are the service's.
+ *
+ * The functions return 0 when the service has answered the request, whatever it answered; -1 when the
+ * request cannot be sent, no answer comes in time, or (request and de-initialisation) the answer has more
+ * than 52 bytes.
  * ------------------------------------------------------------------------------------------------------ */
+
+/* Parameters of initialisation and de-initialisation, 580 bytes. */
+typedef struct OrviAiLLMInitParams {
+    int32_t serverType;    /* the large-model server that the service is to use */
+    uint8_t reserved[576]; /* between the application and the service */
+} OrviAiLLMInitParams;
+ORVI_AI_RECORD_SIZE(OrviAiLLMInitParams, 580);
+
+/* One request to the large model, 4692 bytes. */
+typedef struct OrviAiModelParams {
+    uint32_t reserved[2];
+    uint32_t type;         /* kind of request */
+    uint8_t content[4680]; /* between the application and the service */
+} OrviAiModelParams;
+ORVI_AI_RECORD_SIZE(OrviAiModelParams, 4692);
+ORVI_AI_RECORD_FIELD(OrviAiModelParams, type, 8);
+
+/* Starts the service's large model. */
+ORVI_AI_API int OrviAiSrvLargeModelInit(OrviAiLLMInitParams params);
+
+/* Puts one request to the large model; what it has to say follows as events. */
+ORVI_AI_API int OrviAiSrvLargeModelRequest(OrviAiModelParams params);
+
+/* Stops the service's large model. */
+ORVI_AI_API int OrviAiSrvLargeModelDeInit(OrviAiLLMInitParams params);
 
 /* ------------------------------------------------------------------------------------------------------
  * Voice assistant
+ *
+ * The assistant's own events arrive at the main callback as ORVI_AI_EVENT_ASSISTANT_*. Where nothing else
+ * is said a request is one-way: 0 means that the message bus has taken it, -1 that it could not be sent; what
+ * the assistant makes of it is not reported back. Further causes of -1 stand beside each function.
+ *
+ * `seq` is a sequence number that the application and the assistant agree on; the library hands it on.
  * ------------------------------------------------------------------------------------------------------ */
+
+/* Which hot words OrviAiAssistantUpdateKeyWord updates. Any other number counts as 0. */
+typedef enum OrviAiHotwordUpdateType ORVI_AI_ENUM_BASE {
+    ORVI_AI_HOTWORD_UPDATE = 0,
+    ORVI_AI_HOTWORD_UPDATE_TYPE1 = 1,
+    ORVI_AI_HOTWORD_UPDATE_TYPE2 = 2
+} OrviAiHotwordUpdateType;
+
+/* Registers the application's hot-word key, which is made from `appInfo.appId`.
+ * Also -1 when the id contains ':' or has no NUL. */
+ORVI_AI_API int OrviAiAssistantInitKeyWord(tagOrviAppInfo appInfo);
+
+#ifdef __cplusplus
+/* Updates the hot words of an application. `words` may hold any characters; what stands behind a NUL is sent
+ * as zeros. Also -1 when the application's id contains ':' or has no NUL, when there is no memory for the
+ * text, or when it is longer than the bus carries. C++ only. */
+ORVI_AI_API int OrviAiAssistantUpdateKeyWord(tagOrviAppInfo appInfo, OrviAiHotwordUpdateType type, std::string& words);
+#endif
+
+/* Most intents of one OrviAiAssistantInitIntent. */
+#define ORVI_AI_ASSISTANT_INTENTS_MAX 64
+
+/* The name of an intent, 260 bytes. */
+typedef struct OrviAiAssistantIntentName {
+    uint8_t reserved[4]; /* not read */
+    char name[256];      /* sent as it stands, with what follows its NUL */
+} OrviAiAssistantIntentName;
+ORVI_AI_RECORD_SIZE(OrviAiAssistantIntentName, 260);
+ORVI_AI_RECORD_FIELD(OrviAiAssistantIntentName, name, 4);
+
+/* Longest text that the assistant speaks, in characters (bytes). The texts of the records below have more
+ * room, so that a text too long is refused rather than cut. */
+#define ORVI_AI_ASSISTANT_TTS_MAX 1024
+
+/* An application's answer to an intent, 2056 bytes. */
+typedef struct OrviAiAssistantIntentResult {
+    uint8_t flag0; /* handed on */
+    uint8_t isFinal;
+    uint8_t isMulti;
+    uint8_t flag3;       /* handed on */
+    uint8_t reserved[4]; /* not read */
+    char tts[2048];      /* NUL-terminated, at most ORVI_AI_ASSISTANT_TTS_MAX characters */
+} OrviAiAssistantIntentResult;
+ORVI_AI_RECORD_SIZE(OrviAiAssistantIntentResult, 2056);
+ORVI_AI_RECORD_FIELD(OrviAiAssistantIntentResult, flag3, 3);
+ORVI_AI_RECORD_FIELD(OrviAiAssistantIntentResult, tts, 8);
+
+/* A text to be spoken, 2052 bytes. */
+typedef struct OrviAiAssistantSpeechText {
+    uint32_t param; /* handed on */
+    char tts[2048]; /* NUL-terminated, at most ORVI_AI_ASSISTANT_TTS_MAX characters */
+} OrviAiAssistantSpeechText;
+ORVI_AI_RECORD_SIZE(OrviAiAssistantSpeechText, 2052);
+ORVI_AI_RECORD_FIELD(OrviAiAssistantSpeechText, tts, 4);
+
+/* A card to be shown, 20876 bytes; between the application and the service. */
+typedef struct OrviAiAssistantCard {
+    uint8_t content[20876];
+} OrviAiAssistantCard;
+ORVI_AI_RECORD_SIZE(OrviAiAssistantCard, 20876);
+
+/* Tells the assistant which intents the application handles: `num` names, 0 to
+ * ORVI_AI_ASSISTANT_INTENTS_MAX. Also -1 when `intents` is null (whatever `num`), when `num` is out of range,
+ * or when there is no memory for the message. */
+ORVI_AI_API int OrviAiAssistantInitIntent(OrviAiAssistantIntentName* intents, int num);
+
+/* Answers an intent. Also -1 when the text is too long or has no NUL; nothing is sent then. */
+ORVI_AI_API int OrviAiAssistantNotifyIntentResult(uint32_t seq, OrviAiAssistantIntentResult result);
+
+/* Asks for a text to be spoken. Also -1 when the text is too long or has no NUL; nothing is sent then. */
+ORVI_AI_API int OrviAiAssistantRequestTts(uint32_t seq, OrviAiAssistantSpeechText speech);
+
+/* Hands over a card to be shown. The card is passed on the stack, and its message is built there as well. */
+ORVI_AI_API int OrviAiAssistantDisplayCard(uint32_t seq, OrviAiAssistantCard card);
+
+/* Tells which item was chosen. */
+ORVI_AI_API int OrviAiAssistantChooseItem(uint32_t seq, uint32_t itemId);
+
+/* In which mode the assistant wakes up. The numbers are between the application and the service. */
+typedef enum OrviAiAssistantRunningMode ORVI_AI_ENUM_BASE {
+    ORVI_AI_ASSISTANT_MODE_DEFAULT = 0
+} OrviAiAssistantRunningMode;
+
+/* What the assistant is doing. The numbers are between the application and the service, save that 0 stands
+ * for a failed request as well. */
+typedef enum OrviAiAssistantStatus ORVI_AI_ENUM_BASE { ORVI_AI_ASSISTANT_STATUS_NONE = 0 } OrviAiAssistantStatus;
+
+/* The page that the assistant is on, 44 bytes; between the application and the service. */
+typedef struct OrviAiAssistantPageInfo {
+    uint8_t content[44];
+} OrviAiAssistantPageInfo;
+ORVI_AI_RECORD_SIZE(OrviAiAssistantPageInfo, 44);
+
+/* Two figures about the assistant. */
+typedef struct OrviAiAssistantAbility {
+    int32_t value1; /* 100 */
+    int32_t value2; /* 50 */
+} OrviAiAssistantAbility;
+ORVI_AI_RECORD_SIZE(OrviAiAssistantAbility, 8);
+ORVI_AI_RECORD_FIELD(OrviAiAssistantAbility, value2, 4);
+
+/* Wakes the assistant up, in any mode that the service knows. */
+ORVI_AI_API int OrviAiAssistantWakeUp(OrviAiAssistantRunningMode mode);
+
+/* Sends the assistant to sleep. */
+ORVI_AI_API int OrviAiAssistantSleep(void);
+
+/* Asks for the assistant's status and waits for it (convention 4). Returns the status itself; 0 when the
+ * request cannot be sent, no answer comes, or the answer has more than 4 bytes. A shorter answer sets the
+ * lower bytes. */
+ORVI_AI_API OrviAiAssistantStatus OrviAiAssistantGetStatus(void);
+
+/* Asks for the page info and waits for it (convention 4). A shorter answer fills as many bytes from the
+ * start; of the rest the first four bytes are 0 and the others keep what stood there.
+ *
+ * Returns 0; -1 when `pageInfo` is null, when the request cannot be sent or no answer comes (the first four
+ * bytes are 0 then), or when the answer has more than 44 bytes (the record is all zero then). */
+ORVI_AI_API int OrviAiAssistantGetPageInfo(OrviAiAssistantPageInfo* pageInfo);
+
+/* Sets the page info. */
+ORVI_AI_API int OrviAiAssistantSetPageInfo(OrviAiAssistantPageInfo pageInfo);
+
+/* Fills in the two figures; asks nobody and needs no initialisation. Returns 0; -1 when `ability` is null. */
+ORVI_AI_API int OrviAiAssistantGetAbility(OrviAiAssistantAbility* ability);
 
 #ifdef __cplusplus
 } /* extern "C" */

@@ -1,8 +1,12 @@
 // The exported functions of the vision service: check, log, one call of the proxy, map the result.
+#include <cstring>
+
+#include "capability_record.h"
 #include "client_log.h"
 #include "orvi_ai_srv.h"
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_os_msg.h"
+#include "orvi_securec.h"
 
 using OrviAiService::AiSrvServiceProxy;
 
@@ -207,4 +211,89 @@ int OrviAiSrvSignatureStop() {
 
 // --- Version and ability ---
 
+int OrviAiSrvGetVersion(char* version, int32_t len) {
+    static constexpr char VERSION_TEXT[] = "3.1.0.1";
+    if (version == nullptr || len < static_cast<int32_t>(sizeof(VERSION_TEXT))) {
+        ORVI_LOG_ERROR("<OrviAiSrvGetVersion> version is nullptr or len is wrong .");
+        return -1;
+    }
+    return memcpy_s(version, static_cast<size_t>(len), VERSION_TEXT, sizeof(VERSION_TEXT)) == 0 ? 0 : -1;
+}
+
+int OrviAiSrvGetAbility(tagOrviAiAbility* ability) {
+    if (ability == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvGetAbility> aibility is nullptr.");
+        return -1;
+    }
+    (void)memset_s(ability, sizeof(*ability), 0, sizeof(*ability));
+    const void* const configuration = OrviAiGetXmlData();
+    if (configuration == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvGetAbility> Api read xml failed");
+        return -1;
+    }
+    OrviAiService::CapabilityRecord device;
+    std::memcpy(&device, configuration, sizeof(device));
+    if (device.largeModelA == 1 || device.largeModelB == 1) {
+        const int ret = AiSrvServiceProxy::GetInstance().GetLargeModelAbility(ability);
+        if (ret != 0) {
+            ORVI_LOG_ERROR("<OrviAiSrvGetAbility> GetLargeModelAbility failed, ret: %d", ret);
+        }
+    } else {
+        ability->isVoiceAssistSupported = 0;
+        ability->isTzCloudLLM = 0;
+        ORVI_LOG_INFO("<OrviAiSrvGetAbility> xml cap all not support");
+    }
+    ability->isSpeakTrackSupported = device.speakTrack;
+    ability->isAutoFrameSupported = device.autoFrame;
+    ability->isSplitScreenSupported = device.splitScreen;
+    ability->isDirectorSupported = device.director;
+    ability->isFastDirectorSupported = device.fastDirector;
+    ability->isSignSupported = device.sign;
+    ability->isNamePlateSupported = device.nameplate;
+    ability->isCaptionSupported = device.caption;
+    ability->isFaceDetectorSupported = device.faceDetector;
+    ability->isMinutesSignature = device.minutesSignature;
+    ORVI_LOG_INFO(
+        "<OrviAiSrvGetAbility> isTzCloudLLM: %d isVoiceAssistSupported: %d isSpeakTrackSupported:%d "
+        "isDirectorSupported:%d isAutoFrameSupported:%d isSignSupported:%d isNamePlateSupported:%d "
+        "isCaptionSupported:%d isFaceDetectorSupported:%d isFastDirectorSupported:%d isMinutesSignature:%d "
+        "isSplitScreenSupported:%d xml cap: %d - %d",
+        ability->isTzCloudLLM, ability->isVoiceAssistSupported, ability->isSpeakTrackSupported,
+        ability->isDirectorSupported, ability->isAutoFrameSupported, ability->isSignSupported,
+        ability->isNamePlateSupported, ability->isCaptionSupported, ability->isFaceDetectorSupported,
+        ability->isFastDirectorSupported, ability->isMinutesSignature, ability->isSplitScreenSupported,
+        device.largeModelA, device.largeModelB);
+    return 0;
+}
+
 // --- Large model ---
+
+int OrviAiSrvLargeModelInit(OrviAiLLMInitParams params) {
+    ORVI_LOG_INFO("<OrviAiSrvLargeModelInit> init. serverType[%d]", params.serverType);
+    if (AiSrvServiceProxy::GetInstance().LargeModelInit(params) != 0) {
+        ORVI_LOG_ERROR("<OrviAiSrvLargeModelInit> init request failed.");
+        return -1;
+    }
+    ORVI_LOG_INFO("<OrviAiSrvLargeModelInit> succeed.");
+    return 0;
+}
+
+int OrviAiSrvLargeModelRequest(OrviAiModelParams params) {
+    ORVI_LOG_INFO("<OrviAiSrvLargeModelRequest> in.");
+    ORVI_LOG_INFO("OrviAiSrvLargeModelRequest type=%u", params.type);
+    if (AiSrvServiceProxy::GetInstance().LargeModelRequest(params) != 0) {
+        ORVI_LOG_ERROR("<OrviAiSrvLargeModelRequest> request failed.");
+        return -1;
+    }
+    return 0;
+}
+
+int OrviAiSrvLargeModelDeInit(OrviAiLLMInitParams params) {
+    ORVI_LOG_INFO("<OrviAiSrvLargeModelDeInit> in.");
+    if (AiSrvServiceProxy::GetInstance().LargeModelDeInit(params) != 0) {
+        ORVI_LOG_ERROR("<OrviAiSrvLargeModelDeInit> LargeModelDeInit failed.");
+        return -1;
+    }
+    ORVI_LOG_INFO("<OrviAiSrvLargeModelDeInit> succeed.");
+    return 0;
+}

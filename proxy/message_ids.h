@@ -31,6 +31,23 @@ constexpr uint32_t AI_MSG_MINUTES_START = 0x600035;
 constexpr uint32_t AI_MSG_MINUTES_STOP = 0x600036;
 constexpr uint32_t AI_MSG_LOCK_STATE_CHANGE = 0x60006F;
 constexpr uint32_t AI_MSG_LLM_ABILITY = 0x60003A;  // the one request of the interface sender that goes to the OM task
+constexpr uint32_t AI_MSG_LLM_INIT = 0x60003B;
+constexpr uint32_t AI_MSG_LLM_REQUEST = 0x60003C;
+constexpr uint32_t AI_MSG_LLM_DEINIT = 0x60003D;
+constexpr uint32_t AI_MSG_ASSISTANT_INIT_INTENT = 0x600056;
+constexpr uint32_t AI_MSG_ASSISTANT_REQUEST_TTS = 0x600057;
+constexpr uint32_t AI_MSG_ASSISTANT_NOTIFY_INTENT_RESULT = 0x600058;
+constexpr uint32_t AI_MSG_ASSISTANT_DISPLAY_CARD = 0x600059;
+constexpr uint32_t AI_MSG_ASSISTANT_CHOOSE_ITEM = 0x60005A;
+constexpr uint32_t AI_MSG_ASSISTANT_SLEEP = 0x60005B;
+constexpr uint32_t AI_MSG_ASSISTANT_WAKE_UP = 0x60005C;
+constexpr uint32_t AI_MSG_ASSISTANT_SET_PAGE_INFO = 0x60005D;
+constexpr uint32_t AI_MSG_ASSISTANT_GET_PAGE_INFO = 0x60005E;
+constexpr uint32_t AI_MSG_ASSISTANT_GET_STATUS = 0x60005F;
+constexpr uint32_t AI_MSG_ASSISTANT_INIT_KEY_WORD = 0x600060;
+constexpr uint32_t AI_MSG_ASSISTANT_UPDATE_KEY_WORD = 0x600061;
+constexpr uint32_t AI_MSG_ASSISTANT_UPDATE_KEY_WORD_TYPE1 = 0x600062;
+constexpr uint32_t AI_MSG_ASSISTANT_UPDATE_KEY_WORD_TYPE2 = 0x600063;
 
 // Status messages: their first 32-bit integer becomes an event of the main callback.
 constexpr uint32_t AI_EVT_SERVICE_STATUS = 0x600012;

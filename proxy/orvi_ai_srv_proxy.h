@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 #include "orvi_ai_srv.h"
 #include "orvi_os_msg.h"
@@ -77,8 +78,29 @@ class ORVI_AI_API AiSrvServiceProxy {
     int AiSrvMinutesStop();
 
     // Large model: orvi_ai_srv_proxy_large_model.cpp
+    int LargeModelInit(OrviAiLLMInitParams params);
+    int LargeModelRequest(OrviAiModelParams params);
+    int LargeModelDeInit(OrviAiLLMInitParams params);
+    // Sets isTzCloudLLM and isVoiceAssistSupported and touches nothing else; after -1 the record is as it was.
+    int GetLargeModelAbility(tagOrviAiAbility* ability);
 
-    // Voice assistant: orvi_ai_srv_proxy_assistant*.cpp
+    // Voice assistant, hot words: orvi_ai_srv_proxy_assistant_hot_words.cpp
+    int AssistantInitKeyWord(tagOrviAppInfo appInfo);
+    int AssistantUpdateKeyWord(tagOrviAppInfo appInfo, OrviAiHotwordUpdateType type, std::string& words);
+
+    // Voice assistant, intents, speech and cards: orvi_ai_srv_proxy_assistant_intents.cpp
+    int AssistantInitIntent(OrviAiAssistantIntentName* intents, int num);
+    int AssistantNotifyIntentResult(uint32_t seq, OrviAiAssistantIntentResult& result);
+    int AssistantRequestTts(uint32_t seq, OrviAiAssistantSpeechText& speech);
+    int AssistantDisplayCard(uint32_t seq, OrviAiAssistantCard& card);
+    int AssistantChooseItem(uint32_t seq, uint32_t itemId);
+
+    // Voice assistant, running state and page info: orvi_ai_srv_proxy_assistant_state.cpp
+    int AssistantWakeUp(OrviAiAssistantRunningMode mode);
+    int AssistantSleep();
+    int AssistantGetStatus(OrviAiAssistantStatus& status);
+    int AssistantGetPageInfo(OrviAiAssistantPageInfo& pageInfo);
+    int AssistantSetPageInfo(OrviAiAssistantPageInfo& pageInfo);
 
     // --- State ---
 

@@ -21,16 +21,6 @@ int BuildBlock(TagMsgBlock& block, const ReceiverTask& task, const char* builder
     return 0;
 }
 
-// A reply counts only when it carries data; what came without is released here.
-bool HasData(TagMsgBlock** reply) {
-    if (*reply != nullptr && (*reply)->data != nullptr) {
-        return true;
-    }
-    ReplyPtr(*reply).reset();
-    *reply = nullptr;
-    return false;
-}
-
 }  // namespace
 
 Addressing AddressToService(TagMsgBlock& block, const ReceiverTask& task) {
@@ -42,6 +32,15 @@ Addressing AddressToService(TagMsgBlock& block, const ReceiverTask& task) {
         return Addressing::TASK_FAILED;
     }
     return Addressing::DONE;
+}
+
+bool HasData(TagMsgBlock** reply) {
+    if (*reply != nullptr && (*reply)->data != nullptr) {
+        return true;
+    }
+    ReplyPtr(*reply).reset();
+    *reply = nullptr;
+    return false;
 }
 
 int SetDefaultMsgBlockToMaster(TagMsgBlock& block) {

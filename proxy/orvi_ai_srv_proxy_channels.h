@@ -36,6 +36,9 @@ int SetDefaultIntefMsgBlockToMaster(TagMsgBlock& block);
 // Fills in a request's payload; the block points to it, the bus copies it while sending.
 void SetRequest(TagMsgBlock& block, uint32_t msgId, const void* data, uint32_t len);
 
+// A reply counts only when it carries data: releases one that came without, and clears the slot.
+[[nodiscard]] bool HasData(TagMsgBlock** reply);
+
 // Clears the record and fills it with this client's address. Logs nothing.
 [[nodiscard]] Addressing FillClientAddress(tagAiTaskBasicInfo& info);
 

@@ -55,4 +55,69 @@ struct MinutesStartRequest {
 WIRE_SIZE(MinutesStartRequest, 1196);
 WIRE_AT(MinutesStartRequest, confInfo, 36);
 
+// Answer of the service to the large-model requests; it may be shorter.
+struct OrviAiLLMReply {
+    uint8_t reserved0[48];
+    uint8_t cloudLargeModel;  // 1 = offered
+    uint8_t voiceAssistant;   // 1 = offered
+    uint8_t reserved50[2];
+};
+WIRE_SIZE(OrviAiLLMReply, 52);
+WIRE_AT(OrviAiLLMReply, cloudLargeModel, 48);
+WIRE_AT(OrviAiLLMReply, voiceAssistant, 49);
+
+// Payloads of the assistant requests. A text field is padded with NULs; a text of the field's own size has none.
+constexpr size_t ASSISTANT_TTS_SIZE = 1024;
+
+// Only the first `count` names travel: 4 + 256 * count bytes.
+struct AssistantIntentList {
+    uint32_t count;
+    char names[ORVI_AI_ASSISTANT_INTENTS_MAX][256];
+};
+WIRE_SIZE(AssistantIntentList, 16388);
+WIRE_AT(AssistantIntentList, names, 4);
+
+struct AssistantTtsRequest {
+    uint32_t seq;
+    uint32_t param;
+    char tts[ASSISTANT_TTS_SIZE];
+};
+WIRE_SIZE(AssistantTtsRequest, 1032);
+WIRE_AT(AssistantTtsRequest, param, 4);
+WIRE_AT(AssistantTtsRequest, tts, 8);
+
+struct AssistantIntentAnswer {
+    uint32_t seq;
+    uint8_t flag0;
+    uint8_t isFinal;
+    uint8_t isMulti;
+    uint8_t zero7[5];
+    uint8_t flag3;
+    uint8_t zero13[11];
+    char tts[ASSISTANT_TTS_SIZE];
+    uint8_t zero1048[4];  // ends the longest text
+};
+WIRE_SIZE(AssistantIntentAnswer, 1052);
+WIRE_AT(AssistantIntentAnswer, flag0, 4);
+WIRE_AT(AssistantIntentAnswer, isFinal, 5);
+WIRE_AT(AssistantIntentAnswer, isMulti, 6);
+WIRE_AT(AssistantIntentAnswer, flag3, 12);
+WIRE_AT(AssistantIntentAnswer, tts, 24);
+WIRE_AT(AssistantIntentAnswer, zero1048, 1048);
+
+struct AssistantCardRequest {
+    uint32_t seq;
+    OrviAiAssistantCard card;
+};
+WIRE_SIZE(AssistantCardRequest, 20880);
+WIRE_AT(AssistantCardRequest, card, 4);
+
+struct AssistantChoice {
+    uint32_t seq;
+    uint8_t zero4[264];
+    uint32_t itemId;
+};
+WIRE_SIZE(AssistantChoice, 272);
+WIRE_AT(AssistantChoice, itemId, 268);
+
 #endif
