@@ -135,6 +135,98 @@ ORVI_AI_RECORD_FIELD(tagOrviAiSrvFaceDetEvent, sourceId, 284);
 /* Receives the face detection results of one video source (convention 6). */
 typedef void (*OrviAiSrvFaceCallback)(tagOrviAiSrvFaceDetEvent* event);
 
+/* The requests of this section wait as long as the message bus does (25 s on a workstation) instead of 3 s.
+ *
+ * A handle names a detector from its creation until OrviAiSrvDestroyFaceDetector, whatever that returns. It
+ * is opaque, and calls on the same handle must not overlap. */
+
+/* Creates a detector of the faces on a video source. It stands still until OrviAiSrvStartFaceDetector.
+ *
+ * handle     receives the new detector; *handle must be null
+ * sourceId   the video source; only 0 exists
+ * frameRate  results per second wanted; below 1 counts as 1, above 30 as 30
+ * needReID   not 0: a face that comes back is to get its former id
+ * callback   receives the results of the source
+ *
+ * A source has one callback: that of the latest detector created on it. When the call has replaced a
+ * callback, that one no longer runs on return; a call from inside a callback does not wait for this. So
+ * hold no lock here that a face callback takes.
+ *
+ * Returns 0; -1, with *handle still null and the former callback in place, when an argument is refused, the
+ * process is not initialised, memory is short, the service cannot be reached, or its reply has no data or
+ * more than a detector's. */
+ORVI_AI_API int OrviAiSrvCreateFaceDetector(void** handle, int sourceId, int frameRate, uint8_t needReID,
+                                            OrviAiSrvFaceCallback callback);
+
+/* Destroys a detector and removes the callback of its source, also when another detector of the source
+ * lives on. Returns 0 once no face callback of the source is running any more; a call from inside a
+ * callback does not wait for this, and the callback may run on until it returns. So hold no lock here that
+ * a face callback takes.
+ *
+ * Returns -1 when `handle` is null, the service cannot be reached, or its reply is longer than a detector's.
+ * The handle is gone then too, but the callback stays and may still be called, until a later destroy
+ * succeeds or a create replaces it. */
+ORVI_AI_API int OrviAiSrvDestroyFaceDetector(void* handle);
+
+/* Starts the detector: results come to the callback from now on. Returns 0; -1 when `handle` is null, the
+ * service cannot be reached, or its reply is longer than a detector's. After such a reply the detector is
+ * unknown to the service; only destroying the handle is of use. */
+ORVI_AI_API int OrviAiSrvStartFaceDetector(void* handle);
+
+/* Stops the detector; it may be started again. A result that is on its way still reaches the callback.
+ * Returns like OrviAiSrvStartFaceDetector. */
+ORVI_AI_API int OrviAiSrvStopFaceDetector(void* handle);
+
+/* A stored photo of a face; 16 bytes on the device. */
+typedef struct tagOrviAiSrvPhotoInfo {
+    uint32_t faceId;
+    uint32_t reserved; /* 0 */
+    uint32_t imgLen;   /* bytes at imgData; may be 0 */
+    uint8_t* imgData;  /* the image as the service stores it; never null */
+} tagOrviAiSrvPhotoInfo;
+ORVI_AI_RECORD_FIELD(tagOrviAiSrvPhotoInfo, imgLen, 8);
+ORVI_AI_RECORD_FIELD(tagOrviAiSrvPhotoInfo, imgData, sizeof(void*) == 4 ? 12 : 16);
+
+/* The photos that a query found. */
+typedef struct tagOrviAiSrvPhotoResult {
+    int32_t photoNums;                /* entries of photoList */
+    tagOrviAiSrvPhotoInfo* photoList; /* null when there is none */
+} tagOrviAiSrvPhotoResult;
+
+/* Asks for the stored photos of 1 to 5 faces.
+ *
+ * faceIds  `count` ids, as in the detection results
+ * result   receives the photos; what it held before is not read. Release them with the function below,
+ *          never with free()
+ *
+ * Returns 0; -1 when a pointer is null, `count` is out of range, the service cannot be reached or has no
+ * photo of these faces, memory is short, or the reply does not hold the photos that it announces. After a
+ * failure nothing is to be released; `result` is as it was, or photoList is null and photoNums the number
+ * that the service announced. */
+ORVI_AI_API int OrviAiSrvFaceDetectorGetById(void* handle, int* faceIds, int count, tagOrviAiSrvPhotoResult* result);
+
+#ifdef __cplusplus
+extern "C++" {
+namespace OrviAiService {
+
+/* Releases the photos of a result: the images of the first `count` entries, which must be the result's
+ * photoNums, and the list; photoList is null then. A null or released result is left alone. */
+ORVI_AI_API void FreePhotoResult(tagOrviAiSrvPhotoResult* result, int count);
+
+/* Parses a reply with photos, as OrviAiSrvFaceDetectorGetById does with the service's. `imgBuff` must hold
+ * a whole one: its length is not known here. Returns 0, or -1 with nothing to be released. */
+ORVI_AI_API int PhotoResultExtract(uint8_t* imgBuff, tagOrviAiSrvPhotoResult* result);
+
+} /* namespace OrviAiService */
+} /* extern "C++" */
+#else
+/* OrviAiService::FreePhotoResult for C: releases the photos of a result, the images of the first `count`
+ * entries, which must be the result's photoNums, and the list; photoList is null then. A null or released
+ * result is left alone. */
+ORVI_AI_API void OrviAiService_FreePhotoResult(tagOrviAiSrvPhotoResult* result, int count) __asm__(
+    "_ZN13OrviAiService15FreePhotoResultEP23tagOrviAiSrvPhotoResulti");
+#endif
+
 /* ------------------------------------------------------------------------------------------------------
  * Captions
  * ------------------------------------------------------------------------------------------------------ */
@@ -148,6 +240,38 @@ typedef enum OrviAiCaptionEventId ORVI_AI_ENUM_BASE {
 
 /* The caption callback: the event, and its payload (convention 6). */
 typedef void (*OrviAiCaptionCallback)(OrviAiCaptionEventId event, void* payload);
+
+/* The conference that captions are started for, 456 bytes. */
+typedef struct tagOrviAiConfInfo {
+    char text1[192]; /* not empty */
+    int32_t option1; /* at most 1 */
+    int32_t option2; /* at most 2 */
+    char text2[256]; /* not empty */
+} tagOrviAiConfInfo;
+ORVI_AI_RECORD_SIZE(tagOrviAiConfInfo, 456);
+ORVI_AI_RECORD_FIELD(tagOrviAiConfInfo, option1, 192);
+ORVI_AI_RECORD_FIELD(tagOrviAiConfInfo, option2, 196);
+ORVI_AI_RECORD_FIELD(tagOrviAiConfInfo, text2, 200);
+
+/* Each function of this section fails with -1 also when the service cannot be reached or refuses the
+ * request. */
+
+/* Makes captions ready. `callback` receives the caption events from now on, in the place of an earlier one,
+ * and stays for the life of the process: also when the service refuses the request, and after
+ * OrviAiSrvCaptionDeInit. An earlier callback may be running once more while this returns.
+ * Returns 0; -1 when `callback` is null or the process is not initialised; nothing is stored then. */
+ORVI_AI_API int OrviAiSrvCaptionInit(OrviAiCaptionCallback callback);
+
+/* Ends the use of captions. Returns 0 or -1. */
+ORVI_AI_API int OrviAiSrvCaptionDeInit(void);
+
+/* Starts captions. `isReportCaption` is 1 to receive them as caption events, else 0.
+ * Returns 0; -1, with nothing sent, when `confInfo` is null or breaks a rule of its record, or the flag is
+ * above 1. */
+ORVI_AI_API int OrviAiSrvCaptionStart(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption);
+
+/* Stops captions; they may be started again. Returns 0 or -1. */
+ORVI_AI_API int OrviAiSrvCaptionStop(void);
 
 /* ------------------------------------------------------------------------------------------------------
  * Nameplates, director, lock state

@@ -1,6 +1,8 @@
 // The exported functions of the vision service: check, log, one call of the proxy, map the result.
+#include <cstdlib>
 #include <cstring>
 
+#include "bounded_text.h"
 #include "capability_record.h"
 #include "client_log.h"
 #include "orvi_ai_srv.h"
@@ -9,6 +11,7 @@
 #include "orvi_securec.h"
 
 using OrviAiService::AiSrvServiceProxy;
+using OrviAiService::BoundedText;
 
 namespace {
 
@@ -55,7 +58,171 @@ int OrviAiSrvApiDeinit() {
 
 // --- Face detection ---
 
+namespace {
+
+// The words of a request on an existing detector.
+struct DetectorWords {
+    const char* function;
+    const char* begin;
+    const char* failure;
+    const char* method;
+};
+constexpr DetectorWords DESTROY = {"OrviAiSrvDestroyFaceDetector", "destroy", "destory", "RemoveDetectTrackProxy"};
+constexpr DetectorWords START = {"OrviAiSrvStartFaceDetector", "start", "start", "StartDetectTrackProxy"};
+constexpr DetectorWords STOP = {"OrviAiSrvStopFaceDetector", "stop", "stop", "StopDetectTrackProxy"};
+
+// The detector of a handle, or null.
+tagAiDetClientInfo* BeginDetectorRequest(const DetectorWords& words, void* handle) {
+    ORVI_LOG_INFO("<%s> %s face detector request begin.", words.function, words.begin);
+    if (handle == nullptr) {
+        ORVI_LOG_ERROR("<%s> failed: handle is null pointer.", words.function);
+    }
+    return static_cast<tagAiDetClientInfo*>(handle);
+}
+
+int EndDetectorRequest(const DetectorWords& words, int result) {
+    if (result != 0) {
+        ORVI_LOG_ERROR("<%s> %s face detector failed: call %s failed.", words.function, words.failure, words.method);
+        return -1;
+    }
+    ORVI_LOG_INFO("<%s> %s face detector request succeed.", words.function, words.begin);
+    return 0;
+}
+
+}  // namespace
+
+int OrviAiSrvCreateFaceDetector(void** handle, int sourceId, int frameRate, uint8_t needReID,
+                                OrviAiSrvFaceCallback callback) {
+    constexpr int MIN_FRAME_RATE = 1;
+    constexpr int MAX_FRAME_RATE = 30;
+    ORVI_LOG_INFO(
+        "<OrviAiSrvCreateFaceDetector> create face detector request begin: sourceId=%d, frameRate=%d, neeedReID=%d.",
+        sourceId, frameRate, needReID);
+    if (callback == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvCreateFaceDetector> callback is nullptr");
+        return -1;
+    }
+    if (sourceId != 0) {
+        ORVI_LOG_ERROR("<OrviAiSrvCreateFaceDetector> sourceId must be 0");
+        return -1;
+    }
+    if (handle == nullptr || *handle != nullptr) {
+        ORVI_LOG_ERROR(
+            "<OrviAiSrvCreateFaceDetector> create face detector failed: handle is null or handle value is not empty "
+            "pointer.");
+        return -1;
+    }
+    if (frameRate < MIN_FRAME_RATE) {
+        frameRate = MIN_FRAME_RATE;
+        ORVI_LOG_INFO("<OrviAiSrvCreateFaceDetector> the min frameRate is 1");
+    } else if (frameRate > MAX_FRAME_RATE) {
+        frameRate = MAX_FRAME_RATE;
+        ORVI_LOG_INFO("<OrviAiSrvCreateFaceDetector> the max frameRate is 30");
+    }
+    auto* const info = static_cast<tagAiDetClientInfo*>(malloc(sizeof(tagAiDetClientInfo)));
+    if (info == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvCreateFaceDetector> malloc failed");
+        return -1;
+    }
+    if (AiSrvServiceProxy::GetInstance().CreateDetectTrackProxy(*info, sourceId, frameRate, needReID != 0, callback) !=
+        0) {
+        ORVI_LOG_ERROR(
+            "<OrviAiSrvCreateFaceDetector> create face detector failed: call CreateDetectTrackProxy failed.");
+        free(info);
+        return -1;
+    }
+    ORVI_LOG_INFO("<OrviAiSrvCreateFaceDetector> succeed: client info, proc=%s, task=%s, cpu=%x.",
+                  BoundedText(info->address.proc).Text(), BoundedText(info->address.task).Text(), info->address.cpu);
+    *handle = info;
+    ORVI_LOG_INFO("<OrviAiSrvCreateFaceDetector> create face detector request succeed.");
+    return 0;
+}
+
+int OrviAiSrvDestroyFaceDetector(void* handle) {
+    tagAiDetClientInfo* const info = BeginDetectorRequest(DESTROY, handle);
+    if (info == nullptr) {
+        return -1;
+    }
+    const int result = AiSrvServiceProxy::GetInstance().RemoveDetectTrackProxy(*info);
+    free(info);
+    return EndDetectorRequest(DESTROY, result);
+}
+
+int OrviAiSrvStartFaceDetector(void* handle) {
+    tagAiDetClientInfo* const info = BeginDetectorRequest(START, handle);
+    if (info == nullptr) {
+        return -1;
+    }
+    ORVI_LOG_INFO("<OrviAiSrvStartFaceDetector> succeed: client info, proc=%s, task=%s, cpu=%d, sourceId=%d, status=%d",
+                  BoundedText(info->address.proc).Text(), BoundedText(info->address.task).Text(), info->address.cpu,
+                  info->sourceId, info->status);
+    return EndDetectorRequest(START, AiSrvServiceProxy::GetInstance().StartDetectTrackProxy(*info));
+}
+
+int OrviAiSrvStopFaceDetector(void* handle) {
+    tagAiDetClientInfo* const info = BeginDetectorRequest(STOP, handle);
+    if (info == nullptr) {
+        return -1;
+    }
+    return EndDetectorRequest(STOP, AiSrvServiceProxy::GetInstance().StopDetectTrackProxy(*info));
+}
+
+int OrviAiSrvFaceDetectorGetById(void* handle, int* faceIds, int count, tagOrviAiSrvPhotoResult* result) {
+    constexpr int MAX_IDS = tagAiFaceQuery::MAX_IDS;
+    ORVI_TRACE(OrviAiService::LOG_INFO, "OrviAiSrvFaceDetectorGetById",
+               "<OrviAiSrvFaceDetectorGetById> start face query request begin.");
+    if (handle == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvFaceDetectorGetById> failed: handle is null.");
+        return -1;
+    }
+    if (count < 1 || count > MAX_IDS || faceIds == nullptr || result == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvFaceDetectorGetById> failed: query param invalid");
+        return -1;
+    }
+    auto& info = *static_cast<tagAiDetClientInfo*>(handle);
+    if (AiSrvServiceProxy::GetInstance().GetFaceDetectorById(info, faceIds, count, result) != 0) {
+        ORVI_TRACE(OrviAiService::LOG_ERROR, "OrviAiSrvFaceDetectorGetById",
+                   "<OrviAiSrvFaceDetectorGetById> call FaceDetectorGetById failed.");
+        return -1;
+    }
+    return 0;
+}
+
 // --- Captions ---
+
+int OrviAiSrvCaptionInit(OrviAiCaptionCallback callback) {
+    ORVI_LOG_INFO("<OrviAiSrvCaptionInit> init request begin.");
+    if (callback == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvCaptionInit> callback is nullptr");
+        return -1;
+    }
+    return Outcome(AiSrvServiceProxy::GetInstance().CaptionInit(callback),
+                   "<OrviAiSrvCaptionInit> init request failed.", "<OrviAiSrvCaptionInit> succeed.");
+}
+
+int OrviAiSrvCaptionDeInit() {
+    ORVI_LOG_INFO("<OrviAiSrvCaptionDeInit> deinit request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().CaptionDeinit(), "<OrviAiSrvCaptionDeInit> deinit request failed.",
+                   "<OrviAiSrvCaptionDeInit> succeed.");
+}
+
+int OrviAiSrvCaptionStart(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption) {
+    ORVI_LOG_INFO("<OrviAiSrvCaptionStart> start request begin.");
+    if (confInfo == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvCaptionStart> start caption failed: confInfo is nullptr");
+        return -1;
+    }
+    return Outcome(AiSrvServiceProxy::GetInstance().StartCaptionProxy(confInfo, isReportCaption),
+                   "<OrviAiSrvCaptionStart> start Caption failed: call StartCaptionProxy failed.",
+                   "<OrviAiSrvCaptionStart> start Caption request succeed.");
+}
+
+int OrviAiSrvCaptionStop() {
+    ORVI_LOG_INFO("<OrviAiSrvCaptionStop> stop Caption request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().StopCaptionProxy(),
+                   "<OrviAiSrvCaptionStop> stop Caption failed: call StopCaptionProxy failed.",
+                   "<OrviAiSrvCaptionStop> stop Caption request succeed.");
+}
 
 // --- Nameplates, director, lock state ---
 

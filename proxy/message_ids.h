@@ -8,12 +8,21 @@
 namespace OrviAiService {
 
 // Requests.
-constexpr uint32_t AI_MSG_INIT = 0x60000F;
-constexpr uint32_t AI_MSG_UNINIT = 0x600010;
+constexpr uint32_t AI_MSG_DETECT_TRACK_CREATE = 0x600002;
+constexpr uint32_t AI_MSG_DETECT_TRACK_DESTROY = 0x600003;
+constexpr uint32_t AI_MSG_DETECT_TRACK_START = 0x600004;
+constexpr uint32_t AI_MSG_DETECT_TRACK_STOP = 0x600005;
+constexpr uint32_t AI_MSG_FACE_GET_BY_ID = 0x600006;
 constexpr uint32_t AI_MSG_DIRECTOR_CREATE = 0x600007;
 constexpr uint32_t AI_MSG_DIRECTOR_REMOVE = 0x600008;
 constexpr uint32_t AI_MSG_DIRECTOR_START = 0x600009;
 constexpr uint32_t AI_MSG_DIRECTOR_STOP = 0x60000A;
+constexpr uint32_t AI_MSG_INIT = 0x60000F;
+constexpr uint32_t AI_MSG_UNINIT = 0x600010;
+constexpr uint32_t AI_MSG_CAPTION_INIT = 0x600014;
+constexpr uint32_t AI_MSG_CAPTION_START = 0x600015;
+constexpr uint32_t AI_MSG_CAPTION_STOP = 0x600016;
+constexpr uint32_t AI_MSG_CAPTION_DEINIT = 0x600017;
 constexpr uint32_t AI_MSG_NAMEPLATE_INIT = 0x60001A;
 constexpr uint32_t AI_MSG_NAMEPLATE_DEINIT = 0x60001B;
 constexpr uint32_t AI_MSG_NAMEPLATE_START = 0x60001C;

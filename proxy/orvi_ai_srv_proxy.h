@@ -44,9 +44,21 @@ class ORVI_AI_API AiSrvServiceProxy {
     static int AiVisionAPICallBack(OrviAiEventId event, tagOrviAiServiceStatusEvent* status);
     static int AiVisionProxyRestoresMsgHandler(TagMsgBlock* msg);
 
-    // Face detection: orvi_ai_srv_proxy_face.cpp
+    // Face detection: orvi_ai_srv_proxy_face.cpp. The reply to each request overwrites `info`; a reply that does not
+    // fit clears it.
+    int CreateDetectTrackProxy(tagAiDetClientInfo& info, int sourceId, int frameRate, bool needReID,
+                               OrviAiSrvFaceCallback callback);
+    int RemoveDetectTrackProxy(tagAiDetClientInfo& info);
+    int StartDetectTrackProxy(tagAiDetClientInfo& info);
+    int StopDetectTrackProxy(tagAiDetClientInfo& info);
+    // Stored photos: orvi_ai_srv_proxy_photos.cpp
+    int GetFaceDetectorById(tagAiDetClientInfo& info, int* faceIds, int count, tagOrviAiSrvPhotoResult* result);
 
     // Captions: orvi_ai_srv_proxy_captions.cpp
+    int CaptionInit(OrviAiCaptionCallback callback);  // the callback stays stored whatever the service answers
+    int CaptionDeinit();
+    int StartCaptionProxy(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption);
+    int StopCaptionProxy();
 
     // Nameplates, director, lock state: orvi_ai_srv_proxy_meeting.cpp. The nameplate methods return the service's
     // verdict like SendSynMsgToFaceReturnInt. The service's answer to the others is not read.

@@ -4,6 +4,7 @@
 #include "client_names.h"
 #include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
+#include "orvi_os_thread.h"
 #include "orvi_securec.h"
 #include "reply_block.h"
 
@@ -49,6 +50,13 @@ int SetDefaultMsgBlockToMaster(TagMsgBlock& block) {
 
 int SetDefaultIntefMsgBlockToMaster(TagMsgBlock& block) {
     return BuildBlock(block, TASK_INTERFACE, "SetDefaultIntefMsgBlockToMaster");
+}
+
+void PauseIfServiceDown() {
+    constexpr uint32_t PAUSE_MICROSECONDS = 50;
+    if (!AiSrvServiceProxy::isVisionOK.load()) {
+        OsUSleep(PAUSE_MICROSECONDS);
+    }
 }
 
 void SetRequest(TagMsgBlock& block, uint32_t msgId, const void* data, uint32_t len) {

@@ -33,6 +33,9 @@ enum class Addressing { DONE, PROC_FAILED, TASK_FAILED };
 int SetDefaultMsgBlockToMaster(TagMsgBlock& block);
 int SetDefaultIntefMsgBlockToMaster(TagMsgBlock& block);
 
+// One short pause while the service is down; the request is made all the same.
+void PauseIfServiceDown();
+
 // Fills in a request's payload; the block points to it, the bus copies it while sending.
 void SetRequest(TagMsgBlock& block, uint32_t msgId, const void* data, uint32_t len);
 

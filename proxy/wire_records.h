@@ -27,6 +27,66 @@ WIRE_SIZE(tagAiTaskBasicInfo, 36);
 WIRE_AT(tagAiTaskBasicInfo, task, 16);
 WIRE_AT(tagAiTaskBasicInfo, cpu, 32);
 
+// --- Face detection ---
+
+// Request: a new face detector.
+struct tagAiCreateDetTrack {
+    tagAiTaskBasicInfo client;
+    int32_t sourceId;
+    int32_t frameRate;  // frames per second, 1 to 30
+    uint8_t needReID;   // 0 or 1
+    uint8_t padding[3];
+};
+WIRE_SIZE(tagAiCreateDetTrack, 48);
+WIRE_AT(tagAiCreateDetTrack, sourceId, 36);
+WIRE_AT(tagAiCreateDetTrack, frameRate, 40);
+WIRE_AT(tagAiCreateDetTrack, needReID, 44);
+
+// A face detector as the service describes it: the reply to every detector request and the payload of the next one.
+// The handle that an application holds is the address of one.
+struct tagAiDetClientInfo {
+    tagAiTaskBasicInfo address;
+    int32_t status;
+    uint32_t service40;  // the service's, carried unchanged
+    int32_t sourceId;    // key of the detector's callback
+    uint32_t service48;  // the service's, carried unchanged
+};
+WIRE_SIZE(tagAiDetClientInfo, 52);
+WIRE_AT(tagAiDetClientInfo, status, 36);
+WIRE_AT(tagAiDetClientInfo, sourceId, 44);
+
+// Request: the stored photos of some faces.
+struct tagAiFaceQuery {
+    static constexpr uint32_t MAX_IDS = 5;
+
+    tagAiDetClientInfo detector;
+    int32_t faceId[MAX_IDS];  // those past `count` are 0
+    int32_t count;
+};
+WIRE_SIZE(tagAiFaceQuery, 76);
+WIRE_AT(tagAiFaceQuery, faceId, 52);
+WIRE_AT(tagAiFaceQuery, count, 72);
+
+// Reply with photos: int32_t number, at least 1; then each photo as PhotoHead and `imgLen` bytes, packed without
+// alignment.
+struct PhotoHead {
+    uint32_t faceId;
+    uint32_t imgLen;  // bytes of image that follow
+};
+WIRE_SIZE(PhotoHead, 8);
+
+// --- Captions ---
+
+// Request: start captions.
+struct tagAiCaptionStart {
+    tagAiTaskBasicInfo client;
+    tagOrviAiConfInfo conference;
+    uint8_t isReportCaption;  // 0 or 1
+    uint8_t padding[3];
+};
+WIRE_SIZE(tagAiCaptionStart, 496);
+WIRE_AT(tagAiCaptionStart, conference, 36);
+WIRE_AT(tagAiCaptionStart, isReportCaption, 492);
 // Start report of the check-in. Bytes behind a text's NUL carry no meaning.
 struct CheckinStartReport {
     int32_t type;
