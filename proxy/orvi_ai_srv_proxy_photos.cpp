@@ -19,7 +19,7 @@ constexpr uint64_t UNBOUNDED = UINT64_MAX;
 // The device addresses no list of as many photos: their size would wrap.
 constexpr int32_t TOO_MANY_PHOTOS = 1 << 28;
 static_assert(sizeof(void*) != 4 || sizeof(tagOrviAiSrvPhotoInfo) == 16);
-static_assert(sizeof(tagOrviAiSrvPhotoInfo) <= SIZE_MAX / TOO_MANY_PHOTOS);
+static_assert(sizeof(tagOrviAiSrvPhotoInfo) <= SIZE_MAX / (TOO_MANY_PHOTOS - 1));
 
 // The array forms of the operators rather than new expressions: those throw for a size that overflows, nothrow or not.
 tagOrviAiSrvPhotoInfo* NewPhotoList(int32_t photoNums) {

@@ -37,13 +37,13 @@ void* operator new[](size_t size, const std::nothrow_t&) noexcept {
     ++g_arrays;
     return static_cast<char*>(block) + HEAD;
 }
-void operator delete[](void* block) noexcept {
+__attribute__((noinline)) void operator delete[](void* block) noexcept {
     if (block != nullptr) {
         --g_arrays;
         free(static_cast<char*>(block) - HEAD);
     }
 }
-void operator delete[](void* block, size_t) noexcept {
+__attribute__((noinline)) void operator delete[](void* block, size_t) noexcept {
     ::operator delete[](block);
 }
 void* operator new[](size_t size) {
@@ -54,17 +54,18 @@ void* operator new[](size_t size) {
     return block;
 }
 
-void* operator new(size_t size) {
+// Not inlined, or the compiler takes free() for a wrong end of its own operator new.
+__attribute__((noinline)) void* operator new(size_t size) {
     void* const block = size == g_failNewOfSize ? nullptr : malloc(size);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
     return block;
 }
-void operator delete(void* block) noexcept {
+__attribute__((noinline)) void operator delete(void* block) noexcept {
     free(block);
 }
-void operator delete(void* block, size_t) noexcept {
+__attribute__((noinline)) void operator delete(void* block, size_t) noexcept {
     free(block);
 }
 
