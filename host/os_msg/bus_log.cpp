@@ -46,6 +46,9 @@ void Log(uint32_t level, const char* format, ...) {
     if (written > 0) {
         length += static_cast<size_t>(written) < room ? static_cast<size_t>(written) : room - 1;
     }
+    for (size_t i = 0; i < length; ++i) {  // names come from other processes
+        line[i] = static_cast<unsigned char>(line[i]) < ' ' || line[i] == 0x7F ? '?' : line[i];
+    }
     if (function != nullptr) {
         function(static_cast<int>(level), line);
     } else {

@@ -55,12 +55,16 @@ class Registry {
     static void AfterForkInParent() ORVI_BUS_TSA(no_thread_safety_analysis) { Get().mutex_.Unlock(); }
     static void AfterForkInChild() ORVI_BUS_TSA(no_thread_safety_analysis) {
         Registry& registry = Get();
+        bool member = false;
         for (size_t fd = 0; fd < registry.ours_.size(); ++fd) {
             if (registry.ours_[fd]) {
                 close(static_cast<int>(fd));
+                member = true;
             }
         }
-        g_forkedChild.store(true);
+        if (member) {
+            g_forkedChild.store(true);
+        }
         registry.mutex_.Unlock();
     }
 

@@ -37,7 +37,7 @@ class Fd {
     int fd_ = -1;
 };
 
-// True in a child that was forked by a process which had made a descriptor here. In such a child other threads' locks
+// True in a child whose parent had descriptors here when it forked: it was on the bus. In such a child other threads' locks
 // may be held for ever: check this before any lock of the bus is taken.
 bool InForkedChild();
 

@@ -68,11 +68,20 @@ bool CheckDirectory(const Directory& directory, const struct stat& status, std::
             return Refuse(why, directory.path, "its mode is " + Octal(status.st_mode) + ", not 0700");
         }
     }
-    if (access(directory.path.c_str(), R_OK | W_OK | X_OK) != 0) {
+    if (faccessat(AT_FDCWD, directory.path.c_str(), R_OK | W_OK | X_OK, AT_EACCESS) != 0) {
         return Refuse(why, directory.path,
                       std::string("uid ") + std::to_string(uid) + " may not use it: " + strerror(errno));
     }
     return true;
+}
+
+bool IsRegular(const Fd& file) {
+    struct stat status {};
+    if (fstat(file.Get(), &status) != 0 || S_ISREG(status.st_mode)) {
+        return S_ISREG(status.st_mode);
+    }
+    errno = EBADF;
+    return false;
 }
 
 bool IsPlain(char c) {
@@ -181,12 +190,19 @@ Fd OpenLockFile(const Directory& directory, const std::string& path) {
     constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
     for (int attempt = 0; attempt < 8; ++attempt) {  // others may make and remove it at the same time
         Fd file = Fd::Open(path, kFlags, 0);
-        if (file || errno != ENOENT) {
-            return file;
+        if (file) {
+            return IsRegular(file) ? std::move(file) : Fd();
+        }
+        if (errno != ENOENT) {
+            return Fd();
         }
         file = Fd::Open(path, kFlags | O_CREAT | O_EXCL, directory.fileMode);
         if (file) {
-            return AdoptFile(directory, path) ? std::move(file) : Fd();
+            if (directory.shared) {
+                // The group follows from a set-group-id directory; elsewhere only members of the group may give it.
+                (void)!fchown(file.Get(), static_cast<uid_t>(-1), directory.group);
+            }
+            return fchmod(file.Get(), directory.fileMode) == 0 ? std::move(file) : Fd();
         }
         if (errno != EEXIST) {
             return Fd();
@@ -195,12 +211,12 @@ Fd OpenLockFile(const Directory& directory, const std::string& path) {
     return Fd();
 }
 
-bool AdoptFile(const Directory& directory, const std::string& path) {
+bool AdoptSocket(const Directory& directory, const std::string& path) {
+    // Neither call follows a symbolic link that another member of the group might put into the path's place.
     if (directory.shared) {
-        // The group follows from a set-group-id directory; elsewhere the kernel allows it to members of the group only.
         (void)!lchown(path.c_str(), static_cast<uid_t>(-1), directory.group);
     }
-    return chmod(path.c_str(), directory.fileMode) == 0;
+    return fchmodat(AT_FDCWD, path.c_str(), directory.fileMode, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
 bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* length) {

@@ -48,8 +48,8 @@ void RemoveEndpoints(const Directory& directory, const std::string& encodedProcN
 // Opens a lock file for reading and writing, making it if needed. Empty with errno set on failure.
 Fd OpenLockFile(const Directory& directory, const std::string& path);
 
-// Gives a new file or socket the directory's mode and group.
-bool AdoptFile(const Directory& directory, const std::string& path);
+// Gives a new socket the directory's mode and group.
+bool AdoptSocket(const Directory& directory, const std::string& path);
 
 // False when the path does not fit a socket address.
 bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* length);

@@ -127,9 +127,12 @@ FrameReader::Result FrameReader::Next(FrameHeader* header, const uint8_t** paylo
         return Result::kMore;
     }
     *payload = buffer_.get() + begin_ + kHeaderSize;
+    return Result::kFrame;
+}
+
+void FrameReader::Consume() {
     begin_ += frameSize_;
     frameSize_ = 0;
-    return Result::kFrame;
 }
 
 size_t FrameReader::CapacityAfterRoom() const {

@@ -61,9 +61,10 @@ class FrameReader {
  public:
     enum class Result { kMore, kFrame, kBad };
 
-    // The next frame, if it is complete. `payload` is valid until the next call of Room or Trim. After kBad the stream
-    // is lost: Complaint tells why.
+    // The next frame, if it is complete; it stays the next one until Consume. `payload` is valid until the next call of
+    // Room or Trim. After kBad the stream is lost: Complaint tells why.
     Result Next(FrameHeader* header, const uint8_t** payload);
+    void Consume();
     const char* Complaint() const { return complaint_; }
 
     // After kMore: room for received bytes, at least one. False when there is no memory.

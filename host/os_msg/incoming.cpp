@@ -6,6 +6,7 @@
 
 #include "orvi_host_bus.h"
 #include "settings.h"
+#include "trace.h"
 
 namespace orvi_bus {
 
@@ -67,6 +68,7 @@ int Incoming::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint32
     size_t taken = 0;
     const int result =
         SendStream(socket_, head, sizeof(head), data, dataLen, Deadline(GetSettings().sendWaitMs), &taken);
+    Trace(header, hello.procName, "", result);
     if (result != 0 && taken != 0) {
         // Half an answer must not be followed by another. What the peer has sent is still read.
         shutdown(socket_.Get(), SHUT_WR);
@@ -79,6 +81,8 @@ void Incoming::Close() {
     {
         MutexLock lock(mutex_);
         open_ = false;
+        // Tells the peer even while a program that another thread starts holds the descriptor up to its exec.
+        shutdown(socket_.Get(), SHUT_RDWR);
         socket_.Reset();
     }
     Table& table = Table::Get();

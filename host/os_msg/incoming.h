@@ -29,6 +29,7 @@ class Incoming : public Source {
     FrameReader reader;
     Hello hello;
     bool greeted = false;   // the hello has come
+    bool ordered = false;   // what came before it over its thread's earlier connections has been handled
     bool busy = false;      // its messages are being dispatched further up the stack
     bool paused = false;    // the peer's memory is spent: not read until that changes
     bool favoured = false;  // see PeerBudget

@@ -8,6 +8,7 @@
 #include "orvi_host_bus.h"
 #include "settings.h"
 #include "task.h"
+#include "trace.h"
 
 namespace orvi_bus {
 
@@ -34,6 +35,7 @@ int Process::Join(const char* name) {
     }
     SetName(name_, name);
     incarnation_ = presence_.Incarnation();
+    g_tracing = GetSettings().trace;
     joined_.store(true, std::memory_order_release);
     Log(kLogInfo, "joined as '%s' in %s", name, directory_.path.c_str());
     return 0;

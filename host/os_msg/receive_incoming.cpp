@@ -33,6 +33,10 @@ class Raised {
     bool* flag_;
 };
 
+// What the kernel may hold of a connection that its peer has given up, and more. Nobody else is served while it is
+// drained, so there is an end to it.
+constexpr size_t kMostDrained = 64U << 20;
+
 }  // namespace
 
 std::vector<std::shared_ptr<Incoming>> Task::Snapshot() const {
@@ -51,11 +55,14 @@ void Task::Pump(Incoming* connection, bool untilEmpty) {
         return;
     }
     const Raised busy(&connection->busy);
+    size_t drained = 0;
     bool more = DispatchHeld(connection);
     while (more && !connection->closed && !(connection->paused && !untilEmpty)) {
+        const size_t before = connection->reader.Held();
         const Filled filled = Fill(connection, untilEmpty);
         if (filled == Filled::kBytes) {
-            more = DispatchHeld(connection) && untilEmpty;
+            drained += connection->reader.Held() - before;
+            more = DispatchHeld(connection) && untilEmpty && drained < kMostDrained;
             if (!connection->closed) {
                 connection->reader.Trim();
                 UpdateDeadline(connection, true);
@@ -67,14 +74,23 @@ void Task::Pump(Incoming* connection, bool untilEmpty) {
     }
 }
 
+void Task::PumpAll() {
+    for (const std::shared_ptr<Incoming>& connection : Snapshot()) {
+        if (Interrupted()) {
+            held_ = true;
+            return;
+        }
+        Pump(connection.get(), false);
+    }
+}
+
 // `unlimited` is for connections whose other end is known to be closed: what the kernel still holds of them is little.
 Task::Filled Task::Fill(Incoming* connection, bool unlimited) {
     if (!budget_.Grow(connection, connection->reader.CapacityAfterRoom()) && !unlimited) {
         connection->paused = true;
         UpdateDeadline(connection, false);
-        epoll_event event{};
-        event.data.ptr = connection;
-        (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, connection->Socket(), &event);
+        // Deleted, since a hang-up would be reported whatever the events asked for.
+        (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, connection->Socket(), nullptr);
         return Filled::kNothing;
     }
     uint8_t* at = nullptr;
@@ -104,6 +120,10 @@ bool Task::DispatchHeld(Incoming* connection) {
     if (!connection->greeted && !Greet(connection)) {
         return !connection->closed;
     }
+    if (!connection->ordered) {
+        connection->ordered = true;
+        DrainPredecessors(*connection);
+    }
     for (;;) {
         if (Interrupted()) {
             return false;
@@ -123,6 +143,13 @@ bool Task::DispatchHeld(Incoming* connection) {
             Fail(connection, "a frame that does not belong there");
             return false;
         }
+        if (watchCount_.load(std::memory_order_relaxed) != 0) {
+            BeforeMessage(*connection, (header.flags & kFlagStarted) != 0);
+            if (Interrupted()) {
+                return false;  // the message stays for the next run
+            }
+        }
+        connection->reader.Consume();
         Dispatch(connection, header, payload);
     }
 }
@@ -144,22 +171,26 @@ bool Task::Greet(Incoming* connection) {
         Fail(connection, "its first frame is no hello");
         return false;
     }
+    connection->reader.Consume();
     connection->greeted = true;
-    DrainPredecessors(*connection);
     return true;
 }
 
-// Learns who is behind the accepted connections that have not said so yet.
-void Task::GreetAll() {
+// Learns who is behind an accepted connection that has not said so yet.
+void Task::Identify(Incoming* connection) {
+    if (connection->greeted || connection->closed || connection->busy) {
+        return;
+    }
+    const Raised busy(&connection->busy);
+    if (Fill(connection, true) == Filled::kBytes && Greet(connection)) {
+        held_ = true;  // no event of the kernel will tell of what was read along with the hello
+    }
+    SettleBudget(connection);
+}
+
+void Task::IdentifyAll() {
     for (const std::shared_ptr<Incoming>& connection : Snapshot()) {
-        if (connection->greeted || connection->closed || connection->busy) {
-            continue;
-        }
-        const Raised busy(&connection->busy);
-        if (Fill(connection.get(), true) == Filled::kBytes) {
-            (void)Greet(connection.get());
-        }
-        SettleBudget(connection.get());
+        Identify(connection.get());
     }
 }
 
@@ -167,16 +198,13 @@ void Task::GreetAll() {
 // first.
 void Task::DrainPredecessors(const Incoming& connection) {
     for (const std::shared_ptr<Incoming>& other : Snapshot()) {
-        if (other->id < connection.id && !other->closed && !other->greeted && !other->busy &&
-            other->peer.pid == connection.peer.pid) {
-            const Raised busy(&other->busy);
-            if (Fill(other.get(), true) == Filled::kBytes) {
-                (void)Greet(other.get());
-            }
-            SettleBudget(other.get());
+        if (other->id >= connection.id) {
+            return;
         }
-        if (other->id < connection.id && !other->closed && other->greeted &&
-            other->hello.stream == connection.hello.stream &&
+        if (other->peer.pid == connection.peer.pid) {
+            Identify(other.get());
+        }
+        if (!other->closed && other->greeted && other->hello.stream == connection.hello.stream &&
             other->hello.incarnation == connection.hello.incarnation &&
             strcmp(other->hello.procName, connection.hello.procName) == 0) {
             Pump(other.get(), true);
@@ -195,9 +223,6 @@ void Task::Dispatch(Incoming* connection, const FrameHeader& header, const uint8
             return;
         }
         memcpy(data.get(), payload, header.dataLen);
-    }
-    if (watchCount_.load(std::memory_order_relaxed) != 0) {
-        BeforeMessage(*connection, (header.flags & kFlagStarted) != 0);
     }
     TagMsgBlock block{};
     block.senderUid = connection->peer.uid;
@@ -243,10 +268,7 @@ void Task::SettleBudget(Incoming* connection) {
     for (Incoming* resumed : budget_.Settle(connection)) {
         resumed->paused = false;
         UpdateDeadline(resumed, true);
-        epoll_event event{};
-        event.events = EPOLLIN;
-        event.data.ptr = resumed;
-        (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, resumed->Socket(), &event);
+        (void)Listen(resumed, resumed->Socket(), EPOLLIN);
     }
 }
 
@@ -262,6 +284,7 @@ void Task::Close(Incoming* connection) {
     if (found == connections_.end()) {
         return;
     }
+    (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, connection->Socket(), nullptr);  // see StopListening
     connection->Close();
     UpdateDeadline(connection, false);
     SettleBudget(connection);

@@ -19,6 +19,7 @@ namespace {
 
 constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kAcceptPauseNs = 100 * kNsPerMs;
+constexpr int kMostAcceptedAtOnce = 8192;  // more than a backlog holds
 constexpr int64_t kLookEveryNs = 50 * kNsPerMs;
 
 }  // namespace
@@ -76,10 +77,7 @@ bool Task::Interrupted() const {
 
 int Task::Loop() {
     MarkWatchesDirty();
-    for (const std::shared_ptr<Incoming>& connection : Snapshot()) {
-        connection->busy = false;  // an earlier run may have ended inside a handler
-        Pump(connection.get(), false);
-    }
+    held_ = true;  // an earlier run may have been stopped among the frames of a connection
     for (;;) {
         if (InForkedChild()) {
             return ORVI_BUS_E_FORKED;
@@ -88,6 +86,10 @@ int Task::Loop() {
             return 0;
         }
         SettleWatches();
+        if (held_ && !Interrupted()) {
+            held_ = false;
+            PumpAll();
+        }
         if (Interrupted()) {
             continue;
         }
@@ -122,7 +124,7 @@ void Task::HandleEvent(Source* source) {
             break;
         case Source::Kind::kProcess: {
             auto* watch = static_cast<Watch*>(source);
-            watch->process.Reset();
+            StopListening(&watch->process);
             watch->dirty = true;
             break;
         }
@@ -139,10 +141,20 @@ bool Task::Listen(Source* source, int fd, uint32_t events) {
     return epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, fd, &event) == 0;
 }
 
+// Closing alone does not end a registration while a program that another thread starts holds a copy of the descriptor
+// up to its exec: the event would then name what is gone.
+void Task::StopListening(Fd* fd) {
+    if (*fd) {
+        (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, fd->Get(), nullptr);
+        fd->Reset();
+    }
+}
+
 void Task::AcceptAll() {
-    for (;;) {
+    for (int i = 0; i < kMostAcceptedAtOnce; ++i) {
         Fd accepted = Fd::Accept(listener_.Get());
         if (accepted) {
+            acceptRefused_ = false;
             const int fd = accepted.Get();
             const std::shared_ptr<Incoming> connection = Incoming::Make(std::move(accepted));
             connections_.emplace(connection->id, connection);
@@ -152,7 +164,10 @@ void Task::AcceptAll() {
             }
         } else if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
             // The connections wait in the backlog. The listener stays readable: do not spin on it.
-            Log(kLogError, "task '%s' cannot accept connections for now: %s", name_, strerror(errno));
+            if (!acceptRefused_) {
+                Log(kLogError, "task '%s' cannot accept connections for now: %s", name_, strerror(errno));
+                acceptRefused_ = true;
+            }
             (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, listener_.Get(), nullptr);
             acceptAgainNs_ = MonotonicNs() + kAcceptPauseNs;
             return;

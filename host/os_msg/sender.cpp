@@ -18,6 +18,7 @@
 #include "process.h"
 #include "reply_block.h"
 #include "stream_io.h"
+#include "trace.h"
 
 namespace orvi_bus {
 
@@ -160,6 +161,7 @@ int Deliver(const TagMsgBlock& block, FrameKind kind, const Deadline& deadline, 
         }
         size_t taken = 0;
         const int result = Transmit(connection, mine->Stream(), header, block.data, deadline, &taken);
+        Trace(header, block.recvProcName, block.recvTaskName, result);
         if (result == 0) {
             *used = connection;
             return 0;
@@ -189,6 +191,7 @@ int AwaitReply(Outgoing* connection, const Deadline& deadline, TagMsgBlock** rep
                         connection->taskName);
                     return ORVI_BUS_E_GONE;
                 }
+                replies.Consume();
                 if (header.sequence != connection->sequence) {
                     Log(kLogInfo, "dropped a reply of %s/%s that nobody waits for", connection->procName,
                         connection->taskName);

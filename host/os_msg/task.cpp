@@ -42,7 +42,7 @@ int Task::Open() {
     wake_ = Fd::Event();
     if (!listener_ || !epoll_ || !wake_ ||
         bind(listener_.Get(), reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
-        !AdoptFile(directory, unfinished) || listen(listener_.Get(), SOMAXCONN) != 0 ||
+        !AdoptSocket(directory, unfinished) || listen(listener_.Get(), SOMAXCONN) != 0 ||
         !Listen(&listenerSource_, listener_.Get(), EPOLLIN) || !Listen(&wakeSource_, wake_.Get(), EPOLLIN) ||
         rename(unfinished.c_str(), path_.c_str()) != 0) {
         Log(kLogError, "cannot register task '%s' at %s: %s", name_, path_.c_str(), strerror(errno));
@@ -90,7 +90,10 @@ void Task::Release() {
     }
     connections_.clear();
     closed_.clear();
-    listener_.Reset();
+    if (listener_) {
+        shutdown(listener_.Get(), SHUT_RDWR);  // also where another thread is just starting a program
+        listener_.Reset();
+    }
 }
 
 }  // namespace orvi_bus

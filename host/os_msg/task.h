@@ -34,6 +34,7 @@ struct Watch : Source {
     uint64_t settled = 0;  // nothing is to be said about the start of this incarnation and those before it
     bool dirty = true;     // something may have changed: look
     Fd process;            // readable when the current incarnation has ended
+    int missed = 0;        // how often in a row the process was gone before `process` was made
 };
 
 class Task {
@@ -72,15 +73,18 @@ class Task {
     void CheckTimers();
     int TimeoutMs() const;
     bool Listen(Source* source, int fd, uint32_t events);
+    void StopListening(Fd* fd);
     void Release();
 
     // receive_incoming.cpp
     enum class Filled { kBytes, kNothing, kClosed };
     void Pump(Incoming* connection, bool untilEmpty);
+    void PumpAll();
     Filled Fill(Incoming* connection, bool unlimited);
     bool DispatchHeld(Incoming* connection);
     bool Greet(Incoming* connection);
-    void GreetAll();
+    void Identify(Incoming* connection);
+    void IdentifyAll();
     void DrainPredecessors(const Incoming& connection);
     void Dispatch(Incoming* connection, const FrameHeader& header, const uint8_t* payload);
     void CallHandler(TagMsgBlock* block);
@@ -126,9 +130,11 @@ class Task {
     // The loop's own.
     std::map<uint64_t, std::shared_ptr<Incoming>> connections_;  // in the order of acceptance
     std::vector<std::shared_ptr<Incoming>> closed_;              // kept until no event can name them
+    bool held_ = false;                                          // some may hold complete frames
     size_t timed_ = 0;                                           // connections that have a deadline
     PeerBudget budget_;
-    int64_t acceptAgainNs_ = 0;  // when to accept again after the descriptors ran out, 0 while accepting
+    int64_t acceptAgainNs_ = 0;   // when to accept again after the descriptors ran out, 0 while accepting
+    bool acceptRefused_ = false;  // and that has been told
     int64_t lookAtNs_ = 0;
 };
 

@@ -157,7 +157,7 @@ void Task::SettleWatches() {
 void Task::Follow(Watch* watch, uint64_t incarnation, pid_t pid) {
     if (incarnation != watch->current) {
         AcceptAll();
-        GreetAll();
+        IdentifyAll();
         if (watch->current != 0) {
             DrainIncarnations(watch->procName, 0, watch->current);
             if (Interrupted()) {
@@ -165,7 +165,7 @@ void Task::Follow(Watch* watch, uint64_t incarnation, pid_t pid) {
                 return;
             }
             watch->current = 0;
-            watch->process.Reset();
+            StopListening(&watch->process);
             watch->dirty = true;
             if (watch->wantsExit.load()) {
                 Announce(*watch, OS_MSG_PROC_EXITRESULT);
@@ -180,6 +180,9 @@ void Task::Follow(Watch* watch, uint64_t incarnation, pid_t pid) {
             watch->dirty = true;
             if (watch->wantsStart.load()) {
                 Announce(*watch, OS_MSG_PROC_STARTRESULT);
+                if (Interrupted()) {
+                    return;
+                }
             }
             // Those of incarnations that came and went unnoticed.
             DrainIncarnations(watch->procName, 0, incarnation - 1);
@@ -191,10 +194,14 @@ void Task::Follow(Watch* watch, uint64_t incarnation, pid_t pid) {
         watch->process = Fd::Pid(pid);
         if (watch->process) {
             (void)Listen(watch, watch->process.Get(), EPOLLIN);
-        } else if (errno != ESRCH) {
+            watch->dirty = true;
+            watch->missed = 0;
+        } else if (errno == ESRCH && watch->missed < 3) {
+            watch->dirty = true;
+            ++watch->missed;
+        } else {
             StartLooking(strerror(errno));
         }
-        watch->dirty = true;
     }
 }
 
