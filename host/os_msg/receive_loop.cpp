@@ -89,10 +89,12 @@ int Task::Loop() {
         if (held_ && !Interrupted()) {
             held_ = false;
             PumpAll();
+            continue;  // its messages may have changed what is known of the watched processes
         }
         if (Interrupted()) {
             continue;
         }
+        closed_.clear();
         epoll_event events[64];
         const int count = epoll_wait(epoll_.Get(), events, 64, TimeoutMs());
         if (count < 0 && errno != EINTR) {
@@ -105,7 +107,6 @@ int Task::Loop() {
         if (!Interrupted()) {
             CheckTimers();
         }
-        closed_.clear();
     }
 }
 

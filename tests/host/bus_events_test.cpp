@@ -1,24 +1,179 @@
-// Start and exit events.
+// Start and exit events, and their place among the messages.
+#include <unistd.h>
+
 #include "bus_peer.h"
 #include "bus_peer_ids.h"
 
 namespace {
 
+using Lines = std::vector<std::string>;
 const std::string kUid = " " + std::to_string(geteuid());
+const std::string kStart = "start server" + kUid;
+const std::string kExit = "exit server" + kUid;
 
-TEST_F(BusTest, EveryRestartIsOneExitAndOneStartInOrder) {
-    Peer& watcher = Start();
-    ASSERT_EQ(watcher.Ask("join watcher"), "0");
-    ASSERT_EQ(watcher.Ask("task w"), "0");
-    ASSERT_EQ(watcher.Ask("watch w server"), "0");
-    ASSERT_EQ(watcher.Ask("run w"), "0");
+class BusEvents : public BusTest {
+ protected:
+    // A process "watcher" whose task "w" watches "server".
+    Peer& StartWatcher() {
+        Peer& watcher = Start();
+        EXPECT_EQ(watcher.Ask("join watcher"), "0");
+        EXPECT_EQ(watcher.Ask("task w"), "0");
+        EXPECT_EQ(watcher.Ask("watch w server"), "0") << watcher.Errors();
+        EXPECT_EQ(watcher.Ask("run w"), "0");
+        return watcher;
+    }
+
+    static std::string Note(uint32_t length) { return "message w 1 " + std::to_string(length) + kUid; }
+
+    static void HoldUp(Peer* sender, Peer* watcher) {
+        ASSERT_EQ(sender->Ask("send watcher w " + std::to_string(kBlock) + " 0"), "0");
+        ASSERT_EQ(watcher->Next(), "message w 8 0" + kUid);
+    }
+};
+
+TEST_F(BusEvents, EveryRestartIsOneExitAndOneStartInOrder) {
+    Peer& watcher = StartWatcher();
     for (int cycle = 0; cycle < 100; ++cycle) {
         Peer& server = StartTask("server", "t");
-        ASSERT_EQ(watcher.Next(), "start server" + kUid);
+        ASSERT_EQ(watcher.Next(), kStart);
         server.Kill();
-        ASSERT_EQ(watcher.Next(), "exit server" + kUid);
+        ASSERT_EQ(watcher.Next(), kExit);
     }
-    EXPECT_EQ(watcher.Seen(), std::vector<std::string>{});
+    EXPECT_EQ(watcher.Seen(), Lines{});
+}
+
+TEST_F(BusEvents, OnlyTransitionsAreReported) {
+    Peer& server = StartTask("server", "t");
+    Peer& watcher = StartWatcher();
+    ASSERT_EQ(watcher.Ask("watch w server"), "0");  // once more changes nothing
+    EXPECT_EQ(server.Ask("call watcher w 2 1 0"), "reply 1 uid" + kUid);
+    EXPECT_EQ(watcher.Seen(), Lines{"message w 2 1" + kUid});
+    server.Kill();
+    EXPECT_EQ(watcher.Next(), kExit);
+    EXPECT_EQ(watcher.Ask("watch nobody server"), "3");
+    EXPECT_EQ(watcher.Ask("watch w 0123456789abcdef"), "1");
+}
+
+// A process may send before it runs a receive loop; that is when it counts as started.
+TEST_F(BusEvents, AProcessHasStartedWhenItsFirstLoopRuns) {
+    Peer& watcher = StartWatcher();
+    Peer& server = Start();
+    ASSERT_EQ(server.Ask("join server"), "0");
+    ASSERT_EQ(server.Ask("task t"), "0");
+    EXPECT_EQ(server.Ask("call watcher w 2 1 0"), "reply 1 uid" + kUid);
+    EXPECT_EQ(watcher.Next(), "message w 2 1" + kUid);
+    ASSERT_EQ(server.Ask("run t"), "0");
+    EXPECT_EQ(watcher.Next(), kStart);
+    server.Kill();
+    EXPECT_EQ(watcher.Next(), kExit);
+}
+
+TEST_F(BusEvents, AProcessMayWatchItself) {
+    Peer& self = Start();
+    ASSERT_EQ(self.Ask("join server"), "0");
+    ASSERT_EQ(self.Ask("task w"), "0");
+    ASSERT_EQ(self.Ask("watch w server"), "0");
+    ASSERT_EQ(self.Ask("run w"), "0");
+    EXPECT_EQ(self.Next(), kStart);
+    EXPECT_EQ(Start().Ask("join server"), "4");  // the look did not cost the name
+}
+
+TEST_F(BusEvents, TheLastMessagesComeBeforeTheExit) {
+    Peer& watcher = StartWatcher();
+    Peer& other = StartTask("other", "o");
+    Peer& server = StartTask("server", "t");
+    ASSERT_EQ(watcher.Next(), kStart);
+    HoldUp(&other, &watcher);
+    ASSERT_EQ(server.Ask("sendmany watcher w 1 50"), "sent 50");
+    server.Kill();
+    ASSERT_EQ(watcher.Ask("release 1"), "0");
+    EXPECT_EQ(watcher.Next(), "unblocked");
+    for (uint32_t i = 1; i <= 50; ++i) {
+        ASSERT_EQ(watcher.Next(), Note(i));
+    }
+    EXPECT_EQ(watcher.Next(), kExit);
+}
+
+// The watcher sleeps through several incarnations. It may see fewer cycles than there were, but every message lies
+// where it belongs: after a start, before the exit that follows, and in the order of sending.
+TEST_F(BusEvents, AWatcherThatIsHeldUpMergesAndNeverReorders) {
+    Peer& watcher = StartWatcher();
+    Peer& other = StartTask("other", "o");
+    for (int round = 0; round < 5; ++round) {
+        Peer* server = &StartTask("server", "t");
+        ASSERT_EQ(watcher.Next(), kStart);
+        HoldUp(&other, &watcher);
+        for (uint32_t incarnation = 1; incarnation <= 4; ++incarnation) {
+            ASSERT_EQ(server->Ask("send watcher w 1 " + std::to_string(incarnation)), "0");
+            server->Kill();
+            if (incarnation < 4) {
+                server = &StartTask("server", "t");
+            }
+        }
+        ASSERT_EQ(watcher.Ask("release 1"), "0");
+        EXPECT_EQ(watcher.Next(), "unblocked");
+        EXPECT_EQ(watcher.Next(), Note(1));
+        EXPECT_EQ(watcher.Next(), kExit);
+        bool running = false;
+        uint32_t next = 2;
+        while (next <= 4 || running) {
+            const std::string line = watcher.Next();
+            if (line == kStart || line == kExit) {
+                ASSERT_EQ(running, line == kExit);
+                running = !running;
+            } else {
+                ASSERT_EQ(line, Note(next));
+                ASSERT_TRUE(running);
+                ++next;
+            }
+        }
+    }
+    EXPECT_EQ(watcher.Seen(), Lines{});
+}
+
+TEST_F(BusEvents, TheFirstMessageComesAfterTheStart) {
+    Peer& watcher = StartWatcher();
+    Peer& other = StartTask("other", "o");
+    for (int round = 0; round < 5; ++round) {
+        HoldUp(&other, &watcher);
+        Peer& server = StartTask("server", "t");
+        ASSERT_EQ(server.Ask("send watcher w 1 7"), "0");
+        ASSERT_EQ(watcher.Ask("release 1"), "0");
+        EXPECT_EQ(watcher.Next(), "unblocked");
+        EXPECT_EQ(watcher.Next(), kStart);
+        EXPECT_EQ(watcher.Next(), Note(7));
+        server.Kill();
+        EXPECT_EQ(watcher.Next(), kExit);
+    }
+}
+
+TEST_F(BusEvents, WithoutTheKernelsNoticesItLooksAndSaysSoOnce) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to use up the inotify instances of a user who has no others";
+    }
+    constexpr uid_t kUser = 54321;
+    ASSERT_EQ(chown(directory.c_str(), kUser, kUser), 0);
+    const Environment environment{{"ORVI_BUS_DIR", directory}};
+    Peer watcher(environment, kUser, kUser);
+    ASSERT_EQ(watcher.Ask("join watcher"), "0") << watcher.Errors();
+    ASSERT_EQ(watcher.Ask("task w"), "0");
+    ASSERT_EQ(watcher.Ask("exhaust"), "0");
+    ASSERT_EQ(watcher.Ask("watch w server"), "0");
+    ASSERT_EQ(watcher.Ask("watch w another"), "0");
+    ASSERT_EQ(watcher.Ask("run w"), "0");
+    const std::string errors = watcher.Errors();
+    EXPECT_NE(errors.find("looking at it from time to time"), std::string::npos) << errors;
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    for (int cycle = 0; cycle < 3; ++cycle) {
+        Peer server(environment, kUser, kUser);
+        ASSERT_EQ(server.Ask("join server"), "0") << server.Errors();
+        ASSERT_EQ(server.Ask("task t"), "0");
+        ASSERT_EQ(server.Ask("run t"), "0");
+        EXPECT_EQ(watcher.Next(), "start server 54321");
+        server.Kill();
+        EXPECT_EQ(watcher.Next(), "exit server 54321");
+    }
+    EXPECT_EQ(watcher.Errors(), errors);
 }
 
 }  // namespace

@@ -2,12 +2,12 @@
 //
 // Every command is answered by one line "= ...". What the process receives is told by lines of their own:
 // "message TASK ID LEN UID", "start NAME UID", "exit NAME UID", and "loop TASK RESULT" when a receive loop has ended.
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
-#include <dlfcn.h>
 #include <iostream>
 #include <map>
 #include <mutex>
@@ -16,6 +16,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <sys/inotify.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -90,6 +92,10 @@ int Handle(TagMsgBlock* message) {
         Say((message->msgId == OS_MSG_PROC_STARTRESULT ? "start " : "exit ") + std::string(message->procName) + uid);
         return 0;
     }
+    if (message->msgId == kAnswerLater) {
+        const std::lock_guard<std::mutex> lock(g_mutex);
+        g_unanswered.push_back(*message);
+    }
     const bool whole = IsPayload(*message) && (message->dataLen == 0) == (message->data == nullptr);
     if (message->msgId != kEchoQuietly) {
         Say("message " + std::string(message->recvTaskName) + " " + std::to_string(message->msgId) + " " +
@@ -110,11 +116,6 @@ int Handle(TagMsgBlock* message) {
         case kAnswerLarge: {
             const std::string payload = Payload(16U << 20);
             (void)OrviHostMsgReply(message, payload.data(), static_cast<uint32_t>(payload.size()));
-            break;
-        }
-        case kAnswerLater: {
-            const std::lock_guard<std::mutex> lock(g_mutex);
-            g_unanswered.push_back(*message);
             break;
         }
         case kBlock:
@@ -177,16 +178,20 @@ size_t CountEntries(const char* folder) {
 }
 
 void RunLoop(const std::string& task) {
+    const pid_t before = getpid();
     const int result = OsMsgTaskRoutineByName(task.c_str());
     Say("loop " + task + " " + std::to_string(result));
+    if (getpid() != before) {
+        _exit(0);  // the child that a handler forked
+    }
 }
 
 int Subscribe(const std::string& task, const std::string& proc) {
     OsMsgSubscribeEntry entries[2];
     memset(entries, 0, sizeof(entries));
     for (OsMsgSubscribeEntry& entry : entries) {
-        strncpy(entry.procName, proc.c_str(), OS_MSG_NAME_SIZE - 1);
-        strncpy(entry.procNameAgain, proc.c_str(), OS_MSG_NAME_SIZE - 1);
+        memcpy(entry.procName, proc.c_str(), std::min<size_t>(proc.size(), OS_MSG_NAME_SIZE));
+        memcpy(entry.procNameAgain, proc.c_str(), std::min<size_t>(proc.size(), OS_MSG_NAME_SIZE));
         strncpy(entry.taskName, task.c_str(), OS_MSG_NAME_SIZE - 1);
     }
     entries[0].eventId = OS_MSG_PROC_STARTRESULT;
@@ -330,9 +335,15 @@ std::string Do(const std::string& line) {
         words >> length;
         return std::to_string(OsMsgSetLogLevel(length));
     }
-    if (command == "unload") {  // what an application does with a plug-in that is linked to the bus
-        void* library = dlopen("liborvi_os_msg.so.1", RTLD_NOW | RTLD_NOLOAD);
-        return library != nullptr && dlclose(library) == 0 && dlclose(library) == 0 ? "0" : "none";
+    if (command == "umask") {
+        words >> task;
+        umask(static_cast<mode_t>(std::stoul(task, nullptr, 8)));
+        return "0";
+    }
+    if (command == "exhaust") {  // the user's inotify instances, until this process ends
+        while (inotify_init1(IN_CLOEXEC) >= 0) {
+        }
+        return "0";
     }
     return "unknown command";
 }

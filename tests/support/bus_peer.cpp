@@ -194,5 +194,6 @@ Peer& BusTest::StartTask(const std::string& proc, const std::string& task, const
     EXPECT_EQ(peer.Ask("join " + proc), "0") << peer.Errors();
     EXPECT_EQ(peer.Ask("task " + task), "0") << peer.Errors();
     EXPECT_EQ(peer.Ask("run " + task), "0");
+    EXPECT_EQ(peer.Ask("call " + proc + " " + task + " 3 0 0").substr(0, 7), "reply 0");  // the loop runs
     return peer;
 }

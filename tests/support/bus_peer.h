@@ -2,6 +2,7 @@
 #ifndef ORVI_TESTS_BUS_PEER_H
 #define ORVI_TESTS_BUS_PEER_H
 
+#include <algorithm>
 #include <deque>
 #include <gtest/gtest.h>
 #include <memory>

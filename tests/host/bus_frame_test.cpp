@@ -1,0 +1,211 @@
+// The codec of the bus: what a peer may send, in any pieces, and what it may not.
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "frame.h"
+
+namespace orvi_bus {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes Frame(FrameKind kind, uint32_t sequence, uint32_t msgId, const Bytes& payload, uint16_t flags = 0) {
+    FrameHeader header;
+    header.kind = kind;
+    header.flags = flags;
+    header.msgId = msgId;
+    header.sequence = sequence;
+    header.dataLen = static_cast<uint32_t>(payload.size());
+    Bytes bytes(kHeaderSize);
+    EncodeHeader(header, bytes.data());
+    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    return bytes;
+}
+
+Bytes Greeting(const char* name) {
+    Hello hello;
+    strncpy(hello.procName, name, sizeof(hello.procName) - 1);
+    hello.incarnation = 0x0102030405060708;
+    hello.stream = 9;
+    Bytes payload(kHelloSize);
+    EncodeHello(hello, payload.data());
+    return Frame(FrameKind::kHello, 0, 0, payload);
+}
+
+void Put32(Bytes* bytes, size_t at, uint32_t value) {
+    for (size_t i = 0; i < 4; ++i) {
+        (*bytes)[at + i] = static_cast<uint8_t>(value >> (8 * i));
+    }
+}
+
+// Feeds bytes as a socket would and notes every frame that comes out, or the complaint.
+class Sink {
+ public:
+    void Feed(const uint8_t* bytes, size_t size) {
+        while (size != 0) {
+            uint8_t* at = nullptr;
+            size_t room = 0;
+            ASSERT_TRUE(reader.Room(&at, &room));
+            ASSERT_GT(room, 0U);
+            const size_t part = std::min(room, size);
+            memcpy(at, bytes, part);
+            reader.Received(part);
+            received_ += part;
+            EXPECT_LE(reader.Capacity(), std::max<size_t>(4096, 2 * received_));
+            bytes += part;
+            size -= part;
+            Take();
+        }
+    }
+
+    FrameReader reader;
+    std::vector<std::string> frames;
+
+ private:
+    void Take() {
+        FrameHeader header;
+        const uint8_t* payload = nullptr;
+        FrameReader::Result result = reader.Next(&header, &payload);
+        for (; result == FrameReader::Result::kFrame; result = reader.Next(&header, &payload)) {
+            uint32_t sum = 0;
+            for (uint32_t i = 0; i < header.dataLen; ++i) {
+                sum = sum * 31 + payload[i];
+            }
+            frames.push_back(std::to_string(static_cast<int>(header.kind)) + " " + std::to_string(header.flags) + " " +
+                             std::to_string(header.msgId) + " " + std::to_string(header.sequence) + " " +
+                             std::to_string(header.dataLen) + " " + std::to_string(sum));
+            reader.Consume();
+        }
+        if (result == FrameReader::Result::kBad) {
+            frames.emplace_back("bad");
+        }
+    }
+    size_t received_ = 0;
+};
+
+// Every kind of frame, with sizes on both sides of the reader's first buffer.
+Bytes Traffic() {
+    Bytes all;
+    const auto add = [&all](const Bytes& frame) { all.insert(all.end(), frame.begin(), frame.end()); };
+    add(Greeting("client"));
+    add(Frame(FrameKind::kOneWay, 0, 0x60000F, Bytes(36, 7)));
+    add(Frame(FrameKind::kRequest, 1, 2, {}));
+    add(Frame(FrameKind::kReply, UINT32_MAX, 3, {}, kFlagNoData));
+    add(Frame(FrameKind::kReply, 5, 4, Bytes(4096 - kHeaderSize, 8)));
+    add(Frame(FrameKind::kRequest, 6, 5, Bytes(9000, 9), kFlagStarted));
+    add(Frame(FrameKind::kOneWay, 0, 6, {1}));
+    return all;
+}
+
+TEST(BusFrame, AnyTwoPiecesGiveTheSameFrames) {
+    const Bytes all = Traffic();
+    Sink whole;
+    whole.Feed(all.data(), all.size());
+    ASSERT_EQ(whole.frames.size(), 7U);
+    EXPECT_FALSE(whole.reader.InsideFrame());
+    for (size_t cut = 1; cut < all.size(); ++cut) {
+        Sink sink;
+        sink.Feed(all.data(), cut);
+        const size_t complete = sink.frames.size();
+        EXPECT_LT(complete, 7U);
+        sink.Feed(all.data() + cut, all.size() - cut);
+        ASSERT_EQ(sink.frames, whole.frames) << "cut at " << cut;
+    }
+    Sink trickle;
+    for (const uint8_t& byte : all) {
+        trickle.Feed(&byte, 1);
+    }
+    EXPECT_EQ(trickle.frames, whole.frames);
+}
+
+TEST(BusFrame, HeadersThatLieAreRefusedBeforeAnythingIsAllocated) {
+    const Bytes hello = Greeting("client");
+    const Bytes oneWay = Frame(FrameKind::kOneWay, 0, 1, Bytes(36, 1));
+    const Bytes request = Frame(FrameKind::kRequest, 1, 1, Bytes(36, 1));
+    const Bytes empty = Frame(FrameKind::kReply, 1, 1, {}, kFlagNoData);
+    struct {
+        const char* what;
+        const Bytes* frame;
+        size_t at;  // the 32-bit word that lies, and what it says
+        uint32_t value;
+    } const lies[] = {
+        {"length 0", &oneWay, 16, 0},
+        {"header less one", &oneWay, 16, kHeaderSize - 1},
+        {"16 MiB and one", &oneWay, 16, kHeaderSize + kMaxDataLen + 1},
+        {"2^31", &oneWay, 16, 1U << 31},
+        {"2^32 - 1", &oneWay, 16, UINT32_MAX},
+        {"another magic", &oneWay, 0, 0x00014242},
+        {"another version", &oneWay, 0, 0x0002424F},
+        {"kind 0", &oneWay, 4, 0},
+        {"kind 5", &oneWay, 4, 5},
+        {"unknown flag", &oneWay, 4, 0x00040002},
+        {"reserved word", &oneWay, 20, 1},
+        {"one-way with a sequence", &oneWay, 12, 1},
+        {"one-way without data", &oneWay, 4, 0x00010002},
+        {"request without a sequence", &request, 12, 0},
+        {"reply without data, of length 1", &empty, 16, kHeaderSize + 1},
+        {"hello one short", &hello, 16, kHeaderSize + kHelloSize - 1},
+        {"hello one long", &hello, 16, kHeaderSize + kHelloSize + 1},
+        {"hello with an id", &hello, 8, 1},
+    };
+    for (const auto& lie : lies) {
+        Bytes bytes = *lie.frame;
+        Put32(&bytes, lie.at, lie.value);
+        Sink sink;
+        sink.Feed(bytes.data(), kHeaderSize);
+        EXPECT_EQ(sink.frames, std::vector<std::string>{"bad"}) << lie.what;
+        EXPECT_NE(sink.reader.Complaint(), nullptr) << lie.what;
+        EXPECT_LE(sink.reader.Capacity(), 4096U) << lie.what;
+    }
+}
+
+TEST(BusFrame, ALengthThatIsOneOffIsFoundAtTheNextFrame) {
+    for (const int off : {-1, 1}) {
+        Bytes bytes = Frame(FrameKind::kOneWay, 0, 1, Bytes(36, 1));
+        Put32(&bytes, 16, static_cast<uint32_t>(static_cast<int>(kHeaderSize) + 36 + off));
+        const Bytes next = Frame(FrameKind::kOneWay, 0, 2, Bytes(36, 1));
+        bytes.insert(bytes.end(), next.begin(), next.end());
+        Sink sink;
+        sink.Feed(bytes.data(), bytes.size());
+        ASSERT_EQ(sink.frames.size(), 2U) << off;
+        EXPECT_EQ(sink.frames[1], "bad") << off;
+    }
+}
+
+TEST(BusFrame, TheLargestFramePassesAndItsBufferIsGivenBack) {
+    const Bytes large = Frame(FrameKind::kRequest, 1, 1, Bytes(kMaxDataLen, 5));
+    Sink sink;
+    sink.Feed(large.data(), large.size());
+    ASSERT_EQ(sink.frames.size(), 1U);
+    EXPECT_EQ(sink.reader.Capacity(), large.size());
+    sink.reader.Trim();
+    EXPECT_EQ(sink.reader.Capacity(), 0U);
+    const Bytes small = Frame(FrameKind::kRequest, 1, 1, {});
+    sink.Feed(small.data(), small.size());
+    EXPECT_EQ(sink.frames.size(), 2U);
+}
+
+TEST(BusFrame, NamesOfAHelloAreBounded) {
+    Hello hello;
+    for (const char* name : {"", "0123456789abcdef"}) {
+        Bytes payload(kHelloSize);
+        memcpy(payload.data(), name, strlen(name));
+        EXPECT_FALSE(DecodeHello(payload.data(), &hello)) << name;
+    }
+    const Bytes greeting = Greeting("0123456789abcde");
+    ASSERT_TRUE(DecodeHello(greeting.data() + kHeaderSize, &hello));
+    EXPECT_STREQ(hello.procName, "0123456789abcde");
+    EXPECT_EQ(hello.incarnation, 0x0102030405060708U);
+    EXPECT_EQ(hello.stream, 9U);
+}
+
+TEST(BusFrame, SequenceNumbersLeaveOutZeroWhenTheyWrap) {
+    EXPECT_EQ(NextSequence(0), 1U);
+    EXPECT_EQ(NextSequence(UINT32_MAX - 1), UINT32_MAX);
+    EXPECT_EQ(NextSequence(UINT32_MAX), 1U);
+}
+
+}  // namespace
+}  // namespace orvi_bus

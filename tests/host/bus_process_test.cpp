@@ -1,0 +1,246 @@
+// Names, the bus directory, and what happens to a process: forks, exits, other users.
+#include <fcntl.h>
+#include <fstream>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "bus_peer.h"
+#include "bus_peer_ids.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+const std::string kUid = std::to_string(geteuid());
+
+mode_t ModeOf(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+bool Exists(const std::string& path) {
+    return access(path.c_str(), F_OK) == 0;
+}
+
+// One line that names the reason.
+void ExpectRefused(const Environment& environment, const std::string& reason) {
+    Peer peer(environment);
+    EXPECT_EQ(peer.Ask("join x"), "5") << reason;
+    const std::string errors = peer.Errors();
+    EXPECT_NE(errors.find(reason), std::string::npos) << errors;
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+}
+
+TEST_F(BusTest, DirectoriesThatAreNotToBeTrustedAreRefused) {
+    const auto shared = [](const std::string& path) { return Environment{{"ORVI_BUS_DIR", path}}; };
+    ExpectRefused(shared(directory + "/missing"), "No such file or directory");
+    ExpectRefused(shared("relative"), "not an absolute path");
+    ExpectRefused(shared("/tmp/" + std::string(80, 'x')), "too long for a socket's address");
+    std::ofstream(directory + "/file") << "x";
+    ExpectRefused(shared(directory + "/file"), "not a directory");
+    ASSERT_EQ(mkdir((directory + "/open").c_str(), 0700), 0);
+    ASSERT_EQ(chmod((directory + "/open").c_str(), 0777), 0);
+    ExpectRefused(shared(directory + "/open"), "everybody may write to it (mode 0777)");
+    ASSERT_EQ(symlink(directory.c_str(), (directory + "/link").c_str()), 0);
+    ExpectRefused(shared(directory + "/link"), "a symbolic link");
+    ExpectRefused(shared(directory + "/link/"), "a symbolic link");
+    if (geteuid() == 0) {
+        ASSERT_EQ(mkdir((directory + "/foreign").c_str(), 0700), 0);
+        ASSERT_EQ(chown((directory + "/foreign").c_str(), 12345, 0), 0);
+        ExpectRefused(shared(directory + "/foreign"), "owned by uid 12345");
+    }
+    ASSERT_EQ(mkdir((directory + "/orvi-bus").c_str(), 0755), 0);
+    ASSERT_EQ(chmod((directory + "/orvi-bus").c_str(), 0755), 0);
+    ExpectRefused({{"XDG_RUNTIME_DIR", directory}}, "its mode is 0755, not 0700");
+}
+
+TEST_F(BusTest, ThePrivateDirectoryIsMadeAndKeptPrivate) {
+    Peer first({{"XDG_RUNTIME_DIR", directory}});
+    ASSERT_EQ(first.Ask("umask 0"), "0");
+    ASSERT_EQ(first.Ask("join a"), "0");
+    ASSERT_EQ(first.Ask("task t"), "0");
+    EXPECT_EQ(ModeOf(directory + "/orvi-bus"), 0700U);
+    EXPECT_EQ(ModeOf(directory + "/orvi-bus/a:t"), 0600U);
+    EXPECT_EQ(ModeOf(directory + "/orvi-bus/a.lock"), 0600U);
+    // Without a runtime directory of one's own: the temporary directory.
+    const Environment environment{{"XDG_RUNTIME_DIR", directory + "/missing"}, {"TMPDIR", directory}};
+    Peer second(environment);
+    ASSERT_EQ(second.Ask("umask 277"), "0");  // takes away what the owner needs
+    ASSERT_EQ(second.Ask("join a"), "0") << second.Errors();
+    ASSERT_EQ(second.Ask("task t"), "0");
+    ASSERT_EQ(second.Ask("run t"), "0");
+    EXPECT_EQ(ModeOf(directory + "/orvi-bus-" + kUid), 0700U);
+    EXPECT_EQ(ModeOf(directory + "/orvi-bus-" + kUid + "/a:t"), 0600U);
+    Peer third(environment);
+    ASSERT_EQ(third.Ask("join b"), "0");
+    EXPECT_EQ(third.Ask("call a t 2 3 0"), "reply 3 uid " + kUid);
+}
+
+TEST_F(BusTest, NamesAreUniqueAndLeftoversAreTakenOver) {
+    Peer& holder = StartTask("server", "t");
+    Peer& second = Start();
+    EXPECT_EQ(second.Ask("join server"), "4");
+    EXPECT_NE(second.Errors().find("process " + std::to_string(holder.Pid()) + " has that name"), std::string::npos)
+        << second.Errors();
+    // Killed, and not waited for: the name may be held for a moment longer.
+    holder.KillWithoutWait();
+    EXPECT_EQ(second.Ask("join server"), "0") << second.Errors();
+    EXPECT_FALSE(Exists(directory + "/server:t"));
+    ASSERT_EQ(second.Ask("task other"), "0");
+    Peer& client = StartTask("client", "c");
+    EXPECT_EQ(client.Ask("send server t 1 0"), "6");
+    EXPECT_EQ(client.Ask("send server other 1 0"), "0");
+    // What other dead processes left goes whenever somebody joins.
+    client.Kill();
+    EXPECT_TRUE(Exists(directory + "/client:c"));
+    ASSERT_EQ(Start().Ask("join third"), "0");
+    EXPECT_FALSE(Exists(directory + "/client:c"));
+    EXPECT_FALSE(Exists(directory + "/client.lock"));
+    EXPECT_TRUE(Exists(directory + "/server.lock"));
+}
+
+TEST_F(BusTest, AnyFifteenBytesMakeAName) {
+    Peer& server = Start();
+    EXPECT_EQ(server.Ask("join 0123456789abcdef"), "1");
+    EXPECT_EQ(server.Ask("join"), "1");
+    ASSERT_EQ(server.Ask("join ../a:b%.lock~\x01\xff"), "0");
+    ASSERT_EQ(server.Ask("task .0123456789/:%~"), "0");
+    ASSERT_EQ(server.Ask("task t"), "0");
+    ASSERT_EQ(server.Ask("run .0123456789/:%~"), "0");
+    Peer& client = StartTask("client", "c");
+    EXPECT_EQ(client.Ask("call ../a:b%.lock~\x01\xff .0123456789/:%~ 2 3 0"), "reply 3 uid " + kUid);
+    EXPECT_TRUE(Exists(directory + "/%2E.%2Fa%3Ab%25.lock%7E%01%FF:t"));
+    EXPECT_EQ(server.Ask("task 0123456789abcdef"), "1");
+}
+
+// The file that would serialise joining is held by a process that does not let go.
+TEST_F(BusTest, JoiningTogetherGivesEveryNameOnce) {
+    std::vector<Peer*> peers;
+    for (int i = 0; i < 12; ++i) {
+        peers.push_back(&Start());
+    }
+    for (size_t i = 0; i < peers.size(); ++i) {
+        peers[i]->Tell("join name" + std::to_string(i % 4));
+    }
+    int joined = 0;
+    for (Peer* peer : peers) {
+        const std::string answer = peer->Answer();
+        joined += answer == "0" ? 1 : 0;
+        EXPECT_TRUE(answer == "0" || answer == "4") << answer << peer->Errors();
+    }
+    EXPECT_EQ(joined, 4);
+}
+
+TEST_F(BusTest, AForkedChildDoesNotKeepItsParentAlive) {
+    Peer& watcher = Start();
+    ASSERT_EQ(watcher.Ask("join watcher"), "0");
+    ASSERT_EQ(watcher.Ask("task w"), "0");
+    ASSERT_EQ(watcher.Ask("watch w server"), "0");
+    ASSERT_EQ(watcher.Ask("run w"), "0");
+    Peer& server = StartTask("server", "t");
+    EXPECT_EQ(watcher.Next(), "start server " + kUid);
+    Peer& client = StartTask("client", "c");
+    EXPECT_EQ(client.Ask("call server t 2 3 0"), "reply 3 uid " + kUid);
+    EXPECT_EQ(server.Ask("call watcher w 2 3 0"), "reply 3 uid " + kUid);
+    const pid_t child = std::stoi(server.Ask("fork"));
+    // The parent goes on undisturbed.
+    EXPECT_EQ(client.Ask("call server t 2 3 0"), "reply 3 uid " + kUid);
+    EXPECT_EQ(server.Ask("call watcher w 2 3 0"), "reply 3 uid " + kUid);
+    client.Tell("call server t " + std::to_string(kAnswerLater) + " 0 0");
+    while (server.Next() != "message t 7 0 " + kUid) {
+    }
+    server.Kill();
+    EXPECT_EQ(client.Answer(), "error 8");
+    EXPECT_EQ(client.Ask("call server t 2 3 0"), "error 6");
+    EXPECT_EQ(watcher.Next(), "message w 2 3 " + kUid);
+    EXPECT_EQ(watcher.Next(), "message w 2 3 " + kUid);
+    EXPECT_EQ(watcher.Next(), "exit server " + kUid);
+    StartTask("server", "t");
+    EXPECT_EQ(watcher.Next(), "start server " + kUid);
+    EXPECT_EQ(kill(child, SIGKILL), 0);
+}
+
+TEST_F(BusTest, AChildForkedInsideAHandlerIsOffTheBus) {
+    Peer& server = StartTask("server", "t");
+    Peer& client = StartTask("client", "c");
+    ASSERT_EQ(client.Ask("send server t " + std::to_string(kForkInside) + " 0"), "0");
+    Lines told{server.Next(), server.Next(), server.Next()};
+    EXPECT_EQ(told, (Lines{"message t 16 0 " + kUid, "child 9 9 9", "loop t 9"}));
+    EXPECT_EQ(client.Ask("call server t 2 3 0"), "reply 3 uid " + kUid);
+}
+
+// Exit handlers run while messages arrive and other threads are inside the bus.
+TEST_F(BusTest, ExitIsCleanWheneverItComes) {
+    for (const std::string& how : {std::string("handler"), std::string("main")}) {
+        Peer& server = StartTask("server", "t");
+        Peer& first = StartTask("first", "c", {{"ORVI_BUS_SEND_WAIT_MS", "50"}});
+        Peer& second = StartTask("second", "c");
+        EXPECT_EQ(server.Ask("call second c 2 3 0"), "reply 3 uid " + kUid);
+        first.Tell("sendmany server t 1 100000");
+        second.Tell("call server t " + std::to_string(kAnswerLater) + " 3 0");
+        EXPECT_NE(server.Next(), "(ended)");
+        if (how == "main") {
+            server.Tell("return");
+        } else {
+            EXPECT_EQ(server.Ask("send server t " + std::to_string(kExitInside) + " 0"), "0");
+        }
+        while (server.Next() != "(ended)") {
+        }
+        EXPECT_EQ(server.WaitForExit(), 0) << server.Errors();
+        EXPECT_EQ(server.Errors(), "");
+        EXPECT_EQ(second.Answer().substr(0, 5), "error");
+        EXPECT_EQ(first.Answer().substr(0, 5), "error");
+        first.Kill();
+        second.Kill();
+    }
+}
+
+TEST_F(BusTest, UsersMeetInASharedDirectory) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to be several users";
+    }
+    constexpr gid_t kGroup = 4711;
+    ASSERT_EQ(chown(directory.c_str(), 0, kGroup), 0);
+    ASSERT_EQ(chmod(directory.c_str(), 02770), 0);
+    const Environment environment{{"ORVI_BUS_DIR", directory}};
+    Peer service(environment);
+    ASSERT_EQ(service.Ask("umask 077"), "0");
+    ASSERT_EQ(service.Ask("join service"), "0") << service.Errors();
+    ASSERT_EQ(service.Ask("task s"), "0");
+    ASSERT_EQ(service.Ask("watch s application"), "0");
+    ASSERT_EQ(service.Ask("run s"), "0");
+    EXPECT_EQ(ModeOf(directory + "/service:s"), 0660U);
+    EXPECT_EQ(ModeOf(directory + "/service.lock"), 0660U);
+    EXPECT_EQ(ModeOf(directory + "/.lock"), 0660U);
+    Peer application(environment, 1000, kGroup);
+    ASSERT_EQ(application.Ask("umask 077"), "0");
+    ASSERT_EQ(application.Ask("join application"), "0") << application.Errors();
+    ASSERT_EQ(application.Ask("task a"), "0");
+    ASSERT_EQ(application.Ask("watch a service"), "0");
+    ASSERT_EQ(application.Ask("run a"), "0");
+    EXPECT_EQ(service.Next(), "start application 0");
+    Peer sender(environment, 500, kGroup);
+    ASSERT_EQ(sender.Ask("join sender"), "0") << sender.Errors();
+    // Everybody is known by the uid that the kernel knows.
+    EXPECT_EQ(application.Ask("call service s 2 3 0"), "reply 3 uid 0");
+    EXPECT_EQ(service.Next(), "message s 2 3 1000");
+    EXPECT_EQ(service.Ask("call application a 2 3 0"), "reply 3 uid 1000");
+    EXPECT_EQ(application.Next(), "message a 2 3 0");
+    EXPECT_EQ(sender.Ask("call application a 2 3 0"), "reply 3 uid 1000");
+    EXPECT_EQ(application.Next(), "message a 2 3 500");
+    service.Kill();
+    EXPECT_EQ(application.Next(), "exit service 1000");
+    // Each may take over what another user's dead process left.
+    Peer successor(environment, 500, kGroup);
+    ASSERT_EQ(successor.Ask("join service"), "0") << successor.Errors();
+    ASSERT_EQ(successor.Ask("task s"), "0");
+    ASSERT_EQ(successor.Ask("run s"), "0");
+    EXPECT_EQ(application.Next(), "start service 1000");
+    EXPECT_EQ(application.Ask("call service s 2 3 0"), "reply 3 uid 500");
+    // Without the group there is no way in.
+    Peer stranger(environment, 600, 600);
+    EXPECT_EQ(stranger.Ask("join stranger"), "5");
+    EXPECT_NE(stranger.Errors().find("Permission denied"), std::string::npos) << stranger.Errors();
+}
+
+}  // namespace
