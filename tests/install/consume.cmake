@@ -37,7 +37,11 @@ endif()
 run(${CMAKE_COMMAND} --build ${work}/build)
 
 separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
-run(${CMAKE_COMMAND} -E env --unset=ORVI_LOG_FILE ORVI_LOG_LEVEL=error ${emulator} ${work}/build/consumer)
+set(environment --unset=ORVI_LOG_FILE ORVI_LOG_LEVEL=error)
+if(LIBRARY_PATH) # of a cross compiler whose libraries the loader does not know
+    list(APPEND environment LD_LIBRARY_PATH=${LIBRARY_PATH})
+endif()
+run(${CMAKE_COMMAND} -E env ${environment} ${emulator} ${work}/build/consumer)
 if(NOT output MATCHES "<OrviAiSrvApiInit> callback is nullptr")
     message(FATAL_ERROR "the log line of the workstation's log client is missing:\n${output}")
 endif()
