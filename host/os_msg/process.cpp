@@ -5,12 +5,24 @@
 #include <cstring>
 
 #include "bus_log.h"
+#include "descriptor.h"
 #include "orvi_host_bus.h"
 #include "settings.h"
 #include "task.h"
 #include "trace.h"
 
 namespace orvi_bus {
+
+namespace {
+
+// Loops and senders of other threads go on meanwhile and are not disturbed.
+__attribute__((destructor)) void RemoveEndpointsAtExit() {
+    if (Process::Get().Joined() && !InForkedChild()) {
+        Process::Get().RemoveEndpoints();
+    }
+}
+
+}  // namespace
 
 Process& Process::Get() {
     static Process* process = new Process;
@@ -87,6 +99,13 @@ int Process::RemoveTask(const char* taskName) {
     }
     task->TakeOff();
     return 0;
+}
+
+void Process::RemoveEndpoints() {
+    MutexLock lock(mutex_);
+    for (const std::shared_ptr<Task>& task : tasks_) {
+        task->RemoveEndpoint();
+    }
 }
 
 std::shared_ptr<Task> Process::FindTask(const char* taskName) {

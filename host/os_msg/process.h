@@ -28,6 +28,8 @@ class Process {
 
     bool Joined() const { return joined_.load(std::memory_order_acquire); }
     bool Started() const { return started_.load(std::memory_order_acquire); }
+    // The process ends: its endpoints go. What a killed process leaves is removed by the next one that joins.
+    void RemoveEndpoints();
     std::shared_ptr<Task> FindTask(const char* taskName);
 
     // Constant once Joined.
