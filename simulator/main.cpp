@@ -1,0 +1,152 @@
+// orvi-vision-sim: plays the device's vision service, the process AI_VISION, on a workstation's message bus.
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <iterator>
+#include <poll.h>
+#include <signal.h>
+#include <string>
+#include <sys/signalfd.h>
+#include <system_error>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "control.h"
+#include "log.h"
+#include "service.h"
+#include "stop_signal.h"
+
+namespace orvi_sim {
+namespace {
+
+constexpr int EXIT_USAGE = 2;
+
+struct Options {
+    bool verbose = false;
+    bool control = false;
+    uint32_t exitAfterMs = 0;
+    uint32_t queueSize = 256;
+    std::vector<std::string> pushes;
+    std::vector<ScheduledPush> scheduled;
+};
+
+int ReadOptions(int argc, char** argv, Options& options) {
+    CLI::App app("Plays the device's vision service on this workstation's message bus.");
+    app.name("orvi-vision-sim");
+    app.add_flag("-v,--verbose", options.verbose, "log every message");
+    app.add_flag("-c,--control", options.control, "take commands on standard input, see below");
+    app.add_option("-e,--exit-after", options.exitAfterMs, "end after this time")->type_name("MS");
+    app.add_option("-q,--queue-size", options.queueSize, "messages that may wait for one client")
+        ->type_name("N")
+        ->check(CLI::Range(1U, 65536U))
+        ->capture_default_str();
+    app.add_option("-p,--push", options.pushes,
+                   "send a message to each client, MS milliseconds after it announced itself; may be repeated")
+        ->type_name("ID[:WORD,...][@MS]")
+        ->allow_extra_args(false);
+    app.footer(
+        std::string("It prints \"ready\" once every task can be reached, and ends at SIGTERM, SIGINT or Ctrl-C.\n"
+                    "ORVI_BUS_DIR names the bus directory.\n\n") +
+        CONTROL_HELP + "\nExample:\n  orvi-vision-sim --verbose --push 0x60002b:7@500 --push 0x60000c:zeros:288");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) {
+            return app.exit(error);  // --help
+        }
+        std::fprintf(stderr, "orvi-vision-sim: %s\n", error.what());
+        return EXIT_USAGE;
+    }
+    for (const std::string& text : options.pushes) {
+        std::string reason;
+        const std::optional<ScheduledPush> push = ParseScheduledPush(text, reason);
+        if (!push) {
+            std::fprintf(stderr, "orvi-vision-sim: --push %s: %s\n", text.c_str(), reason.c_str());
+            return EXIT_USAGE;
+        }
+        options.scheduled.push_back(*push);
+    }
+    return -1;
+}
+
+// Signals arrive through this descriptor, so they are blocked before the first thread starts.
+int OpenSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGTERM);
+    sigaddset(&signals, SIGINT);
+    if (const int result = pthread_sigmask(SIG_BLOCK, &signals, nullptr); result != 0) {
+        throw std::system_error(result, std::generic_category(), "pthread_sigmask");
+    }
+    signal(SIGPIPE, SIG_IGN);
+    const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), "signalfd");
+    }
+    return descriptor;
+}
+
+void AwaitEnd(int signals, StopSignal& stop) {
+    pollfd watched[] = {{signals, POLLIN, 0}, {stop.Descriptor(), POLLIN, 0}};
+    while (!stop.Raised()) {
+        if (poll(watched, std::size(watched), -1) > 0 && watched[0].revents != 0) {
+            stop.Raise(0);
+        }
+    }
+}
+
+void Schedule(Service& service, const Options& options) {
+    service.onClientAdded = [&](const ClientAddress& address) {
+        for (const ScheduledPush& push : options.scheduled) {
+            service.After(push.delay, [&service, &push, process = address.process] {
+                service.GetClients().PushTo(process, push.id, push.payload);
+            });
+        }
+    };
+}
+
+int Run(const Options& options) {
+    SetVerbose(options.verbose);
+    const int signals = OpenSignals();
+    StopSignal stop;
+    Service service(stop, options.queueSize);
+    Schedule(service, options);
+    std::string error;
+    if (!service.Start(error)) {
+        Log("%s", error.c_str());
+        return 1;
+    }
+    if (options.exitAfterMs != 0) {
+        service.After(std::chrono::milliseconds(options.exitAfterMs), [&stop] { stop.Raise(0); });
+    }
+    std::printf("ready %s pid %ld\n", SERVICE_NAME, static_cast<long>(getpid()));
+    std::fflush(stdout);
+    std::thread control;
+    if (options.control) {
+        control = std::thread([&] { ServeControl(service, stop); });
+    }
+    AwaitEnd(signals, stop);
+    service.Stop();  // ends what a command waits for
+    if (control.joinable()) {
+        control.join();
+    }
+    Log("ended");
+    return stop.ExitCode();
+}
+
+}  // namespace
+}  // namespace orvi_sim
+
+int main(int argc, char** argv) {
+    try {
+        orvi_sim::Options options;
+        const int result = orvi_sim::ReadOptions(argc, argv, options);
+        return result >= 0 ? result : orvi_sim::Run(options);
+    } catch (const std::exception& exception) {
+        std::fprintf(stderr, "orvi-vision-sim: %s\n", exception.what());
+        return 1;
+    }
+}
