@@ -1,0 +1,159 @@
+#!/usr/bin/env bash
+# Shows an application and the simulated vision service as two processes: events, the service killed and started
+# again, and the application that goes on. Exits with 0 only when every expected step was seen.
+#
+# usage: demo.sh BUILD_DIR [LAUNCHER...]      LAUNCHER runs the programs, for instance an emulator
+set -u
+
+if [[ $# -lt 1 ]]; then
+    echo "usage: $0 BUILD_DIR [LAUNCHER...]" >&2
+    exit 2
+fi
+
+# Nothing below may take longer than this, whatever happens.
+if [[ -z ${ORVI_DEMO_BOUNDED:-} ]]; then
+    ORVI_DEMO_BOUNDED=1 exec timeout --foreground --kill-after=10 "${ORVI_DEMO_TIMEOUT:-90}" bash "$0" "$@"
+fi
+
+bin=$1/bin
+launcher=("${@:2}")
+for program in orvi-vision-sim first_steps; do
+    if [[ ! -x $bin/$program ]]; then
+        echo "$0: $bin/$program is missing, build first" >&2
+        exit 2
+    fi
+done
+
+dir=$(mktemp -d "${TMPDIR:-/tmp}/orvi-demo-XXXXXX") || exit 1
+service=0
+application=0
+
+end_all() {
+    trap - EXIT
+    local pid
+    for pid in $service $application; do
+        if ((pid != 0)); then
+            kill -KILL "$pid" 2>/dev/null
+            wait "$pid" 2>/dev/null
+        fi
+    done
+    rm -rf "$dir"
+}
+trap end_all EXIT
+trap 'echo "demo: interrupted or out of time" >&2; exit 1' INT TERM
+
+export ORVI_BUS_DIR=$dir/bus ORVI_LOG_FILE=$dir/library.log
+mkdir -m 700 "$ORVI_BUS_DIR" && mkfifo "$dir/lines" "$dir/commands" || exit 1
+exec 3<>"$dir/lines" 4<>"$dir/commands" # read-write: opening does not wait for the other end
+
+if [[ -t 1 ]]; then
+    grey=$'\e[90m' green=$'\e[32m' blue=$'\e[34m' yellow=$'\e[33m' red=$'\e[31m' plain=$'\e[0m'
+else
+    grey='' green='' blue='' yellow='' red='' plain=''
+fi
+
+start=${EPOCHREALTIME/[.,]/}
+
+# say WHO COLOUR TEXT: one line of the timeline
+say() {
+    local ms=$(((${EPOCHREALTIME/[.,]/} - start) / 1000))
+    printf '%s%3d.%03d%s  %s%-11s%s %s\n' "$grey" $((ms / 1000)) $((ms % 1000)) "$plain" "$2" "$1" "$plain" "$3"
+}
+
+show() {
+    case $1 in
+        'first_steps: '*) say application "$green" "${1#first_steps: }" ;;
+        'vision-sim ['*) say service "$blue" "${1#*\] }" ;;
+        *) say service "$blue" "$1" ;;
+    esac
+}
+
+fail() {
+    say demo "$red" "FAILED: $1"
+    if [[ -s $dir/library.log ]]; then
+        echo "the library's log:" >&2
+        tail -n 20 "$dir/library.log" >&2
+    fi
+    exit 1
+}
+
+# expect PATTERN: shows lines until one matches. Lines that came earlier and were not expected yet count as well.
+seen=()
+expect() {
+    local i line
+    for i in "${!seen[@]}"; do
+        # shellcheck disable=SC2053 # a pattern is meant
+        if [[ ${seen[i]} == $1 ]]; then
+            unset "seen[i]"
+            return
+        fi
+    done
+    while read -r -t 20 line <&3; do
+        show "$line"
+        # shellcheck disable=SC2053
+        if [[ $line == $1 ]]; then
+            return
+        fi
+        seen+=("$line")
+    done
+    fail "no line like \"$1\""
+}
+
+start_service() {
+    say demo "$yellow" "$1"
+    "${launcher[@]}" "$bin/orvi-vision-sim" --control <&4 >&3 2>&3 3>&- 4>&- &
+    service=$!
+    expect 'ready AI_VISION*'
+}
+
+# push TEXT MESSAGE EXPECTED: the service sends a message, the application reports it
+push() {
+    say demo "$yellow" "the service sends $2: $1"
+    echo "push $2" >&4
+    expect 'ok 1'
+    expect "first_steps: $3"
+}
+
+start_service 'start the service'
+say demo "$yellow" 'start the application'
+"${launcher[@]}" "$bin/first_steps" </dev/null >&3 2>&3 3>&- 4>&- &
+application=$!
+expect 'first_steps: connected*'
+expect '*client ai_vpp*announced itself, 1 now'
+
+push 'the captions have started' '0x600015 0' 'event 2, status of type 1 is 1'
+push 'a status of the service' '0x600012 42' 'event 2, status of type 0 is 42'
+push 'the check-in data was cleared' '0x600029' 'event 5 without payload'
+push 'a notice' '0x60002f' 'event 3 without payload'
+push 'an answer of the large model' '0x60003f text:hello' 'event 7 with payload'
+push 'the assistant woke up' '0x60004a' 'event 100 with payload'
+push 'the assistant has a choice' '0x600051' 'event 108 with payload'
+
+say demo "$yellow" 'kill the service'
+kill -KILL "$service"
+wait "$service" 2>/dev/null
+service=0
+expect 'first_steps: event 0, the service has gone'
+
+start_service 'start the service again'
+expect 'first_steps: event 1, the service has started'
+expect 'first_steps: connected'
+expect '*client ai_vpp*announced itself, 1 now'
+push 'the captions have stopped' '0x600016 0' 'event 2, status of type 1 is 0'
+
+say demo "$yellow" 'end the application'
+kill -INT "$application"
+expect 'first_steps: left the service'
+expect '*client ai_vpp*has left'
+wait "$application" || fail "the application ended with $?"
+application=0
+
+say demo "$yellow" 'end the service'
+kill -TERM "$service"
+expect '*\] ended'
+wait "$service" || fail "the service ended with $?"
+service=0
+
+left=$(find "$ORVI_BUS_DIR" -type s)
+[[ -z $left ]] || fail "sockets left behind: $left"
+say demo "$yellow" 'every expected step was seen, no process and no socket is left'
