@@ -1,0 +1,202 @@
+// Synchronous requests: their replies, their failures, many at once.
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "orvi_ai_srv_proxy.h"
+#include "vision_test.h"
+
+namespace orvi_test {
+namespace {
+
+constexpr uint32_t CAPTION_INIT = 0x600014;
+constexpr uint32_t CAPTION_DEINIT = 0x600017;
+constexpr uint32_t FACE_PHOTOS = 0x600006;
+constexpr uint32_t MINUTES_STOP = 0x600036;
+
+class RequestsTest : public VisionTest {};
+
+// The query of one face's photo: detector record, five ids, count.
+Bytes PhotoQuery(uint32_t faceId) {
+    Bytes query(52);
+    AppendInteger(query, faceId);
+    query.resize(72);
+    AppendInteger(query, 1);
+    return query;
+}
+
+Bytes PhotoReply(uint32_t faceId) {
+    const std::string image = "photo of face " + std::to_string(faceId);
+    Bytes reply;
+    AppendInteger(reply, 1);
+    AppendInteger(reply, faceId);
+    AppendInteger(reply, static_cast<uint32_t>(image.size()));
+    reply.insert(reply.end(), image.begin(), image.end());
+    return reply;
+}
+
+TEST_F(RequestsTest, RepliesAsTheServiceGivesThem) {
+    Connect();
+    const struct {
+        const char* command;
+        int result;
+        Bytes data;
+    } cases[] = {
+        {"reset all", 0, {0}},
+        {"reply 0x600014 hex:00", 0, {0}},
+        {"reply 0x600014 hex:07", 0, {7}},
+        {"reply 0x600014 hex:070102030405", 0, {7, 1, 2, 3, 4, 5}},
+        {"reply 0x600014 zeros:1000000", 0, Bytes(1000000)},
+        {"empty 0x600014", 0, {}},
+        {"nodata 0x600014", -1, {}},
+        {"reset 0x600014", 0, {0}},
+    };
+    const Resources baseline = Resources::Now();
+    for (const auto& testCase : cases) {
+        simulator_.Command(testCase.command);
+        const Outcome outcome = RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS);
+        EXPECT_EQ(outcome.result, testCase.result) << testCase.command;
+        EXPECT_EQ(outcome.hasData, testCase.result == 0) << testCase.command;
+        EXPECT_EQ(outcome.data, testCase.data) << testCase.command;
+    }
+    // This thread's connection to the task, opened by the first request, is all that stays.
+    ExpectBackAt(baseline, 1);
+}
+
+TEST_F(RequestsTest, FaceTaskVerdictIsReturned) {
+    Connect();
+    auto& proxy = OrviAiService::AiSrvServiceProxy::GetInstance();
+    EXPECT_EQ(proxy.SendSynMsgToFaceReturnInt(0x60001A, nullptr, 0), 0);
+    simulator_.Command("reply 0x60001a hex:fe");
+    EXPECT_EQ(proxy.SendSynMsgToFaceReturnInt(0x60001A, nullptr, 0), 254);
+    simulator_.Command("nodata 0x60001a");
+    EXPECT_EQ(proxy.SendSynMsgToFaceReturnInt(0x60001A, nullptr, 0), -1);
+}
+
+TEST_F(RequestsTest, OneWayMessageOfTheInterfaceChannelArrives) {
+    Connect();
+    Bytes payload = {1, 2, 3};
+    EXPECT_EQ(OrviAiService::AiSrvServiceProxy::GetInstance().SendAsynMsgToVision(0x6000F0, payload.data(), 3), 0);
+    simulator_.Command("await request 0x6000f0 1");
+    EXPECT_EQ(simulator_.Command("last 0x6000f0"), "010203");
+}
+
+TEST_F(RequestsTest, SilenceEndsWithTheWait) {
+    Connect();
+    simulator_.Command("silent 0x600014");
+    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), 50).result, -1);
+    simulator_.Command("reset 0x600014");
+    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+}
+
+TEST_F(RequestsTest, SlowAnswerIsAwaited) {
+    Connect();
+    simulator_.Command("delay 0x600014 300");
+    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+}
+
+// The reply to the first request lies in front of the second one's on the same connection.
+TEST_F(RequestsTest, LateReplyIsDroppedAndTheNextRequestGetsItsOwn) {
+    Connect();
+    for (uint8_t round = 1; round <= 3; ++round) {
+        simulator_.Command("reply 0x600014 hex:63");
+        simulator_.Command("hold 0x600014");
+        ASSERT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), 20).result, -1);
+        EXPECT_EQ(simulator_.Command("release 0x600014"), "1");
+        EXPECT_EQ(RequestThroughProxy(FACE_PHOTOS, PhotoQuery(round), LONG_WAIT_MS).data, PhotoReply(round));
+        EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+    }
+}
+
+TEST_F(RequestsTest, DeathOfTheServiceEndsAWait) {
+    Connect();
+    simulator_.Command("silent 0x600014");
+    auto waiting =
+        std::async(std::launch::async, [] { return RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS); });
+    simulator_.Command("await request 0x600014 1");
+    simulator_.Kill();
+    ASSERT_EQ(waiting.wait_for(PATIENCE), std::future_status::ready) << "still waiting for a dead service";
+    EXPECT_EQ(waiting.get().result, -1);
+    EventRecorder::ExpectIds({0});
+    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).result, -1) << "nobody there";
+}
+
+// The thread holds a connection to the process that was killed.
+TEST_F(RequestsTest, FirstRequestAfterARestartSucceeds) {
+    Connect();
+    for (int round = 0; round < 5; ++round) {
+        ASSERT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+        const Resources baseline = Resources::Now();
+        RestartSimulator();
+        ASSERT_EQ(RequestThroughProxy(FACE_PHOTOS, PhotoQuery(3), LONG_WAIT_MS).data, PhotoReply(3));
+        EXPECT_EQ(simulator_.Command("count 0x600006"), "1") << "a request must not be sent twice";
+        // Connected as before, then nothing may be left of the old connections.
+        ASSERT_EQ(Init(), 0);
+        simulator_.Command("await clients 1");
+        simulator_.Command("push 0x60002b 1");
+        EventRecorder::ExpectIds({2});
+        ExpectBackAt(baseline);
+    }
+}
+
+TEST_F(RequestsTest, CallbackMayAsk) {
+    Connect();
+    std::atomic<int> answered{0};
+    EventRecorder::SetHook([&](OrviAiEventId) {
+        const Outcome outcome = RequestThroughProxy(FACE_PHOTOS, PhotoQuery(8), LONG_WAIT_MS);
+        answered += outcome.data == PhotoReply(8) ? 1 : 0;
+    });
+    simulator_.Command("push 0x60002b 1");
+    simulator_.Command("push 0x60004a");
+    EventRecorder::ExpectIds({2, 100});
+    EXPECT_EQ(answered, 2);
+    EventRecorder::SetHook(nullptr);
+}
+
+TEST_F(RequestsTest, ThreadsGetTheirOwnReplies) {
+    Connect();
+    const Resources baseline = Resources::Now();
+    constexpr uint32_t THREADS = 32;
+    constexpr uint32_t REQUESTS = 20;
+    std::promise<void> go;
+    const std::shared_future<void> start = go.get_future().share();
+    std::atomic<uint32_t> right{0};
+    std::vector<std::thread> threads;
+    for (uint32_t thread = 0; thread < THREADS; ++thread) {
+        threads.emplace_back([&, thread] {
+            start.wait();
+            for (uint32_t i = 0; i < REQUESTS; ++i) {
+                const uint32_t faceId = thread * 1000 + i;
+                const Outcome outcome = RequestThroughProxy(FACE_PHOTOS, PhotoQuery(faceId), LONG_WAIT_MS);
+                right += outcome.result == 0 && outcome.data == PhotoReply(faceId) ? 1 : 0;
+            }
+        });
+    }
+    go.set_value();
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(right, THREADS * REQUESTS);
+    ExpectBackAt(baseline);
+}
+
+// Threads that wait for an answer do not hold up one another, nor this one.
+TEST_F(RequestsTest, WaitingThreadsDoNotQueue) {
+    Connect();
+    simulator_.Command("hold 0x600017");
+    constexpr uint32_t THREADS = 8;
+    std::vector<std::future<Outcome>> waiting;
+    for (uint32_t i = 0; i < THREADS; ++i) {
+        waiting.push_back(
+            std::async(std::launch::async, [] { return RequestThroughProxy(CAPTION_DEINIT, {}, LONG_WAIT_MS); }));
+    }
+    simulator_.Command("await request 0x600017 " + std::to_string(THREADS));
+    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+    EXPECT_EQ(simulator_.Command("release 0x600017"), std::to_string(THREADS));
+    for (auto& one : waiting) {
+        EXPECT_EQ(one.get().data, Bytes{0});
+    }
+}
+
+}  // namespace
+}  // namespace orvi_test

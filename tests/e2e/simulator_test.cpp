@@ -1,0 +1,306 @@
+// The simulated service itself: its answers, its own errors, its clients, its end.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include "orvi_os_msg.h"
+#include "vision_test.h"
+
+namespace orvi_test {
+namespace {
+
+class SimulatorTest : public VisionTest {
+ protected:
+    // Runs the simulator to its end; its stderr is in `errors`.
+    int RunToEnd(const std::vector<std::string>& arguments, std::string& errors) {
+        const std::string file = sandbox_.Path("run.log");
+        remove(file.c_str());
+        ChildProcess child("orvi-vision-sim", arguments, file);
+        const int result = child.Wait();
+        errors = ReadFile(file);
+        return result;
+    }
+
+    static bool IsOneLine(const std::string& text) {
+        return std::count(text.begin(), text.end(), '\n') == 1 && text.back() == '\n';
+    }
+};
+
+void SendToMaster(uint32_t id, Bytes payload) {
+    TagMsgBlock block{};
+    std::strcpy(block.recvProcName, "AI_VISION");
+    std::strcpy(block.recvTaskName, "ai_v_task_m");
+    block.msgId = id;
+    block.data = payload.data();
+    block.dataLen = static_cast<uint32_t>(payload.size());
+    EXPECT_EQ(OsMsgAsynSend(&block), 0);
+}
+
+// Every synchronous request, with a payload of the right form.
+const struct {
+    const char* task;
+    uint32_t id;
+    size_t length;       // of the request; the client's address stands at its start when there is room
+    size_t replyLength;  // 1: the verdict 0
+} REQUESTS[] = {
+    {"ai_v_task_i", 0x600002, 48, 52},    {"ai_v_task_i", 0x600003, 52, 52},   {"ai_v_task_i", 0x600004, 52, 52},
+    {"ai_v_task_i", 0x600005, 52, 52},    {"VDirector", 0x600007, 4, 1},       {"VDirector", 0x600008, 4, 1},
+    {"VDirector", 0x600009, 4, 1},        {"VDirector", 0x60000A, 4, 1},       {"VDirector", 0x60006F, 4, 1},
+    {"ai_v_task_i", 0x600014, 36, 1},     {"ai_v_task_i", 0x600015, 496, 1},   {"ai_v_task_i", 0x600016, 36, 1},
+    {"ai_v_task_i", 0x600017, 0, 1},      {"ai_face_task", 0x60001A, 0, 1},    {"ai_face_task", 0x60001B, 0, 1},
+    {"ai_face_task", 0x60001C, 36, 1},    {"ai_face_task", 0x60001D, 36, 1},   {"ai_face_task", 0x600022, 36, 1},
+    {"ai_face_task", 0x600023, 1152, 1},  {"ai_face_task", 0x600024, 1156, 1}, {"ai_face_task", 0x600025, 0, 1},
+    {"ai_face_task", 0x600026, 8, 33164}, {"ai_face_task", 0x600028, 0, 1},    {"ai_face_task", 0x600029, 0, 1},
+    {"ai_face_task", 0x60002A, 36, 1},    {"ai_v_task_i", 0x600035, 1196, 1},  {"ai_v_task_i", 0x600036, 0, 1},
+    {"ai_om_task", 0x60003A, 0, 52},      {"ai_v_task_i", 0x60003B, 580, 52},  {"ai_v_task_i", 0x60003C, 4692, 52},
+    {"ai_v_task_i", 0x60003D, 580, 52},   {"ai_assist_task", 0x60005E, 0, 44}, {"ai_assist_task", 0x60005F, 0, 4},
+};
+
+TEST_F(SimulatorTest, EachRequestGetsAReplyOfItsForm) {
+    Connect();
+    for (const auto& request : REQUESTS) {
+        Bytes payload = Address();
+        payload.resize(request.length);
+        const Outcome outcome = RequestFromTask(request.task, request.id, payload, LONG_WAIT_MS);
+        EXPECT_EQ(outcome.result, 0) << std::hex << request.id;
+        EXPECT_EQ(outcome.data.size(), request.replyLength) << std::hex << request.id;
+        if (request.replyLength == 1 && !outcome.data.empty()) {
+            EXPECT_EQ(outcome.data[0], 0) << std::hex << request.id;
+        }
+    }
+}
+
+// A payload that is one byte too long or too short, and the right one at the wrong task.
+TEST_F(SimulatorTest, MalformedRequestIsRefusedWithAVerdict) {
+    Connect();
+    for (const auto& request : REQUESTS) {
+        const Bytes right(request.length);
+        Bytes longer(request.length + 1);
+        Bytes shorter(request.length > 0 ? request.length - 1 : 1);
+        EXPECT_EQ(RequestFromTask(request.task, request.id, longer, LONG_WAIT_MS).data, Bytes{1});
+        EXPECT_EQ(RequestFromTask(request.task, request.id, shorter, LONG_WAIT_MS).data, Bytes{1});
+        EXPECT_EQ(RequestFromTask("ai_hotword_task", request.id, right, LONG_WAIT_MS).data, Bytes{1});
+    }
+}
+
+TEST_F(SimulatorTest, RefusalsAreLogged) {
+    Connect();
+    Bytes unterminated(36, 'x');
+    Bytes noEnd(260, 'y');
+    Bytes photos(76);
+    photos[72] = 6;
+    const struct {
+        const char* task;
+        uint32_t id;
+        Bytes payload;
+        const char* line;
+    } cases[] = {
+        {"ai_v_task_i", 0x600013, {}, "refused 0x600013 \"unknown\" on ai_v_task_i"},
+        {"ai_v_task_i", 0x600014, Bytes(35), "35 bytes, expected 36"},
+        {"VDirector", 0x600014, Bytes(36), "belongs to ai_v_task_i"},
+        {"ai_v_task_m", 0x60000F, unterminated, "a name of the client is empty or has no end"},
+        {"ai_v_task_m", 0x60000F, Bytes(36), "a name of the client is empty or has no end"},
+        {"ai_v_task_m", 0x600010, unterminated, "a name of the client is empty or has no end"},
+        {"ai_v_task_m", 0x60000F, Address(), "is no request, but its sender waits"},
+        {"ai_face_task", 0x600027, noEnd, "the user id has no end"},
+        {"ai_v_task_i", 0x600006, photos, "6 face ids"},
+        {"ai_assist_task", 0x600056, {255, 255, 255, 255}, "intents do not fill 4 bytes"},
+        {"ai_hotword_task", 0x600060, {'a', 'b'}, "the hot-word key does not end with the payload"},
+    };
+    for (const auto& testCase : cases) {
+        EXPECT_EQ(RequestFromTask(testCase.task, testCase.id, testCase.payload, LONG_WAIT_MS).data, Bytes{1})
+            << testCase.line;
+        EXPECT_NE(simulator_.Log().find(testCase.line), std::string::npos) << testCase.line;
+    }
+    EXPECT_EQ(simulator_.Command("clients").substr(0, 2), "1 ") << "no malformed client came or went";
+}
+
+TEST_F(SimulatorTest, MalformedOneWayMessagesChangeNothing) {
+    Connect();
+    Bytes cut = Address();
+    cut.pop_back();
+    Bytes stranger = Address();
+    stranger[0] = 'x';
+    SendToMaster(0x60000F, cut);
+    SendToMaster(0x600010, cut);
+    SendToMaster(0x600010, stranger);
+    SendToMaster(0x600010, Bytes(36, 'z'));
+    simulator_.Command("await request 0x600010 3");
+    EXPECT_EQ(simulator_.Command("clients").substr(0, 2), "1 ");
+    EXPECT_NE(simulator_.Log().find("is not known"), std::string::npos);
+}
+
+TEST_F(SimulatorTest, OwnErrorsAreOneLineAndAnExitCode) {
+    simulator_.Start();
+    std::string errors;
+    EXPECT_EQ(RunToEnd({}, errors), 1);
+    EXPECT_TRUE(IsOneLine(errors)) << errors;
+    EXPECT_NE(errors.find("AI_VISION"), std::string::npos) << errors;
+
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"--no-such-option"},
+                                               {"--exit-after", "soon"},
+                                               {"--queue-size", "0"},
+                                               {"--push", "0x60002b:x"},
+                                               {"--push", "nonsense"},
+                                               {"--push", "0x60002b:1@x"}}) {
+        EXPECT_EQ(RunToEnd(arguments, errors), 2) << arguments[0];
+        EXPECT_TRUE(IsOneLine(errors)) << errors;
+    }
+
+    simulator_.Stop();
+    const std::string open = sandbox_.Path("open");
+    mkdir(open.c_str(), 0700);
+    chmod(open.c_str(), 0777);
+    for (const std::string& directory : {open, sandbox_.Path("absent/deeper"), "/" + std::string(200, 'x')}) {
+        setenv("ORVI_BUS_DIR", directory.c_str(), 1);
+        EXPECT_EQ(RunToEnd({}, errors), 1) << directory;
+        EXPECT_TRUE(IsOneLine(errors)) << errors;
+    }
+}
+
+TEST_F(SimulatorTest, EndsCleanly) {
+    struct End {
+        const char* name;
+        std::vector<std::string> options;
+        void (*tell)(SimulatorProcess&);
+    };
+    const End ends[] = {
+        {"SIGTERM", {}, [](SimulatorProcess& simulator) { simulator.Child().Signal(SIGTERM); }},
+        {"SIGINT", {}, [](SimulatorProcess& simulator) { simulator.Child().Signal(SIGINT); }},
+        {"quit", {}, [](SimulatorProcess& simulator) { simulator.Command("quit"); }},
+        {"end of input", {}, [](SimulatorProcess& simulator) { simulator.Child().CloseInput(); }},
+        {"--exit-after", {"--exit-after", "1"}, [](SimulatorProcess&) {}},
+        {"SIGTERM while a command waits",
+         {},
+         [](SimulatorProcess& simulator) {
+             simulator.Child().WriteLine("await clients 5 1000000");
+             simulator.Child().Signal(SIGTERM);
+         }},
+    };
+    for (const End& end : ends) {
+        simulator_.Start(end.options);
+        end.tell(simulator_);
+        EXPECT_EQ(simulator_.Child().Wait(), 0) << end.name;
+        EXPECT_EQ(sandbox_.SocketCount(), 0U) << end.name;
+    }
+}
+
+TEST_F(SimulatorTest, ControlErrorsAreAnswers) {
+    simulator_.Start();
+    for (const char* line : {"nonsense",
+                             "push",
+                             "push x",
+                             "push 0x60002b y",
+                             "push 0x60002b hex:123",
+                             "push 0x60002b zeros:99999999",
+                             "push 5000000000",
+                             "pushto",
+                             "pushto a",
+                             "await",
+                             "await clients",
+                             "await clients x",
+                             "await clients 1 2 3",
+                             "await nothing 1",
+                             "count",
+                             "delay 0x600014",
+                             "silent",
+                             "reply",
+                             "reset",
+                             "hold",
+                             "await clients 7 1"}) {
+        EXPECT_EQ(simulator_.Ask(line).substr(0, 6), "error ") << line;
+    }
+    EXPECT_EQ(simulator_.Command("push 0x60002b 1"), "0") << "nobody to send it to";
+    EXPECT_EQ(simulator_.Stop(), 0);
+}
+
+TEST_F(SimulatorTest, ClientThatDiesIsDropped) {
+    Connect();
+    for (int round = 0; round < 3; ++round) {
+        ChildProcess other("first_steps", {}, sandbox_.Path("other.log"));
+        ASSERT_TRUE(other.ReadUntil("connected"));
+        simulator_.Command("await clients 2");
+        // The bus reports the exit of processes that receive, and one that prints an event does.
+        simulator_.Command("pushto ai_vpp" + std::to_string(other.Pid()) + " 0x60002b 1");
+        ASSERT_TRUE(other.ReadUntil("event 2"));
+        other.Signal(SIGKILL);
+        simulator_.Command("await clients 1");
+    }
+    EXPECT_EQ(simulator_.Command("push 0x60002b 9"), "1");
+    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 9}}));
+}
+
+// A process whose exit the bus does not report: the next message to it shows that it has gone.
+TEST_F(SimulatorTest, ClientThatNeverReceivedIsDroppedAtTheNextPush) {
+    Connect();
+    Bytes nobody(36);
+    nobody[0] = 'x';
+    nobody[16] = 'y';
+    SendToMaster(0x60000F, nobody);
+    simulator_.Command("await clients 2");
+    EXPECT_EQ(simulator_.Command("push 0x60002b 8"), "2");
+    simulator_.Command("await clients 1");
+    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 8}}));
+    EXPECT_NE(simulator_.Log().find("client x/y is gone"), std::string::npos);
+}
+
+TEST_F(SimulatorTest, PushReachesTheClientThatIsMeant) {
+    Connect();
+    ChildProcess other("first_steps", {}, sandbox_.Path("other.log"));
+    ASSERT_TRUE(other.ReadUntil("connected"));
+    simulator_.Command("await clients 2");
+    EXPECT_EQ(simulator_.Command("pushto ai_vpp" + std::to_string(other.Pid()) + " 0x60002b 31"), "1");
+    EXPECT_EQ(simulator_.Command("pushto " + ProcessName() + " 0x60002b 32"), "1");
+    EXPECT_EQ(simulator_.Command("pushto nobody 0x60002b 33"), "0");
+    EXPECT_EQ(simulator_.Command("push 0x60002b 34"), "2");
+    EXPECT_TRUE(other.ReadUntil("status of type 3 is 31"));
+    EXPECT_TRUE(other.ReadUntil("status of type 3 is 34"));
+    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 32}}));
+    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 34}}));
+    other.Signal(SIGTERM);
+    EXPECT_TRUE(other.ReadUntil("left the service"));
+    EXPECT_EQ(other.Wait(), 0);
+    simulator_.Command("await clients 1");
+}
+
+// The stopped client's queue fills and runs over; this client receives everything, one after the other.
+TEST_F(SimulatorTest, StuckClientSlowsNobody) {
+    Connect({"--queue-size", "4"});
+    ChildProcess stuck("first_steps", {}, sandbox_.Path("stuck.log"));
+    ASSERT_TRUE(stuck.ReadUntil("connected"));
+    simulator_.Command("await clients 2");
+    stuck.Signal(SIGSTOP);
+    for (int i = 1; i <= 40; ++i) {
+        simulator_.Command("push 0x60002d " + std::to_string(i) + " zeros:200000");
+        ASSERT_EQ(EventRecorder::Next(), (Event{4, true, {i}}));
+    }
+    const std::string log = simulator_.Log();
+    EXPECT_NE(log.find("queue of ai_vpp" + std::to_string(stuck.Pid())), std::string::npos);
+    EXPECT_EQ(log.find("queue of " + ProcessName()), std::string::npos);
+    EXPECT_NE(simulator_.Command("clients").find(" overflowed="), std::string::npos);
+
+    stuck.Signal(SIGCONT);
+    simulator_.Command("await sent");
+    simulator_.Command("push 0x60002b 50");
+    EXPECT_TRUE(stuck.ReadUntil("status of type 3 is 50")) << "the client is served again";
+    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 50}}));
+}
+
+TEST_F(SimulatorTest, EndsAlthoughAClientIsStuck) {
+    simulator_.Start({"--queue-size", "4"});
+    ChildProcess stuck("first_steps", {}, sandbox_.Path("stuck.log"));
+    ASSERT_TRUE(stuck.ReadUntil("connected"));
+    simulator_.Command("await clients 1");
+    stuck.Signal(SIGSTOP);
+    for (int i = 0; i < 10; ++i) {
+        simulator_.Command("push 0x60002d zeros:1000000");
+    }
+    EXPECT_EQ(simulator_.Stop(), 0);
+    EXPECT_NE(simulator_.Log().find("queued messages for"), std::string::npos) << "what is dropped is told";
+}
+
+}  // namespace
+}  // namespace orvi_test

@@ -1,0 +1,91 @@
+#include "vision_test.h"
+
+#include <cstring>
+#include <unistd.h>
+#include <utility>
+
+#include "orvi_ai_srv_proxy.h"
+#include "orvi_os_msg.h"
+
+namespace orvi_test {
+namespace {
+
+Outcome Take(int result, TagMsgBlock* reply) {
+    Outcome outcome{result, false, {}};
+    if (reply != nullptr) {
+        if (reply->data != nullptr) {
+            outcome.hasData = true;
+            const auto* bytes = static_cast<const uint8_t*>(reply->data);
+            outcome.data.assign(bytes, bytes + reply->dataLen);
+        }
+        OsMsgSynRespFree(reply);
+    }
+    return outcome;
+}
+
+}  // namespace
+
+void AppendInteger(Bytes& bytes, uint32_t value) {
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+        bytes.push_back(static_cast<uint8_t>(value >> shift));
+    }
+}
+
+void VisionTest::Connect(const std::vector<std::string>& options) {
+    simulator_.Start(options);
+    ASSERT_FALSE(HasFatalFailure());
+    ASSERT_EQ(Init(), 0);
+    simulator_.Command("await clients 1");
+    // The message thread subscribes before it receives anything, so a message received proves the subscriptions.
+    EXPECT_EQ(simulator_.Command("push 0x60002b 77"), "1");
+    ASSERT_EQ(EventRecorder::Next(), (Event{2, true, {3, 77}}));
+}
+
+int VisionTest::Init() {
+    return OrviAiSrvApiInit(tagOrviAppInfo{}, &EventRecorder::OnEvent);
+}
+
+void VisionTest::RestartSimulator() {
+    simulator_.Kill();
+    EventRecorder::ExpectIds({0});
+    simulator_.Start();
+    EventRecorder::ExpectIds({1});
+}
+
+std::string VisionTest::ProcessName() {
+    return "ai_vpp" + std::to_string(getpid());
+}
+
+std::string VisionTest::TaskName() {
+    return "ai_vpt" + std::to_string(getpid());
+}
+
+Bytes VisionTest::Address() {
+    Bytes address(32);
+    std::memcpy(address.data(), ProcessName().c_str(), ProcessName().size());
+    std::memcpy(address.data() + 16, TaskName().c_str(), TaskName().size());
+    AppendInteger(address, 1);
+    return address;
+}
+
+Outcome RequestFromTask(const char* task, uint32_t id, const Bytes& payload, uint32_t waitMs) {
+    Bytes copy = payload;
+    TagMsgBlock block{};
+    std::strncpy(block.recvProcName, "AI_VISION", sizeof(block.recvProcName) - 1);
+    std::strncpy(block.recvTaskName, task, sizeof(block.recvTaskName) - 1);
+    block.msgId = id;
+    block.data = copy.empty() ? nullptr : copy.data();
+    block.dataLen = static_cast<uint32_t>(copy.size());
+    TagMsgBlock* reply = nullptr;
+    const int result = OsMsgSynSend(&block, &reply, waitMs);
+    return Take(result, reply);
+}
+
+Outcome RequestThroughProxy(uint32_t id, Bytes payload, uint32_t waitMs) {
+    TagMsgBlock* reply = nullptr;
+    const int result = OrviAiService::AiSrvServiceProxy::GetInstance().SendSynMsgToVision(
+        id, payload.empty() ? nullptr : payload.data(), static_cast<uint32_t>(payload.size()), waitMs, &reply);
+    return Take(result, reply);
+}
+
+}  // namespace orvi_test
