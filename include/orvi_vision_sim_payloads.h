@@ -103,4 +103,223 @@ typedef struct OrviSimMinutesConference {
 } OrviSimMinutesConference;
 ORVI_SIM_SIZE(OrviSimMinutesConference, 1160);
 
+/* ------------------------------------------------------------------------------------------------------
+ * Large model
+ *
+ * Nothing in it thinks: an answer is put together from the words of the request, always in the same way.
+ * An answer comes as one ORVI_AI_EVENT_LARGE_MODEL_3F, its text in pieces as ORVI_AI_EVENT_LARGE_MODEL_3E, and one
+ * ORVI_AI_EVENT_LARGE_MODEL_40. A request that is not answered gets the last one only. Every client receives them.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* OrviAiLLMInitParams::serverType; with any other number the initialisation fails, as the status event tells. */
+enum OrviSimModelServer { ORVI_SIM_MODEL_SERVER_DEVICE = 0, ORVI_SIM_MODEL_SERVER_CLOUD = 1 };
+
+enum OrviSimModelRequestType {
+    ORVI_SIM_MODEL_ASK = 0,
+    ORVI_SIM_MODEL_SUMMARISE = 1,
+    ORVI_SIM_MODEL_REPEAT = 2,
+    ORVI_SIM_MODEL_CANCEL = 3 /* ends the answer to the request of the same id; has no answer of its own */
+};
+
+/* OrviAiModelParams. A second request with an id that is being answered cancels the first. */
+typedef struct OrviSimModelRequest {
+    uint32_t requestId; /* the client's choice */
+    uint32_t reserved;
+    uint32_t type; /* an OrviSimModelRequestType */
+    char text[4680];
+} OrviSimModelRequest;
+ORVI_SIM_SIZE(OrviSimModelRequest, 4692);
+
+/* Service message 0x60003F (ORVI_AI_EVENT_LARGE_MODEL_3F): an answer begins. */
+typedef struct OrviSimModelBegin {
+    uint32_t length; /* of this record */
+    uint32_t requestId;
+    uint32_t type;
+    uint32_t pieces; /* how many will come */
+} OrviSimModelBegin;
+ORVI_SIM_SIZE(OrviSimModelBegin, 16);
+
+/* Service message 0x60003E (ORVI_AI_EVENT_LARGE_MODEL_3E): the next piece of its text, spaces included. */
+typedef struct OrviSimModelPiece {
+    uint32_t length; /* of this record */
+    uint32_t requestId;
+    uint32_t index; /* from 0 */
+    uint32_t textLength;
+    char text[256];
+} OrviSimModelPiece;
+ORVI_SIM_SIZE(OrviSimModelPiece, 272);
+
+enum OrviSimModelResult {
+    ORVI_SIM_MODEL_COMPLETE = 0,
+    ORVI_SIM_MODEL_CANCELLED = 1,  /* by a request, or by the de-initialisation */
+    ORVI_SIM_MODEL_NOT_READY = 2,  /* initialise the large model first */
+    ORVI_SIM_MODEL_BUSY = 3,       /* ORVI_SIM_MODEL_MOST_ANSWERS are under way */
+    ORVI_SIM_MODEL_BAD_REQUEST = 4 /* unknown type, or a text without end */
+};
+#define ORVI_SIM_MODEL_MOST_ANSWERS 16
+
+/* Service message 0x600040 (ORVI_AI_EVENT_LARGE_MODEL_40): the answer has ended. */
+typedef struct OrviSimModelEnd {
+    uint32_t length; /* of this record */
+    uint32_t requestId;
+    uint32_t result;     /* an OrviSimModelResult */
+    uint32_t pieces;     /* how many have come */
+    uint32_t textLength; /* of all of them */
+} OrviSimModelEnd;
+ORVI_SIM_SIZE(OrviSimModelEnd, 20);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Voice assistant
+ *
+ * The assistant belongs to the device: its events go to every client. It sleeps until an application wakes it or
+ * somebody says a hot word, listens, and notifies the intent whose name the words hold; the application answers the
+ * intent, the assistant speaks the answer. `seq` numbers the turns of that conversation.
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* OrviAiAssistantStatus. */
+enum OrviSimAssistantStatus {
+    ORVI_SIM_ASSISTANT_ASLEEP = 1,
+    ORVI_SIM_ASSISTANT_AWAKE = 2,
+    ORVI_SIM_ASSISTANT_LISTENING = 3,
+    ORVI_SIM_ASSISTANT_SPEAKING = 4
+};
+
+/* OrviAiAssistantRunningMode. */
+enum OrviSimAssistantMode {
+    ORVI_SIM_ASSISTANT_MODE_CONVERSE = 0, /* listens when it has been woken up */
+    ORVI_SIM_ASSISTANT_MODE_ANNOUNCE = 1  /* shows and speaks, never listens, stays awake until it is sent to sleep */
+};
+
+/* OrviAiAssistantPageInfo: kept as it is and handed out again. Zero until somebody sets it. */
+typedef struct OrviSimPageInfo {
+    uint32_t page;
+    char name[40];
+} OrviSimPageInfo;
+ORVI_SIM_SIZE(OrviSimPageInfo, 44);
+
+/* Hot words stand behind the application's key with commas between them. OrviAiHotwordUpdateType: 0 puts them in the
+ * place of those before, 1 adds them, 2 takes them away. An application registers its key first. */
+
+/* A name of an intent is its words: "open_blinds" is meant when somebody says "please open the blinds". */
+
+enum OrviSimAssistantCause {
+    ORVI_SIM_ASSISTANT_ON_REQUEST = 1,   /* an application asked for it */
+    ORVI_SIM_ASSISTANT_HOT_WORD = 2,     /* somebody said a hot word */
+    ORVI_SIM_ASSISTANT_HEARD = 3,        /* somebody said something */
+    ORVI_SIM_ASSISTANT_SPEAKS = 4,       /* the assistant does not listen to itself */
+    ORVI_SIM_ASSISTANT_MUTED = 5,        /* the microphone was switched off */
+    ORVI_SIM_ASSISTANT_OUT_OF_TIME = 6,  /* nobody spoke, or the application did not answer */
+    ORVI_SIM_ASSISTANT_DONE = 7,         /* the conversation has come to its end */
+    ORVI_SIM_ASSISTANT_FALLS_ASLEEP = 8, /* as the sleep event behind it tells */
+    ORVI_SIM_ASSISTANT_TURN = 9          /* it is somebody's turn to speak */
+};
+
+/* Service message 0x60004A (ORVI_AI_EVENT_ASSISTANT_WAKE_UP). */
+typedef struct OrviSimAssistantWakeUp {
+    uint32_t length; /* of this record */
+    uint32_t cause;
+    uint32_t mode;
+    uint32_t reserved;
+    char appId[128]; /* whose hot word it was; empty for the assistant's own, "hello assistant" */
+    char word[128];  /* the hot word */
+} OrviSimAssistantWakeUp;
+ORVI_SIM_SIZE(OrviSimAssistantWakeUp, 272);
+
+/* Service messages 0x60004B (_SLEEP), 0x60004C (_LISTEN), 0x60004D (_NO_LISTEN), 0x600054 (_MIC; value 1 = on, 0 =
+ * off) and 0x600055 (_RESET; the turn `seq` is over without an end, forget it). */
+typedef struct OrviSimAssistantNotice {
+    uint32_t length; /* of this record */
+    uint32_t cause;
+    uint32_t seq; /* the turn; 0 when there is none */
+    uint32_t value;
+} OrviSimAssistantNotice;
+ORVI_SIM_SIZE(OrviSimAssistantNotice, 16);
+
+enum OrviSimAssistantTextPhase {
+    ORVI_SIM_ASSISTANT_TEXT_PARTIAL = 0, /* recognised so far */
+    ORVI_SIM_ASSISTANT_TEXT_FINAL = 1,   /* recognised */
+    ORVI_SIM_ASSISTANT_TEXT_BEGINS = 2,  /* speech */
+    ORVI_SIM_ASSISTANT_TEXT_ENDED = 3,
+    ORVI_SIM_ASSISTANT_TEXT_CUT = 4 /* the speech ended before its time */
+};
+
+/* Service messages 0x60004F (_ASR_TEXT: what somebody says) and 0x600050 (_TTS_TEXT: what the assistant says). */
+typedef struct OrviSimAssistantText {
+    uint32_t length; /* of this record */
+    uint32_t seq;
+    uint32_t phase;
+    uint32_t textLength;
+    char text[1028]; /* at most 1024 bytes and the NUL */
+} OrviSimAssistantText;
+ORVI_SIM_SIZE(OrviSimAssistantText, 1044);
+
+/* Service message 0x60004E (_INTENT_NOTIFY): answer it with OrviAiAssistantNotifyIntentResult and the same `seq`; not
+ * final: more answers follow; final and multi: the assistant listens once more; final: it sleeps when it has spoken. */
+typedef struct OrviSimAssistantIntent {
+    uint32_t length; /* of this record */
+    uint32_t seq;
+    uint32_t itemId; /* what was chosen; 0 when there was no choice */
+    uint32_t reserved;
+    char name[256];  /* one of those registered; empty for the choice of a card that belongs to no intent */
+    char text[1028]; /* what was said, or the text of the item */
+} OrviSimAssistantIntent;
+ORVI_SIM_SIZE(OrviSimAssistantIntent, 1300);
+
+/* One of several, to be chosen by voice (its words, or its place: "2") or with OrviAiAssistantChooseItem. */
+typedef struct OrviSimAssistantItem {
+    uint32_t id; /* not 0 */
+    char text[252];
+} OrviSimAssistantItem;
+ORVI_SIM_SIZE(OrviSimAssistantItem, 256);
+
+#define ORVI_SIM_ASSISTANT_MOST_ITEMS 64
+#define ORVI_SIM_ASSISTANT_CHOICE_HEAD 16U
+
+/* Service message 0x600051 (_CHOOSE_ONE): the intents that may be meant, or the items of a card. The intent is
+ * notified when the choice is made. */
+typedef struct OrviSimAssistantChoice {
+    uint32_t length; /* of this record: the head and the items in use */
+    uint32_t seq;
+    uint32_t itemCount;
+    uint32_t reserved;
+    OrviSimAssistantItem items[ORVI_SIM_ASSISTANT_MOST_ITEMS];
+} OrviSimAssistantChoice;
+ORVI_SIM_SIZE(OrviSimAssistantChoice, 16400);
+
+/* OrviAiAssistantCard. With items it asks for a choice. */
+typedef struct OrviSimAssistantCard {
+    uint32_t itemCount; /* at most ORVI_SIM_ASSISTANT_MOST_ITEMS */
+    char title[256];
+    char body[4096];
+    OrviSimAssistantItem items[ORVI_SIM_ASSISTANT_MOST_ITEMS];
+    uint8_t reserved[136];
+} OrviSimAssistantCard;
+ORVI_SIM_SIZE(OrviSimAssistantCard, 20876);
+
+/* Service message 0x600052 (_DISPLAY_CARD): the card is on the screen. */
+typedef struct OrviSimAssistantCardShown {
+    uint32_t length; /* of this record */
+    uint32_t seq;
+    OrviSimAssistantCard card;
+} OrviSimAssistantCardShown;
+ORVI_SIM_SIZE(OrviSimAssistantCardShown, 20884);
+
+enum OrviSimAssistantErrorCode {
+    ORVI_SIM_ASSISTANT_NOT_UNDERSTOOD = 1, /* no intent, or no item, was recognised */
+    ORVI_SIM_ASSISTANT_NO_SUCH_TURN = 2,   /* an answer or a choice that nobody waits for */
+    ORVI_SIM_ASSISTANT_NO_ANSWER = 3,      /* the application did not answer an intent in time */
+    ORVI_SIM_ASSISTANT_TOO_MUCH = 4,       /* more speeches wait than the assistant keeps */
+    ORVI_SIM_ASSISTANT_MALFORMED = 5       /* unknown mode, or a card that is none */
+};
+
+/* Service message 0x600053 (_SERVER_ERROR). */
+typedef struct OrviSimAssistantError {
+    uint32_t length; /* of this record */
+    uint32_t code;
+    uint32_t seq;
+    uint32_t reserved;
+    char text[128]; /* the reason in words */
+} OrviSimAssistantError;
+ORVI_SIM_SIZE(OrviSimAssistantError, 144);
+
 #endif

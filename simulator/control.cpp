@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "event_table.h"
+#include "features/assistant.h"
 #include "log.h"
 
 namespace orvi_sim {
@@ -28,6 +29,11 @@ const char CONTROL_HELP[] =
     "  hold ID, release ID            keep the replies back, let them go\n"
     "  reset ID, reset all            answer as usual again\n"
     "  events                         the messages that the service knows to send\n"
+    "  say WORD...                    somebody in the room says this to the voice assistant\n"
+    "  mic on, mic off                its microphone\n"
+    "  patience MS                    how long it waits for words and for answers\n"
+    "  speech MS                      how long it takes to speak a character\n"
+    "  assistant                      what it is doing, its intents, the hot words of each application\n"
     "  quit                           end; so does the end of the input\n"
     "WORD is a 32-bit integer (7, -7, 0x2a), hex:00ff, zeros:100, text:hello, or none for no payload.\n"
     "Without a WORD a push carries zero bytes of the message's usual length.\n";
@@ -203,6 +209,41 @@ std::string Reset(Context& context, const Words& words) {
     return "ok";
 }
 
+std::string Say(Context& context, const Words& words) {
+    std::string text;
+    for (size_t i = 1; i < words.size(); ++i) {
+        text += (i == 1 ? "" : " ") + words[i];
+    }
+    std::string outcome;
+    return SayToAssistant(context.service, text, outcome) ? "ok " + outcome : Error(outcome);
+}
+
+std::string Microphone(Context& context, const Words& words) {
+    if (words.size() != 2 || (words[1] != "on" && words[1] != "off")) {
+        return Error("mic takes on or off");
+    }
+    SetAssistantMicrophone(context.service, words[1] == "on");
+    return "ok";
+}
+
+std::string AssistantTime(Context& context, const Words& words) {
+    const std::optional<uint32_t> timeMs = words.size() == 2 ? ParseNumber(words[1]) : std::nullopt;
+    if (!timeMs) {
+        return Error(words[0] + " takes milliseconds");
+    }
+    const std::chrono::milliseconds time(*timeMs);
+    if (words[0] == "patience") {
+        SetAssistantPatience(context.service, time);
+    } else {
+        SetAssistantSpeech(context.service, time);
+    }
+    return "ok";
+}
+
+std::string Assistant(Context& context, const Words&) {
+    return "ok " + DescribeAssistant(context.service);
+}
+
 std::string Quit(Context& context, const Words&) {
     context.stop.Raise(0);
     return "ok";
@@ -214,10 +255,27 @@ struct CommandRow {
 };
 
 const CommandRow COMMANDS[] = {
-    {"push", Push},          {"pushto", Push},           {"clients", ListClients}, {"events", ListEvents},
-    {"await", Await},        {"count", Count},           {"last", Count},          {"reply", SetFault},
-    {"empty", SetFault},     {"nodata", SetFault},       {"silent", SetFault},     {"delay", Delay},
-    {"hold", HoldOrRelease}, {"release", HoldOrRelease}, {"reset", Reset},         {"quit", Quit},
+    {"push", Push},
+    {"pushto", Push},
+    {"clients", ListClients},
+    {"events", ListEvents},
+    {"await", Await},
+    {"count", Count},
+    {"last", Count},
+    {"reply", SetFault},
+    {"empty", SetFault},
+    {"nodata", SetFault},
+    {"silent", SetFault},
+    {"delay", Delay},
+    {"hold", HoldOrRelease},
+    {"release", HoldOrRelease},
+    {"reset", Reset},
+    {"quit", Quit},
+    {"say", Say},
+    {"mic", Microphone},
+    {"patience", AssistantTime},
+    {"speech", AssistantTime},
+    {"assistant", Assistant},
 };
 
 // Blanks separate words; after "text:" blanks belong to the text.

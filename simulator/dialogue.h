@@ -1,0 +1,115 @@
+// The voice assistant's conversation: what it is doing, whose turn it is, what it says. Any thread; no function waits.
+// Each sends the events that it causes to every client before it returns, so that their order is the order of causes.
+#ifndef ORVI_SIM_DIALOGUE_H
+#define ORVI_SIM_DIALOGUE_H
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "orvi_vision_sim_payloads.h"
+
+namespace orvi_sim {
+
+class HotWords;
+class Service;
+
+class Dialogue {
+ public:
+    // Both outlive the object.
+    Dialogue(Service& service, const HotWords& hotWords) : service_(service), hotWords_(hotWords) {}
+    Dialogue(const Dialogue&) = delete;
+    Dialogue& operator=(const Dialogue&) = delete;
+
+    static constexpr size_t LONGEST_TEXT = 1024;  // bytes, of what is said by whomever
+
+    // --- What applications ask for ---
+
+    void SetIntents(std::vector<std::string> names);
+    bool WakeUp(uint32_t mode);  // false: no such mode
+    void Sleep();
+    void AnswerIntent(uint32_t seq, bool isFinal, bool isMulti, const std::string& text);
+    void Speak(uint32_t seq, const std::string& text);
+    void ShowCard(uint32_t seq, const OrviSimAssistantCard& card);  // its texts end inside their fields
+    void Choose(uint32_t seq, uint32_t itemId);
+    void Refuse(uint32_t seq, const std::string& reason);  // tells the clients that a request was malformed
+    uint32_t Status() const;
+
+    // --- What the people in the room do ---
+
+    // Somebody says something, LONGEST_TEXT bytes at most. Returns what becomes of it, for the one who typed it.
+    std::string Hear(const std::string& text);
+    void SetMicrophone(bool on);
+
+    // How long the assistant waits for somebody's words and for an application's answer.
+    void SetPatience(std::chrono::milliseconds patience);
+
+    // How fast it speaks.
+    void SetTimePerCharacter(std::chrono::milliseconds time);
+
+    std::string Describe() const;  // NAME=VALUE each, for people and tests
+
+ private:
+    // One exchange: what was said, what it means, what is still open.
+    struct Turn {
+        uint32_t seq;
+        std::string text;
+        std::string intent;                        // empty until it is known
+        std::vector<OrviSimAssistantItem> choice;  // open; the items are intents while `intent` is not known
+        bool choiceOfIntents = false;
+        bool awaitsAnswer = false;  // the intent has been notified
+    };
+    struct Speech {
+        uint32_t seq;
+        std::string text;
+    };
+    enum class Then { Rest, Listen, Sleep };  // after the last speech; Rest: as before the first
+
+    // The mutex is held in all of these.
+    void SendNotice(uint32_t id, uint32_t cause, uint32_t value = 0);
+    void SendText(uint32_t id, uint32_t seq, uint32_t phase, const std::string& text);
+    void SendError(uint32_t code, uint32_t seq, const std::string& text);
+    void SendChoice();
+    void Wake(uint32_t cause, uint32_t mode, const std::string& appId, const std::string& word);
+    void FallAsleep(uint32_t cause);
+    void StartListening();
+    void StopListening(uint32_t cause);
+    void StartWait();
+    void OutOfTime();
+    void DropTurn(uint32_t cause);
+    void Understand(const std::string& text);
+    void NotifyIntent(uint32_t itemId);
+    void TakeChoice(const OrviSimAssistantItem& item);
+    void Say(uint32_t seq, const std::string& text, Then then);
+    void BeginSpeech();
+    void EndSpeech();
+    void CutSpeech();
+    void Continue(Then then);
+
+    Service& service_;
+    const HotWords& hotWords_;
+
+    mutable std::mutex mutex_;  // guards what follows
+    uint32_t status_ = ORVI_SIM_ASSISTANT_ASLEEP;
+    uint32_t mode_ = ORVI_SIM_ASSISTANT_MODE_CONVERSE;
+    bool muted_ = false;
+    std::vector<std::string> intents_;
+    uint32_t lastSeq_ = 0;
+    std::optional<Turn> turn_;
+    std::deque<Speech> speeches_;  // the first one is being spoken
+    uint32_t statusBeforeSpeech_ = ORVI_SIM_ASSISTANT_ASLEEP;
+    Then then_ = Then::Rest;
+    std::chrono::milliseconds patience_{10000};
+    std::chrono::milliseconds timePerCharacter_{5};
+    uint64_t waits_ = 0;       // counts the waits that began or ended: a timer of an earlier one is void
+    uint64_t utterances_ = 0;  // the same for speeches
+};
+
+}  // namespace orvi_sim
+
+#endif
