@@ -2,7 +2,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <cxxabi.h>
 #include <exception>
 #include <sys/epoll.h>
 
@@ -242,11 +241,12 @@ void Task::CallHandler(TagMsgBlock* block) {
     const uint32_t msgId = block->msgId;
     try {
         (void)handler_(block);
-    } catch (abi::__forced_unwind&) {
-        throw;  // the thread ends
     } catch (const std::exception& error) {
         Log(kLogError, "the handler of task '%s' threw on message %#x: %s", name_, msgId, error.what());
     } catch (...) {
+        if (std::current_exception() == nullptr) {
+            throw;  // no C++ exception: the thread is being ended, by pthread_exit or a cancellation
+        }
         Log(kLogError, "the handler of task '%s' threw on message %#x", name_, msgId);
     }
 }

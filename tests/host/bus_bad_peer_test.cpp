@@ -216,6 +216,16 @@ TEST_F(BusTest, APeersMemoryIsLimitedAndNothingIsLost) {
     EXPECT_EQ(server.Errors(), "");
 }
 
+// Nobody reads the answer, which is larger than what the kernel takes: it fails in bounded time, and the task goes on.
+TEST_F(BusTest, AnUnreadAnswerDoesNotHoldUpTheTask) {
+    StartTask("server", "t", {{"ORVI_BUS_SEND_WAIT_MS", "50"}});
+    Peer& client = StartTask("client", "c");
+    const Socket socket(directory + "/server:t");
+    socket.Send(Greeting(1) + Frame(FrameKind::kRequest, 1, kAnswerLarge, {}));
+    client.Tell("call server t 2 5 0");
+    EXPECT_EQ(client.Answer(), "reply 5 uid " + kUid);
+}
+
 // A receiver answers with what was never asked, or asked earlier: it is dropped, and the right answer matched.
 TEST_F(BusTest, ForeignRepliesAreDropped) {
     Peer& client = StartTask("client", "c");

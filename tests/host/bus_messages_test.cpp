@@ -27,13 +27,15 @@ TEST_F(BusTest, RepliesTellNoDataFromLengthZero) {
     EXPECT_EQ(client.Ask(Call(kEcho, 0)), Reply(0));
     EXPECT_EQ(client.Ask(Call(kAnswerNoData, 5)), "reply none uid " + kUid);
     EXPECT_EQ(client.Ask(Call(kEcho, 16 << 20)), Reply(16 << 20));
+    EXPECT_EQ(client.Ask(Call(kAnswerLarge, 0)), Reply(16 << 20));
     EXPECT_EQ(client.Ask(Call(kEcho, (16 << 20) + 1)), "error 1");
     EXPECT_EQ(client.Ask("send server t 1 0"), "0");
     EXPECT_EQ(client.Ask("send server t 1 70000"), "0");
     EXPECT_EQ(client.Ask(Call(kAnswerTwice, 0)), Reply(0));
     for (const std::string& line :
-         {Message("t", kEcho, 0), Message("t", kAnswerNoData, 5), Message("t", kEcho, 16 << 20), Message("t", kNote, 0),
-          Message("t", kNote, 70000), Message("t", kAnswerTwice, 0), std::string("second 3")}) {
+         {Message("t", kEcho, 0), Message("t", kAnswerNoData, 5), Message("t", kEcho, 16 << 20),
+          Message("t", kAnswerLarge, 0), Message("t", kNote, 0), Message("t", kNote, 70000),
+          Message("t", kAnswerTwice, 0), std::string("second 3")}) {
         EXPECT_EQ(server.Next(), line);
     }
 }
@@ -286,19 +288,9 @@ TEST_F(BusTest, AHandlerThatThrowsOrEndsItsThreadLosesNothing) {
         ASSERT_EQ(server.Ask("run t"), "0");
         line = server.Next();
     } while (line == "loop t 3");
-    EXPECT_EQ(line, Message("t", kNote, 1));
+    EXPECT_EQ(line, Message("t", kNote, 1)) << server.Errors();
     EXPECT_EQ(server.Next(), Message("t", kNote, 2));
     EXPECT_EQ(client.Answer(), Reply(5));
-}
-
-// A reply that is larger than what the kernel takes at once needs a reader; without one it fails in bounded time and
-// does not hold up the task.
-TEST_F(BusTest, LargeRepliesArriveOrFailInBoundedTime) {
-    StartTask("server", "t", {{"ORVI_BUS_SEND_WAIT_MS", "50"}});
-    Peer& client = StartTask("client", "c");
-    EXPECT_EQ(client.Ask(Call(kAnswerLarge, 0)), Reply(16 << 20));
-    EXPECT_EQ(client.Ask("send server t " + std::to_string(kAnswerLarge) + " 0"), "0");  // nobody asked
-    EXPECT_EQ(client.Ask(Call(kEcho, 4)), Reply(4));
 }
 
 }  // namespace

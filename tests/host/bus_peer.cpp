@@ -28,11 +28,15 @@
 
 namespace {
 
-std::mutex g_mutex;
-std::condition_variable g_changed;
-int g_release = 0;                            // how many blocked handlers may go on
-std::vector<TagMsgBlock> g_unanswered;        // requests to be answered later
-std::map<std::string, std::string> g_nested;  // task of this process: "PROC TASK" that its handler calls
+// What handlers and commands share. Never destroyed: handlers run while the process exits.
+struct Shared {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int release = 0;                            // how many blocked handlers may go on
+    std::vector<TagMsgBlock> unanswered;        // requests to be answered later
+    std::map<std::string, std::string> nested;  // task of this process: "PROC TASK" that its handler calls
+};
+Shared& g_shared = *new Shared;
 
 // One write a line, so that lines of several threads do not mix.
 void Say(const std::string& line) {
@@ -81,9 +85,9 @@ std::string Call(const std::string& proc, const std::string& task, uint32_t id, 
 }
 
 void Block() {
-    std::unique_lock<std::mutex> lock(g_mutex);
-    g_changed.wait(lock, [] { return g_release > 0; });
-    --g_release;
+    std::unique_lock<std::mutex> lock(g_shared.mutex);
+    g_shared.changed.wait(lock, [] { return g_shared.release > 0; });
+    --g_shared.release;
 }
 
 int Handle(TagMsgBlock* message) {
@@ -93,8 +97,8 @@ int Handle(TagMsgBlock* message) {
         return 0;
     }
     if (message->msgId == kAnswerLater) {
-        const std::lock_guard<std::mutex> lock(g_mutex);
-        g_unanswered.push_back(*message);
+        const std::lock_guard<std::mutex> lock(g_shared.mutex);
+        g_shared.unanswered.push_back(*message);
     }
     const bool whole = IsPayload(*message) && (message->dataLen == 0) == (message->data == nullptr);
     if (message->msgId != kEchoQuietly) {
@@ -127,7 +131,7 @@ int Handle(TagMsgBlock* message) {
             (void)OrviHostMsgReply(message, message->data != nullptr ? message->data : "", message->dataLen);
             break;
         case kCallInside: {
-            std::istringstream to(g_nested[message->recvTaskName]);
+            std::istringstream to(g_shared.nested[message->recvTaskName]);
             std::string proc, task;
             to >> proc >> task;
             Say("inside " + Call(proc, task, kEcho, 7, 5000));
@@ -291,7 +295,7 @@ std::string Do(const std::string& line) {
         std::string to;
         words >> task;
         std::getline(words >> std::ws, to);
-        g_nested[task] = to;
+        g_shared.nested[task] = to;
         return "0";
     }
     if (command == "storm") {
@@ -300,16 +304,16 @@ std::string Do(const std::string& line) {
     }
     if (command == "release") {
         words >> length;
-        const std::lock_guard<std::mutex> lock(g_mutex);
-        g_release += static_cast<int>(length);
-        g_changed.notify_all();
+        const std::lock_guard<std::mutex> lock(g_shared.mutex);
+        g_shared.release += static_cast<int>(length);
+        g_shared.changed.notify_all();
         return "0";
     }
     if (command == "answer") {  // answers what kAnswerLater has kept, the oldest first
         std::vector<TagMsgBlock> kept;
         {
-            const std::lock_guard<std::mutex> lock(g_mutex);
-            kept.swap(g_unanswered);
+            const std::lock_guard<std::mutex> lock(g_shared.mutex);
+            kept.swap(g_shared.unanswered);
         }
         std::string told;
         for (const TagMsgBlock& request : kept) {
