@@ -17,7 +17,7 @@ fi
 
 bin=$1/bin
 launcher=("${@:2}")
-for program in orvi-vision-sim first_steps; do
+for program in orvi-vision-sim first_steps voice_assistant ask_model; do
     if [[ ! -x $bin/$program ]]; then
         echo "$0: $bin/$program is missing, build first" >&2
         exit 2
@@ -63,6 +63,8 @@ say() {
 show() {
     case $1 in
         'first_steps: '*) say application "$green" "${1#first_steps: }" ;;
+        'voice_assistant: '*) say concierge "$green" "${1#voice_assistant: }" ;;
+        'ask_model: '*) say asker "$green" "${1#ask_model: }" ;;
         'vision-sim ['*) say service "$blue" "${1#*\] }" ;;
         *) say service "$blue" "$1" ;;
     esac
@@ -147,6 +149,48 @@ expect 'first_steps: left the service'
 expect '*client ai_vpp*has left'
 wait "$application" || fail "the application ended with $?"
 application=0
+
+# tell COMMAND ANSWER: a command to the service
+tell() {
+    say demo "$yellow" "$1"
+    echo "$1" >&4
+    expect "$2"
+}
+
+say demo "$yellow" 'talk with the voice assistant'
+"${launcher[@]}" "$bin/voice_assistant" </dev/null >&3 2>&3 3>&- 4>&- &
+application=$!
+expect 'voice_assistant: ready*'
+echo 'await request 0x600061 1' >&4 # the hot word is known
+expect ok
+echo 'await clients 1' >&4
+expect ok
+tell 'say hey concierge, book a room' 'ok woken up'
+expect 'voice_assistant: awake by "hey concierge"'
+expect 'voice_assistant: it listens'
+expect 'voice_assistant: heard: book a room'
+expect 'voice_assistant: intent book_room: book a room'
+expect 'voice_assistant: it says: Which room would you like[?]'
+expect 'voice_assistant: on the screen: Free rooms'
+expect 'voice_assistant: 2: the garden room'
+expect 'voice_assistant: it listens'
+tell 'say the garden room' 'ok heard'
+expect 'voice_assistant: heard: the garden room'
+expect 'voice_assistant: intent book_room: the garden room'
+expect 'voice_assistant: it says: I have booked the garden room.'
+expect 'voice_assistant: asleep'
+wait "$application" || fail "the concierge ended with $?"
+application=0
+expect '*client ai_vpp*has left'
+
+say demo "$yellow" 'ask the large model'
+"${launcher[@]}" "$bin/ask_model" 'Which room is free?' </dev/null >&3 2>&3 3>&- 4>&- &
+application=$!
+expect 'ask_model: |You asked: "Which'
+expect 'ask_model: * pieces, * characters'
+wait "$application" || fail "the question ended with $?"
+application=0
+expect '*client ai_vpp*has left'
 
 say demo "$yellow" 'end the service'
 kill -TERM "$service"
