@@ -60,6 +60,12 @@ Clients::Added Clients::Add(const ClientAddress& address, std::string& error) {
     return Added::New;
 }
 
+bool Clients::Knows(const ClientAddress& address) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::any_of(active_.begin(), active_.end(),
+                       [&](const OutboxPtr& outbox) { return outbox->Address() == address; });
+}
+
 bool Clients::Remove(const ClientAddress& address) {
     const auto taken = TakeOut([&](const ClientAddress& other) { return other == address; }, "has left");
     Close(taken, Outbox::Rest::Send);

@@ -32,6 +32,8 @@ class Clients {
     // An announcement. Known clients stay as they are; a refusal comes with its reason.
     Added Add(const ClientAddress& address, std::string& error);
 
+    bool Knows(const ClientAddress& address) const;
+
     // A client that leaves: what is queued for it is still sent. False when it is not known.
     bool Remove(const ClientAddress& address);
 

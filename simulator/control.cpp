@@ -10,6 +10,7 @@
 
 #include "event_table.h"
 #include "features/assistant.h"
+#include "features/meeting.h"
 #include "log.h"
 
 namespace orvi_sim {
@@ -28,6 +29,8 @@ const char CONTROL_HELP[] =
     "  delay ID MS                    answer later\n"
     "  hold ID, release ID            keep the replies back, let them go\n"
     "  reset ID, reset all            answer as usual again\n"
+    "  state                          what the meeting features keep\n"
+    "  arrive [N]                     participants check in now, while the check-in runs\n"
     "  events                         the messages that the service knows to send\n"
     "  say WORD...                    somebody in the room says this to the voice assistant\n"
     "  mic on, mic off                its microphone\n"
@@ -244,6 +247,18 @@ std::string Assistant(Context& context, const Words&) {
     return "ok " + DescribeAssistant(context.service);
 }
 
+std::string State(Context&, const Words&) {
+    return "ok " + DescribeNameplate() + " " + DescribeDirector() + " " + DescribeCheckin() + " " + DescribeMinutes();
+}
+
+std::string LetParticipantsArrive(Context& context, const Words& words) {
+    const std::optional<uint32_t> count = words.size() == 1 ? 1 : ParseNumber(words[1]);
+    if (!count || words.size() > 2) {
+        return Error("arrive takes a number of participants");
+    }
+    return "ok " + std::to_string(LetArrive(context.service, *count));
+}
+
 std::string Quit(Context& context, const Words&) {
     context.stop.Raise(0);
     return "ok";
@@ -276,6 +291,8 @@ const CommandRow COMMANDS[] = {
     {"patience", AssistantTime},
     {"speech", AssistantTime},
     {"assistant", Assistant},
+    {"state", State},
+    {"arrive", LetParticipantsArrive},
 };
 
 // Blanks separate words; after "text:" blanks belong to the text.

@@ -14,7 +14,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include "attendance.h"
 #include "control.h"
+#include "features/meeting.h"
 #include "log.h"
 #include "service.h"
 #include "stop_signal.h"
@@ -29,6 +31,8 @@ struct Options {
     bool control = false;
     uint32_t exitAfterMs = 0;
     uint32_t queueSize = 256;
+    uint32_t participants = 12;
+    uint32_t arrivalMs = 500;
     std::vector<std::string> pushes;
     std::vector<ScheduledPush> scheduled;
 };
@@ -42,6 +46,13 @@ int ReadOptions(int argc, char** argv, Options& options) {
     app.add_option("-q,--queue-size", options.queueSize, "messages that may wait for one client")
         ->type_name("N")
         ->check(CLI::Range(1U, 65536U))
+        ->capture_default_str();
+    app.add_option("--participants", options.participants, "how many people check in")
+        ->type_name("N")
+        ->check(CLI::Range(size_t{0}, Attendance::MOST_PARTICIPANTS))
+        ->capture_default_str();
+    app.add_option("--arrival", options.arrivalMs, "time between two of them; 0: only on command")
+        ->type_name("MS")
         ->capture_default_str();
     app.add_option("-p,--push", options.pushes,
                    "send a message to each client, MS milliseconds after it announced itself; may be repeated")
@@ -114,6 +125,7 @@ int Run(const Options& options) {
     StopSignal stop;
     Service service(stop, options.queueSize);
     Schedule(service, options);
+    SetParticipants(options.participants, std::chrono::milliseconds(options.arrivalMs));
     std::string error;
     if (!service.Start(error)) {
         Log("%s", error.c_str());

@@ -125,6 +125,20 @@ bool Service::AddClient(const ClientAddress& address, std::string& error) {
     return added != Clients::Added::Refused;
 }
 
+bool Service::AddClientOf(const Request& request, Answer& answer) {
+    ClientAddress address;
+    std::string error;
+    if (!request.AddressAt(0, address)) {
+        answer.Refuse("a name of the client is empty or has no end");
+        return false;
+    }
+    if (!clients_.Knows(address) && !AddClient(address, error)) {
+        answer.Refuse(error);
+        return false;
+    }
+    return true;
+}
+
 void Service::RunLoop(const char* task) {
     if (const int result = OsMsgTaskRoutineByName(task); result != 0) {
         Log("the receive loop of %s ended: the bus says %d", task, result);

@@ -49,6 +49,9 @@ class Service {
 
     // For the handlers. None of these waits.
     bool AddClient(const ClientAddress& address, std::string& error);  // false, with the reason, when refused
+    // Makes sure of the client whose address begins the payload: its announcement takes another way and may come
+    // later than a request that makes the service tell it something. False, the answer refused, when that fails.
+    bool AddClientOf(const Request& request, Answer& answer);
     Clients& GetClients() { return clients_; }
     void After(std::chrono::milliseconds delay, std::function<void()> work) { timer_.After(delay, std::move(work)); }
 

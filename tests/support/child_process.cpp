@@ -37,11 +37,15 @@ bool AwaitReadable(int descriptor, Clock::time_point deadline) {
 std::vector<std::string> CommandLine(const std::string& program, const std::vector<std::string>& arguments) {
     // setpriv makes the kernel end the program with its parent.
     std::vector<std::string> command{"/usr/bin/setpriv", "--pdeathsig", "KILL", "--"};
-    std::istringstream emulator(ORVI_TEST_EMULATOR);
-    for (std::string word; emulator >> word;) {
-        command.push_back(word);
+    if (program.front() == '/') {
+        command.push_back(program);
+    } else {
+        std::istringstream emulator(ORVI_TEST_EMULATOR);
+        for (std::string word; emulator >> word;) {
+            command.push_back(word);
+        }
+        command.push_back(std::string(ORVI_TEST_BIN_DIR "/") + program);
     }
-    command.push_back(std::string(ORVI_TEST_BIN_DIR "/") + program);
     command.insert(command.end(), arguments.begin(), arguments.end());
     return command;
 }

@@ -16,7 +16,8 @@ constexpr std::chrono::seconds PATIENCE{30};
 // The child dies with the test, also when the test crashes.
 class ChildProcess {
  public:
-    // Starts a program of the build tree, under the emulator when the build needs one. What it writes to stderr goes
+    // Starts a program of the build tree, under the emulator when the build needs one, or a program with an absolute
+    // path as it is. What it writes to stderr goes
     // to `errorFile`. Throws std::runtime_error when it cannot be started.
     ChildProcess(const std::string& program, const std::vector<std::string>& arguments, const std::string& errorFile);
     ~ChildProcess();  // kills what still runs

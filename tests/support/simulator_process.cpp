@@ -1,5 +1,6 @@
 #include "simulator_process.h"
 
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -8,7 +9,9 @@ namespace orvi_test {
 void SimulatorProcess::Start(const std::vector<std::string>& options) {
     std::vector<std::string> arguments{"--control"};
     arguments.insert(arguments.end(), options.begin(), options.end());
-    child_ = std::make_unique<ChildProcess>("orvi-vision-sim", arguments, sandbox_.Path("service.log"));
+    const char* const other = std::getenv("ORVI_TEST_SIMULATOR");
+    child_ = std::make_unique<ChildProcess>(other != nullptr ? other : "orvi-vision-sim", arguments,
+                                            sandbox_.Path("service.log"));
     ASSERT_TRUE(child_->ReadUntil("ready AI_VISION")) << Log();
 }
 

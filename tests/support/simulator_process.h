@@ -16,7 +16,7 @@ class SimulatorProcess {
     // Its log goes to the sandbox's service.log. Not started yet.
     explicit SimulatorProcess(const BusSandbox& sandbox) : sandbox_(sandbox) {}
 
-    // Starts it with --control and returns when every task can be reached. Fails the test otherwise.
+    // Starts it, or the program that the environment variable ORVI_TEST_SIMULATOR names, with --control and returns when every task can be reached. Fails the test otherwise.
     void Start(const std::vector<std::string>& options = {});
 
     bool Running() const { return child_ != nullptr; }
