@@ -17,7 +17,7 @@ fi
 
 bin=$1/bin
 launcher=("${@:2}")
-for program in orvi-vision-sim first_steps voice_assistant ask_model; do
+for program in orvi-vision-sim first_steps voice_assistant ask_model meeting; do
     if [[ ! -x $bin/$program ]]; then
         echo "$0: $bin/$program is missing, build first" >&2
         exit 2
@@ -62,6 +62,7 @@ say() {
 
 show() {
     case $1 in
+        'meeting: '*) say meeting "$green" "${1#meeting: }" ;;
         'first_steps: '*) say application "$green" "${1#first_steps: }" ;;
         'voice_assistant: '*) say concierge "$green" "${1#voice_assistant: }" ;;
         'ask_model: '*) say asker "$green" "${1#ask_model: }" ;;
@@ -103,7 +104,7 @@ expect() {
 
 start_service() {
     say demo "$yellow" "$1"
-    "${launcher[@]}" "$bin/orvi-vision-sim" --control <&4 >&3 2>&3 3>&- 4>&- &
+    "${launcher[@]}" "$bin/orvi-vision-sim" --control --arrival 100 <&4 >&3 2>&3 3>&- 4>&- &
     service=$!
     expect 'ready AI_VISION*'
 }
@@ -191,6 +192,35 @@ expect 'ask_model: * pieces, * characters'
 wait "$application" || fail "the question ended with $?"
 application=0
 expect '*client ai_vpp*has left'
+
+# expect_steps STEP...: the meeting reports each as done
+expect_steps() {
+    local step
+    for step in "$@"; do
+        expect "meeting: $step: done"
+    done
+}
+
+photo=$1/demo-photo.png
+rm -f "$photo"
+say demo "$yellow" 'hold a meeting'
+"${launcher[@]}" "$bin/meeting" "$photo" </dev/null >&3 2>&3 3>&- 4>&- &
+application=$!
+expect_steps connect 'prepare the nameplates' 'switch the nameplates on' 'hear that they are on' \
+    'start the director' 'take the minutes' 'prepare the check-in' 'start the check-in' 'report who comes'
+expect 'meeting: Mira Holm has checked in, 1 now'
+expect_steps 'wait for the participants'
+expect 'meeting: | user-0001 * present *'
+expect 'meeting: | user-0006 * guest *'
+expect 'meeting: * guests are here'
+expect_steps 'save a photo' 'end the report' 'stop the check-in' 'clear the check-in data' 'hear that it is cleared' \
+    'put the check-in away' 'end the minutes' 'stop the director' 'switch the nameplates off' \
+    'hear that they are off' 'put the nameplates away' 'lock the device' 'leave'
+expect '*lock state 1, was 0'
+wait "$application" || fail "the meeting ended with $?"
+application=0
+[[ $(head -c 4 "$photo" | tail -c 3) == PNG ]] || fail "$photo is no picture"
+say demo "$yellow" "the photo is in $photo"
 
 say demo "$yellow" 'end the service'
 kill -TERM "$service"

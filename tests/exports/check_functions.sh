@@ -8,6 +8,7 @@ nm=$1 table=$2 library=$3
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
+# shellcheck disable=SC2016 # backquotes are meant
 sed -n 's/^| `\([^`]*\)` |.*/\1/p' "$table" | sort >"$work/table"
 # Functions, without the methods of the proxy, which the exported functions stand for; without argument lists.
 "$nm" -DC --defined-only "$library" | sed -n 's/^[0-9a-f]* T //p' | sed -e '/::AiSrvServiceProxy::/d' -e 's/(.*//' |
