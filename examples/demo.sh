@@ -17,7 +17,7 @@ fi
 
 bin=$1/bin
 launcher=("${@:2}")
-for program in orvi-vision-sim first_steps voice_assistant ask_model meeting; do
+for program in orvi-vision-sim first_steps face_photos live_captions voice_assistant ask_model meeting; do
     if [[ ! -x $bin/$program ]]; then
         echo "$0: $bin/$program is missing, build first" >&2
         exit 2
@@ -27,11 +27,12 @@ done
 dir=$(mktemp -d "${TMPDIR:-/tmp}/orvi-demo-XXXXXX") || exit 1
 service=0
 application=0
+visitor=0
 
 end_all() {
     trap - EXIT
     local pid
-    for pid in $service $application; do
+    for pid in $service $application $visitor; do
         if ((pid != 0)); then
             kill -KILL "$pid" 2>/dev/null
             wait "$pid" 2>/dev/null
@@ -64,6 +65,8 @@ show() {
     case $1 in
         'meeting: '*) say meeting "$green" "${1#meeting: }" ;;
         'first_steps: '*) say application "$green" "${1#first_steps: }" ;;
+        'face_photos: '*) say faces "$green" "${1#face_photos: }" ;;
+        'live_captions: '*) say captions "$green" "${1#live_captions: }" ;;
         'voice_assistant: '*) say concierge "$green" "${1#voice_assistant: }" ;;
         'ask_model: '*) say asker "$green" "${1#ask_model: }" ;;
         'vision-sim ['*) say service "$blue" "${1#*\] }" ;;
@@ -131,6 +134,32 @@ push 'a notice' '0x60002f' 'event 3 without payload'
 push 'an answer of the large model' '0x60003f text:hello' 'event 7 with payload'
 push 'the assistant woke up' '0x60004a' 'event 100 with payload'
 push 'the assistant has a choice' '0x600051' 'event 108 with payload'
+
+say demo "$yellow" 'watch the faces in the picture, save the photos of two'
+"${launcher[@]}" "$bin/face_photos" "$dir" </dev/null >&3 2>&3 3>&- 4>&- &
+visitor=$!
+expect 'face_photos: [34] faces:*'
+expect 'face_photos: done'
+wait "$visitor" || fail "face_photos ended with $?"
+visitor=0
+photos=("$dir"/face-*.png)
+[[ ${#photos[@]} -eq 2 ]] || fail "not two photos: ${photos[*]}"
+for photo in "${photos[@]}"; do
+    [[ $(head -c 8 "$photo" | od -An -tx1) == ' 89 50 4e 47 0d 0a 1a 0a' ]] || fail "$photo is no PNG image"
+done
+expect '*client ai_vpp*has left'
+
+say demo "$yellow" 'listen to the conversation'
+"${launcher[@]}" "$bin/live_captions" 3 </dev/null >&3 2>&3 3>&- 4>&- &
+visitor=$!
+expect 'live_captions: Ada: Good morning. Can ...'
+expect 'live_captions: Ada: Good morning. Can everybody hear me?'
+expect 'live_captions: done'
+wait "$visitor" || fail "live_captions ended with $?"
+visitor=0
+expect 'first_steps: event 2, status of type 1 is 1' # everybody is told
+expect 'first_steps: event 2, status of type 1 is 0'
+expect '*client ai_vpp*has left'
 
 say demo "$yellow" 'kill the service'
 kill -KILL "$service"

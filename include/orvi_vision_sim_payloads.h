@@ -26,6 +26,97 @@ enum OrviSimVerdict {
 };
 
 /* ------------------------------------------------------------------------------------------------------
+ * Face detection
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* The picture that faces are seen in, in pixels; x counts from the left, y from the top. */
+#define ORVI_SIM_PICTURE_WIDTH 1920
+#define ORVI_SIM_PICTURE_HEIGHT 1080
+
+/* One face. Its id stays the same while the face is in view. A face that comes back has its former id for a
+ * detector created with needReID, else a new one. The photos of OrviAiSrvFaceDetectorGetById are stored under
+ * the ids of both kinds, as PNG images. */
+typedef struct OrviSimFace {
+    uint32_t faceId;
+    int32_t left; /* the box, inside the picture */
+    int32_t top;
+    int32_t width;
+    int32_t height;
+    uint32_t score; /* how sure the detection is, 0 to 100 */
+    int32_t yaw;    /* where the face looks, in degrees: to its left, up, and tilted to its left */
+    int32_t pitch;
+    int32_t roll;
+    uint32_t inViewMs; /* since it came into view */
+} OrviSimFace;
+ORVI_SIM_SIZE(OrviSimFace, 40);
+
+#define ORVI_SIM_MAX_FACES 7
+
+/* tagOrviAiSrvFaceDetEvent: one picture. */
+typedef struct OrviSimFaceEvent {
+    uint32_t faceCount;
+    OrviSimFace faces[ORVI_SIM_MAX_FACES]; /* those behind faceCount are zero */
+    int32_t sourceId;
+} OrviSimFaceEvent;
+ORVI_SIM_SIZE(OrviSimFaceEvent, 288);
+
+/* Status word of a detector's record. */
+enum OrviSimDetectorStatus {
+    ORVI_SIM_DETECTOR_CREATED = 1,
+    ORVI_SIM_DETECTOR_RUNNING = 2,
+    ORVI_SIM_DETECTOR_STOPPED = 3,
+    ORVI_SIM_DETECTOR_DESTROYED = 4
+};
+
+/* A detector belongs to the process that created it and ends with it, or when that process leaves the service
+ * or the service ends. A request that is refused (to create one too many, to start or stop one that does not
+ * exist) is answered with these 56 bytes: too many for a detector, so that the call fails. To destroy what
+ * does not exist succeeds. */
+typedef struct OrviSimDetectorRefusal {
+    uint8_t detector[52]; /* as it was sent; zero for a create */
+    uint32_t verdict;     /* an OrviSimVerdict */
+} OrviSimDetectorRefusal;
+ORVI_SIM_SIZE(OrviSimDetectorRefusal, 56);
+
+/* ------------------------------------------------------------------------------------------------------
+ * Captions
+ * ------------------------------------------------------------------------------------------------------ */
+
+/* Captions belong to the room: the events go to every process that is connected, any may start and stop them,
+ * and they end with a de-initialisation or when nobody is connected any more. A start while they run begins
+ * anew. ORVI_SIM_NOT_READY answers a start before the initialisation and a stop of what does not run. After
+ * each start and stop the status message with the request's id and the verdict follows. */
+
+/* Service message 0x600018 (ORVI_AI_CAPTION_EVENT_SWITCH): captions have been switched on or off. */
+typedef struct OrviSimCaptionSwitch {
+    uint32_t length; /* of this record */
+    uint32_t running;
+} OrviSimCaptionSwitch;
+ORVI_SIM_SIZE(OrviSimCaptionSwitch, 8);
+
+/* Service message 0x600038 (ORVI_AI_CAPTION_EVENT_38): somebody speaks. A line comes as it is understood, a few
+ * words more each time under the same number, and last in its final form. Not sent when captions were started
+ * without isReportCaption. */
+typedef struct OrviSimCaptionLine {
+    uint32_t length; /* of this record */
+    uint32_t number; /* of the line; the first is 1 */
+    uint32_t isFinal;
+    uint32_t startMs; /* when its first word was spoken, since the start of the captions */
+    uint32_t faceId;  /* the speaker's, as a detector with needReID knows it */
+    char speaker[64];
+    char text[428];
+} OrviSimCaptionLine;
+ORVI_SIM_SIZE(OrviSimCaptionLine, 512);
+
+/* Service message 0x60001A (ORVI_AI_CAPTION_EVENT_1A): another person speaks from now on. */
+typedef struct OrviSimCaptionSpeaker {
+    uint32_t length; /* of this record */
+    uint32_t faceId;
+    char speaker[64];
+} OrviSimCaptionSpeaker;
+ORVI_SIM_SIZE(OrviSimCaptionSpeaker, 72);
+
+/* ------------------------------------------------------------------------------------------------------
  * Check-in
  * ------------------------------------------------------------------------------------------------------ */
 

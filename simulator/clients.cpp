@@ -111,6 +111,12 @@ std::vector<Clients::Status> Clients::List() const {
     return list;
 }
 
+bool Clients::Knows(const std::string& process) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::any_of(active_.begin(), active_.end(),
+                       [&](const OutboxPtr& outbox) { return outbox->Address().process == process; });
+}
+
 bool Clients::AwaitCount(size_t count, std::chrono::steady_clock::time_point deadline) {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait_until(lock, deadline, [&] { return stopped_ || active_.size() == count; });

@@ -45,6 +45,7 @@ class Clients {
     size_t PushTo(const std::string& process, uint32_t id, Payload payload);
 
     std::vector<Status> List() const;
+    bool Knows(const std::string& process) const;  // a client of that process is there
 
     // Wait, false at the deadline: until exactly `count` clients are known; until nothing is queued any more.
     bool AwaitCount(size_t count, std::chrono::steady_clock::time_point deadline);

@@ -11,28 +11,16 @@ namespace {
 
 constexpr uint32_t CAPTION_INIT = 0x600014;
 constexpr uint32_t CAPTION_DEINIT = 0x600017;
-constexpr uint32_t FACE_PHOTOS = 0x600006;
+constexpr uint32_t DETECTOR_DESTROY = 0x600003;
 constexpr uint32_t MINUTES_STOP = 0x600036;
 
 class RequestsTest : public VisionTest {};
 
-// The query of one face's photo: detector record, five ids, count.
-Bytes PhotoQuery(uint32_t faceId) {
-    Bytes query(52);
-    AppendInteger(query, faceId);
-    query.resize(72);
-    AppendInteger(query, 1);
-    return query;
-}
-
-Bytes PhotoReply(uint32_t faceId) {
-    const std::string image = "photo of face " + std::to_string(faceId);
-    Bytes reply;
-    AppendInteger(reply, 1);
-    AppendInteger(reply, faceId);
-    AppendInteger(reply, static_cast<uint32_t>(image.size()));
-    reply.insert(reply.end(), image.begin(), image.end());
-    return reply;
+// The record of a detector that does not exist: asked to destroy it, the service sends the record back.
+Bytes UnknownDetector(uint32_t number) {
+    Bytes record(48);
+    AppendInteger(record, 1000000 + number);
+    return record;
 }
 
 TEST_F(RequestsTest, RepliesAsTheServiceGivesThem) {
@@ -103,7 +91,8 @@ TEST_F(RequestsTest, LateReplyIsDroppedAndTheNextRequestGetsItsOwn) {
         simulator_.Command("hold 0x600014");
         ASSERT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), 20).result, -1);
         EXPECT_EQ(simulator_.Command("release 0x600014"), "1");
-        EXPECT_EQ(RequestThroughProxy(FACE_PHOTOS, PhotoQuery(round), LONG_WAIT_MS).data, PhotoReply(round));
+        EXPECT_EQ(RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(round), LONG_WAIT_MS).data,
+                  UnknownDetector(round));
         EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
     }
 }
@@ -128,8 +117,8 @@ TEST_F(RequestsTest, FirstRequestAfterARestartSucceeds) {
         ASSERT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
         const Resources baseline = Resources::Now();
         RestartSimulator();
-        ASSERT_EQ(RequestThroughProxy(FACE_PHOTOS, PhotoQuery(3), LONG_WAIT_MS).data, PhotoReply(3));
-        EXPECT_EQ(simulator_.Command("count 0x600006"), "1") << "a request must not be sent twice";
+        ASSERT_EQ(RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(3), LONG_WAIT_MS).data, UnknownDetector(3));
+        EXPECT_EQ(simulator_.Command("count 0x600003"), "1") << "a request must not be sent twice";
         // Connected as before, then nothing may be left of the old connections.
         ASSERT_EQ(Init(), 0);
         simulator_.Command("await clients 1");
@@ -143,8 +132,8 @@ TEST_F(RequestsTest, CallbackMayAsk) {
     Connect();
     std::atomic<int> answered{0};
     EventRecorder::SetHook([&](OrviAiEventId) {
-        const Outcome outcome = RequestThroughProxy(FACE_PHOTOS, PhotoQuery(8), LONG_WAIT_MS);
-        answered += outcome.data == PhotoReply(8) ? 1 : 0;
+        const Outcome outcome = RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(8), LONG_WAIT_MS);
+        answered += outcome.data == UnknownDetector(8) ? 1 : 0;
     });
     simulator_.Command("push 0x60002b 1");
     simulator_.Command("push 0x60004a");
@@ -166,9 +155,9 @@ TEST_F(RequestsTest, ThreadsGetTheirOwnReplies) {
         threads.emplace_back([&, thread] {
             start.wait();
             for (uint32_t i = 0; i < REQUESTS; ++i) {
-                const uint32_t faceId = thread * 1000 + i;
-                const Outcome outcome = RequestThroughProxy(FACE_PHOTOS, PhotoQuery(faceId), LONG_WAIT_MS);
-                right += outcome.result == 0 && outcome.data == PhotoReply(faceId) ? 1 : 0;
+                const uint32_t number = thread * 1000 + i;
+                const Outcome outcome = RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(number), LONG_WAIT_MS);
+                right += outcome.result == 0 && outcome.data == UnknownDetector(number) ? 1 : 0;
             }
         });
     }

@@ -1,0 +1,149 @@
+// Captions, from the application's call to the service and back.
+#include <cstring>
+#include <set>
+#include <string>
+
+#include "orvi_vision_sim_payloads.h"
+#include "recorder.h"
+#include "vision_test.h"
+
+namespace orvi_test {
+namespace {
+
+struct CaptionEvent {
+    int id = -1;
+    Bytes payload;
+};
+Recorder<CaptionEvent> g_captions;
+
+// Each record begins with its length.
+void OnCaption(OrviAiCaptionEventId event, void* payload) {
+    uint32_t length = 0;
+    std::memcpy(&length, payload, sizeof(length));
+    const auto* const bytes = static_cast<const uint8_t*>(payload);
+    g_captions.Add({event, Bytes(bytes, bytes + length)});
+}
+
+template <class Record>
+Record As(const CaptionEvent& event) {
+    Record record = {};
+    EXPECT_EQ(event.payload.size(), sizeof(record)) << "event " << event.id;
+    if (event.payload.size() == sizeof(record)) {
+        std::memcpy(&record, event.payload.data(), sizeof(record));
+    }
+    return record;
+}
+
+class CaptionsTest : public VisionTest {
+ protected:
+    static int Start(uint8_t report) {
+        tagOrviAiConfInfo conference = {"weekly", 1, 2, "room 7"};
+        return OrviAiSrvCaptionStart(&conference, report);
+    }
+    static void ExpectSwitch(uint32_t running) {
+        const CaptionEvent event = g_captions.Next();
+        ASSERT_EQ(event.id, ORVI_AI_CAPTION_EVENT_SWITCH);
+        EXPECT_EQ(As<OrviSimCaptionSwitch>(event).running, running);
+    }
+    static void ExpectStatus(int status) { EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {1, status}})); }
+};
+
+TEST_F(CaptionsTest, AConversationGrowsWordByWord) {
+    Connect();
+    ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
+    const Resources baseline = Resources::Now();  // this thread has its connection to the service
+    ASSERT_EQ(Start(1), 0);
+    ExpectStatus(1);
+    ExpectSwitch(1);
+    EXPECT_NE(simulator_.Log().find("captions start for \"weekly\""), std::string::npos);
+
+    std::set<std::string> speakers;
+    std::string speaker;
+    std::string text;
+    uint32_t number = 0;
+    size_t partials = 0;
+    while (number < 3 || !text.empty()) {
+        const CaptionEvent event = g_captions.Next();
+        if (event.id == ORVI_AI_CAPTION_EVENT_1A) {
+            EXPECT_TRUE(text.empty()) << "in the middle of a line";
+            speaker = As<OrviSimCaptionSpeaker>(event).speaker;
+            speakers.insert(speaker);
+            continue;
+        }
+        ASSERT_EQ(event.id, ORVI_AI_CAPTION_EVENT_38);
+        const auto line = As<OrviSimCaptionLine>(event);
+        if (text.empty()) {
+            EXPECT_EQ(line.number, ++number);
+        }
+        EXPECT_EQ(line.number, number);
+        EXPECT_EQ(line.speaker, speaker);
+        const std::string now = line.text;
+        EXPECT_GT(now.size(), text.size());
+        EXPECT_EQ(now.compare(0, text.size(), text), 0) << "\"" << now << "\" does not continue \"" << text << "\"";
+        partials += line.isFinal == 0 ? 1 : 0;
+        text = line.isFinal != 0 ? "" : now;
+    }
+    EXPECT_GT(partials, 3U);
+    EXPECT_GE(speakers.size(), 2U);
+
+    ASSERT_EQ(OrviAiSrvCaptionStop(), 0);
+    ExpectStatus(0);
+    CaptionEvent event;
+    do {
+        event = g_captions.Next();
+    } while (event.id == ORVI_AI_CAPTION_EVENT_38 || event.id == ORVI_AI_CAPTION_EVENT_1A);
+    EXPECT_EQ(event.id, ORVI_AI_CAPTION_EVENT_SWITCH);
+    EXPECT_EQ(As<OrviSimCaptionSwitch>(event).running, 0U);
+
+    // The next start begins with the first line.
+    ASSERT_EQ(Start(1), 0);
+    ExpectStatus(1);
+    ExpectSwitch(1);
+    EXPECT_EQ(g_captions.Next().id, ORVI_AI_CAPTION_EVENT_1A);
+    EXPECT_EQ(As<OrviSimCaptionLine>(g_captions.Next()).number, 1U);
+    EXPECT_EQ(OrviAiSrvCaptionDeInit(), 0);
+    ExpectBackAt(baseline);
+}
+
+TEST_F(CaptionsTest, TheServiceRefusesWhatIsNotReady) {
+    Connect();
+    EXPECT_EQ(Start(1), -1) << "before the initialisation";
+    ExpectStatus(0);
+    ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
+    EXPECT_EQ(OrviAiSrvCaptionStop(), -1) << "not running";
+    ExpectStatus(1);  // of a stop that failed
+    ASSERT_EQ(Start(0), 0);
+    ExpectStatus(1);
+    ExpectSwitch(1);
+    ASSERT_EQ(OrviAiSrvCaptionDeInit(), 0);
+    ExpectSwitch(0);  // nothing in between: not reported
+    EXPECT_EQ(Start(1), -1) << "after the de-initialisation";
+    ExpectStatus(0);
+
+    simulator_.Command("reply 0x600014 hex:05");
+    EXPECT_EQ(OrviAiSrvCaptionInit([](OrviAiCaptionEventId, void*) {}), -1);
+    simulator_.Command("empty 0x600014");
+    EXPECT_EQ(OrviAiSrvCaptionInit(OnCaption), -1) << "no verdict";
+}
+
+TEST_F(CaptionsTest, ARestartedServiceStartsAnew) {
+    Connect();
+    ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
+    ASSERT_EQ(Start(1), 0);
+    ExpectStatus(1);
+    ExpectSwitch(1);
+    g_captions.Next();
+    RestartSimulator();
+    ASSERT_EQ(Init(), 0);
+    simulator_.Command("await clients 1");
+    EXPECT_EQ(Start(1), -1);
+    ExpectStatus(0);
+    g_captions.Clear();
+    ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
+    ASSERT_EQ(Start(1), 0);
+    ExpectStatus(1);
+    ExpectSwitch(1);
+}
+
+}  // namespace
+}  // namespace orvi_test
