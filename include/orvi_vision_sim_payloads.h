@@ -68,10 +68,10 @@ enum OrviSimDetectorStatus {
     ORVI_SIM_DETECTOR_DESTROYED = 4
 };
 
-/* A detector belongs to the process that created it and ends with it, or when that process leaves the service
- * or the service ends. A request that is refused (to create one too many, to start or stop one that does not
- * exist) is answered with these 56 bytes: too many for a detector, so that the call fails. To destroy what
- * does not exist succeeds. */
+/* A detector belongs to the process that created it. It ends with the service, and some time after its process
+ * has left. A request that is refused (to create one too many, to start or stop one that does not exist) is
+ * answered with these 56 bytes: too many for a detector, so that the call fails. To destroy what does not
+ * exist succeeds. */
 typedef struct OrviSimDetectorRefusal {
     uint8_t detector[52]; /* as it was sent; zero for a create */
     uint32_t verdict;     /* an OrviSimVerdict */
@@ -83,7 +83,7 @@ ORVI_SIM_SIZE(OrviSimDetectorRefusal, 56);
  * ------------------------------------------------------------------------------------------------------ */
 
 /* Captions belong to the room: the events go to every process that is connected, any may start and stop them,
- * and they end with a de-initialisation or when nobody is connected any more. A start while they run begins
+ * and they end with a de-initialisation or some time after the last one has left. A start while they run begins
  * anew. ORVI_SIM_NOT_READY answers a start before the initialisation and a stop of what does not run. After
  * each start and stop the status message with the request's id and the verdict follows. */
 

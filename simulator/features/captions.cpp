@@ -33,6 +33,10 @@ constexpr milliseconds STEP{120};   // a few words more
 constexpr milliseconds PAUSE{250};  // between lines
 constexpr size_t WORDS_A_STEP = 3;
 
+// Captions end when nobody has been connected for so long. An announcement goes to another task and may be handled
+// after the first requests.
+constexpr std::chrono::seconds PATIENCE_WITHOUT_CLIENTS{5};
+
 // What is said, by the people of the face scene.
 struct Line {
     uint32_t person;
@@ -52,6 +56,7 @@ bool g_initialised = false;
 bool g_running = false;
 uint64_t g_run = 0;  // counts the starts: lines planned before the last one are not sent any more
 Clock::time_point g_startedAt;
+Clock::time_point g_lastHeard;  // somebody was connected
 
 // Where the conversation is.
 struct Place {
@@ -93,7 +98,9 @@ void SendWords(Service& service, uint64_t run, Place place) {
         return;
     }
     Clients& clients = service.GetClients();
-    if (clients.List().empty()) {
+    if (!clients.List().empty()) {
+        g_lastHeard = Clock::now();
+    } else if (Clock::now() - g_lastHeard > PATIENCE_WITHOUT_CLIENTS) {
         Log("captions end: nobody is connected");
         g_running = false;
         return;
@@ -153,6 +160,7 @@ void Start(Service& service, const Request& request, Answer& answer) {
     const bool isReported = request.BytesAt(START_REPORT, 1).front() != 0;
     g_running = true;
     g_startedAt = Clock::now();
+    g_lastHeard = g_startedAt;
     ++g_run;
     Log("captions start for \"%s\"%s", conference.c_str(), isReported ? "" : ", not reported");
     Conclude(STATUS_START, ORVI_SIM_DONE, answer);

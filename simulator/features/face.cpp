@@ -41,6 +41,10 @@ constexpr uint32_t MOST_IDS = 5;
 constexpr uint32_t FASTEST = 30;  // pictures per second
 constexpr size_t MOST_DETECTORS = 64;
 
+// A running detector ends when its client has been away for so long. An announcement goes to another task and may be
+// handled after the first requests.
+constexpr std::chrono::seconds PATIENCE_WITH_CLIENT{5};
+
 struct Detector {
     ClientAddress client;
     Payload address;  // the same as bytes
@@ -50,6 +54,7 @@ struct Detector {
     uint32_t status;
     uint64_t run;  // counts the starts: pictures planned before the last one are not sent any more
     Clock::time_point startedAt;
+    Clock::time_point lastSent;  // to the client, which was there
 };
 
 const Clock::time_point g_sceneStart = Clock::now();
@@ -88,13 +93,15 @@ void SendPicture(Service& service, uint32_t number, uint64_t run, uint64_t pictu
     if (found == g_detectors.end() || found->second.status != ORVI_SIM_DETECTOR_RUNNING || found->second.run != run) {
         return;
     }
-    const Detector& detector = found->second;
-    if (!service.GetClients().Knows(detector.client.process)) {
+    Detector& detector = found->second;
+    if (service.GetClients().Knows(detector.client.process)) {
+        service.GetClients().PushTo(detector.client.process, FACE_EVENT, FaceEvent(detector));
+        detector.lastSent = Clock::now();
+    } else if (Clock::now() - detector.lastSent > PATIENCE_WITH_CLIENT) {
         Log("detector %u ends with its client %s", number, detector.client.process.c_str());
         g_detectors.erase(found);
         return;
     }
-    service.GetClients().PushTo(detector.client.process, FACE_EVENT, FaceEvent(detector));
     const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - detector.startedAt);
     PlanPicture(service, number, detector, NextPicture(picture, elapsed, detector.frameRate));
 }
@@ -135,10 +142,8 @@ void Create(Service& service, const Request& request, Answer& answer) {
     detector.status = ORVI_SIM_DETECTOR_CREATED;
 
     const std::lock_guard<std::mutex> lock(g_mutex);
-    DropDetectorsWithoutClient(service.GetClients());
-    if (!service.GetClients().Knows(detector.client.process)) {
-        RefuseDetector({}, "client " + detector.client.process + " is not known", answer);
-        return;
+    if (g_detectors.size() >= MOST_DETECTORS) {
+        DropDetectorsWithoutClient(service.GetClients());
     }
     if (g_detectors.size() >= MOST_DETECTORS) {
         RefuseDetector({}, "there are " + std::to_string(MOST_DETECTORS) + " detectors already", answer);
@@ -174,6 +179,7 @@ void Start(Service& service, const Request& request, Answer& answer) {
     if (detector.status != ORVI_SIM_DETECTOR_RUNNING) {
         detector.status = ORVI_SIM_DETECTOR_RUNNING;
         detector.startedAt = Clock::now();
+        detector.lastSent = detector.startedAt;
         ++detector.run;
         PlanPicture(service, number, detector, 1);
     }

@@ -3,6 +3,7 @@
 #include <set>
 #include <string>
 
+#include "child_process.h"
 #include "orvi_vision_sim_payloads.h"
 #include "recorder.h"
 #include "vision_test.h"
@@ -143,6 +144,21 @@ TEST_F(CaptionsTest, ARestartedServiceStartsAnew) {
     ASSERT_EQ(Start(1), 0);
     ExpectStatus(1);
     ExpectSwitch(1);
+}
+
+TEST_F(CaptionsTest, TheExampleShowsTheConversation) {
+    simulator_.Start();
+    const std::string errors = sandbox_.Path("live_captions.log");
+    ChildProcess example("live_captions", {"2"}, errors);
+    EXPECT_TRUE(example.ReadUntil("Ada: Good morning. Can everybody hear me?"));
+    EXPECT_TRUE(example.ReadUntil("Boris: Loud and clear. ..."));
+    EXPECT_TRUE(example.ReadUntil("live_captions: done"));
+    EXPECT_EQ(example.Wait(), 0) << ReadFile(errors);
+
+    ChildProcess interrupted("live_captions", {"1000"}, errors);
+    EXPECT_TRUE(interrupted.ReadUntil("Ada"));
+    simulator_.Kill();
+    EXPECT_EQ(interrupted.Wait(), 1) << "the service is gone";
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // Face detectors and stored photos, from the application's call to the service and back.
 #include <cstring>
+#include <filesystem>
 #include <map>
 
+#include "child_process.h"
 #include "orvi_vision_sim_payloads.h"
 #include "recorder.h"
 #include "vision_test.h"
@@ -109,7 +111,7 @@ TEST_F(FaceTest, ADetectorEndsWithTheService) {
     EXPECT_EQ(OrviAiSrvDestroyFaceDetector(another), -1) << "nobody there; the handle is gone all the same";
 }
 
-TEST_F(FaceTest, DetectorsBelongToTheirClientAndAreLimited) {
+TEST_F(FaceTest, DetectorsAreLimitedAndBelongToTheirClient) {
     Connect();
     std::vector<void*> detectors(64);
     for (void*& detector : detectors) {
@@ -120,18 +122,32 @@ TEST_F(FaceTest, DetectorsBelongToTheirClientAndAreLimited) {
     EXPECT_EQ(oneTooMany, nullptr);
     EXPECT_NE(simulator_.Log().find("there are 64 detectors already"), std::string::npos);
 
-    // A client that leaves takes its detectors along, running or not.
-    ASSERT_EQ(OrviAiSrvStartFaceDetector(detectors[0]), 0);
+    // Detectors of clients that have left make room.
     ASSERT_EQ(OrviAiSrvApiDeinit(), 0);
     simulator_.Command("await clients 0");
-    EXPECT_EQ(OrviAiSrvCreateFaceDetector(&oneTooMany, 0, 1, 0, OnFaces), -1) << "an unknown client has none";
+    void* const another = Create();
     ASSERT_EQ(Init(), 0);
     simulator_.Command("await clients 1");
     EXPECT_EQ(OrviAiSrvStartFaceDetector(detectors[1]), -1);
+    ASSERT_EQ(OrviAiSrvStartFaceDetector(another), 0);
+    g_pictures.Next();
+    EXPECT_EQ(OrviAiSrvDestroyFaceDetector(another), 0);
     for (void* const detector : detectors) {
         EXPECT_EQ(OrviAiSrvDestroyFaceDetector(detector), 0);
     }
-    EXPECT_EQ(OrviAiSrvDestroyFaceDetector(Create()), 0);
+}
+
+// An announcement may be handled after the requests that follow it, as they go to another task: pictures come from
+// then on.
+TEST_F(FaceTest, ADetectorMayRunBeforeItsClientIsKnown) {
+    Connect();
+    ASSERT_EQ(OrviAiSrvApiDeinit(), 0);
+    simulator_.Command("await clients 0");
+    void* const detector = Create();
+    ASSERT_EQ(OrviAiSrvStartFaceDetector(detector), 0);
+    ASSERT_EQ(Init(), 0);
+    g_pictures.Next();
+    EXPECT_EQ(OrviAiSrvDestroyFaceDetector(detector), 0);
 }
 
 TEST_F(FaceTest, PhotosOfTheFacesInThePicture) {
@@ -165,6 +181,25 @@ TEST_F(FaceTest, PhotosOfTheFacesInThePicture) {
     EXPECT_EQ(result.photoNums, -7);
     EXPECT_EQ(OrviAiSrvDestroyFaceDetector(detector), 0);
     ExpectBackAt(baseline);
+}
+
+// The example is a C program: its photos are released through the C name of the release function.
+TEST_F(FaceTest, TheExampleSavesTwoPhotos) {
+    simulator_.Start();
+    const std::string errors = sandbox_.Path("face_photos.log");
+    const std::string directory = sandbox_.Path("photos");
+    ASSERT_TRUE(std::filesystem::create_directory(directory));
+    ChildProcess example("face_photos", {directory}, errors);
+    EXPECT_EQ(example.Wait(), 0) << ReadFile(errors);
+    size_t photos = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        EXPECT_EQ(ReadFile(entry.path()).compare(0, 8, "\x89PNG\r\n\x1a\n"), 0) << entry.path();
+        ++photos;
+    }
+    EXPECT_EQ(photos, 2U);
+
+    ChildProcess nowhere("face_photos", {directory + "/none"}, errors);
+    EXPECT_EQ(nowhere.Wait(), 1);
 }
 
 // What a service may answer by mistake.
