@@ -36,14 +36,17 @@ bool ComposeTraceLine(char* line, uint32_t level, const char* function, uint32_t
 #define ORVI_LOG_STORM(...) \
     OrviOmLogStormLogRecord(3, 3, ORVI_SOURCE_NAME, ORVI_SOURCE_LENGTH, static_cast<uint32_t>(__LINE__), __VA_ARGS__)
 
-// One trace line, written when the trace level is at least `level`; `format` is a literal.
+// One trace line, written when the trace level is at least `level`; `format` is a literal. The composed line is a
+// format made of it, which clang cannot see.
 #define ORVI_TRACE(level, function, format, ...)                                                                     \
     do {                                                                                                             \
         if (GetGucAITraceLevel() >= (level)) {                                                                       \
             char orviTraceLine[ORVI_AI_TRACE_LINE_SIZE];                                                             \
             if (OrviAiService::ComposeTraceLine(orviTraceLine, (level), (function), static_cast<uint32_t>(__LINE__), \
                                                 (format))) {                                                         \
-                OrviAiTracePrintf(orviTraceLine, ##__VA_ARGS__);                                                     \
+                _Pragma("GCC diagnostic push") _Pragma("GCC diagnostic ignored \"-Wformat-security\"")               \
+                    OrviAiTracePrintf(orviTraceLine, ##__VA_ARGS__);                                                 \
+                _Pragma("GCC diagnostic pop")                                                                        \
             }                                                                                                        \
             if (false) {                                                                                             \
                 OrviAiService::CheckTraceFormat(format, ##__VA_ARGS__);                                              \

@@ -85,7 +85,7 @@ class FrameReader {
         void operator()(uint8_t* bytes) const;
     };
     static constexpr size_t kFirstCapacity = 4096;
-    static constexpr size_t kKeptCapacity = 64 * 1024;  // Trim gives back a larger one
+    static constexpr size_t kKeptCapacity = size_t{64} * 1024;  // Trim gives back a larger one
 
     std::unique_ptr<uint8_t[], Free> buffer_;
     size_t capacity_ = 0;

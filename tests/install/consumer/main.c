@@ -1,7 +1,13 @@
-/* The smallest application: a call that the library refuses, so that it needs no service. */
+/* The smallest application: calls that need no service. */
 #include <orvi_ai_srv.h>
+#include <stdio.h>
 
 int main(void) {
     tagOrviAppInfo application = {0};
-    return OrviAiSrvApiInit(application, NULL) == -1 ? 0 : 1;
+    char version[16];
+    if (OrviAiSrvApiInit(application, NULL) != -1 || OrviAiSrvGetVersion(version, sizeof(version)) != 0) {
+        return 1;
+    }
+    puts(version);
+    return 0;
 }
