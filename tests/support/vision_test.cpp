@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_os_msg.h"
+#include "orvi_host_bus.h"
 
 namespace orvi_test {
 namespace {
@@ -39,6 +39,10 @@ void VisionTest::Connect(const std::vector<std::string>& options) {
     // The message thread subscribes before it receives anything, so a message received proves the subscriptions.
     EXPECT_EQ(simulator_.Command("push 0x60002b 77"), "1");
     ASSERT_EQ(EventRecorder::Next(), (Event{2, true, {3, 77}}));
+}
+
+void VisionTest::TearDown() {
+    EXPECT_EQ(OrviHostMsgOutstandingReplies(), 0U);
 }
 
 int VisionTest::Init() {

@@ -25,6 +25,9 @@ class VisionTest : public testing::Test {
     // OrviAiSrvApiInit alone.
     static int Init();
 
+    // No reply block of the bus is left.
+    void TearDown() override;
+
     // The simulator is killed and started again; the events 0 and 1 are awaited.
     void RestartSimulator();
 
