@@ -21,7 +21,7 @@ namespace {
 
 constexpr off_t kNameByte = 0;
 constexpr off_t kStartedByte = 1;
-constexpr uint32_t kJoinLockWaitMs = 5000;  // others hold it for as long as a few file operations take
+constexpr uint32_t kJoinLockWaitMs = 2000;  // others hold it for as long as a few file operations take
 constexpr uint32_t kDyingHolderWaitMs = 500;
 
 struct flock LockOf(off_t byte) {

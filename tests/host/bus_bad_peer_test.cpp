@@ -1,6 +1,8 @@
 // Peers that are not this library, or not honest: raw sockets at both ends.
 #include <cstring>
+#include <fstream>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -253,6 +255,59 @@ TEST_F(BusTest, ForeignRepliesAreDropped) {
     EXPECT_NE(second.sequence, request.sequence);
     connection.Send(Frame(FrameKind::kReply, request.sequence, 40, Payload(4)) + Bytes(24, 'x'));
     EXPECT_EQ(client.Answer(), "error 8");
+}
+
+// More connections than the receiver has room and descriptors for: connecting waits a bounded time, and the receiver
+// recovers.
+TEST_F(BusTest, AFullBacklogFailsInBoundedTime) {
+    long most = 0;
+    std::ifstream("/proc/sys/net/core/somaxconn") >> most;
+    most = std::min<long>(most, SOMAXCONN) + 1;
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = std::max(limit.rlim_cur, static_cast<rlim_t>(most) + 100);
+    limit.rlim_max = std::max(limit.rlim_max, limit.rlim_cur);
+    Peer& server = StartTask("server", "t");  // with the limit as it was
+    Peer& client = StartTask("client", "c", {{"ORVI_BUS_SEND_WAIT_MS", "50"}});
+    if (setrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        GTEST_SKIP() << "needs a higher limit of descriptors";
+    }
+    ASSERT_EQ(server.Ask("send server t " + std::to_string(kBlock) + " 0"), "0");
+    ASSERT_EQ(server.Next(), "message t 8 0 " + kUid);
+    {
+        std::vector<Socket> sockets;
+        for (long i = 0; i < most; ++i) {
+            sockets.emplace_back(directory + "/server:t");
+        }
+        EXPECT_EQ(client.Ask("send server t 1 0"), "7");
+        EXPECT_EQ(client.Ask("call server t 2 0 50"), "error 7");
+        ASSERT_EQ(server.Ask("release 1"), "0");
+        EXPECT_EQ(server.Next(), "unblocked");
+        for (long i = 0; i < most / 2; ++i) {
+            sockets.pop_back();  // the rest goes while the server is at work
+        }
+    }
+    EXPECT_EQ(client.Ask("call server t 2 3 20000"), "reply 3 uid " + kUid);
+    const std::string errors = server.Errors();
+    EXPECT_TRUE(errors.empty() || errors.find("cannot accept connections for now") != std::string::npos) << errors;
+    EXPECT_LE(LinesOf(errors), 1);
+}
+
+// The monitor hears of every message without its payload; nobody waits for it.
+TEST_F(BusTest, TracingTellsAMonitorAndNeverWaits) {
+    StartTask("server", "t");
+    Peer& client = Start({{"ORVI_BUS_TRACE", "1"}});
+    ASSERT_EQ(client.Ask("join client"), "0");
+    EXPECT_EQ(client.Ask("send server t 1 5"), "0");  // nobody listens: lost
+    const Socket monitor(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = Socket::Address(directory + "/monitor");
+    ASSERT_EQ(bind(monitor.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    EXPECT_EQ(client.Ask("call server t 2 36 0"), "reply 36 uid " + kUid);
+    char line[512] = {};
+    ASSERT_GT(recv(monitor.Get(), line, sizeof(line) - 1, MSG_DONTWAIT), 0);
+    const std::string told = line;
+    EXPECT_EQ(told.substr(told.find(' ')), " request client server/t id=0x2 seq=1 len=36 result=0 lost=1");
+    EXPECT_EQ(client.Ask("sendmany server t 3 3000").substr(0, 9), "sent 3000");  // more than a monitor's queue holds
 }
 
 }  // namespace

@@ -293,4 +293,25 @@ TEST_F(BusTest, AHandlerThatThrowsOrEndsItsThreadLosesNothing) {
     EXPECT_EQ(client.Answer(), Reply(5));
 }
 
+// Waits go on for the time that is left, and only for that.
+TEST_F(BusTest, SignalsEndNoWait) {
+    Peer& server = StartTask("server", "t");
+    Peer& client = StartTask("client", "c", {{"ORVI_BUS_SEND_WAIT_MS", "100"}});
+    ASSERT_EQ(server.Ask("alarm"), "0");
+    ASSERT_EQ(client.Ask("alarm"), "0");
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(client.Ask("storm server t 4 50"), "200 good");
+        EXPECT_EQ(client.Ask(Call(kAnswerLater, 2, 30)), "error 7");
+        client.Tell(Call(kBlockThenEcho, 1));
+        EXPECT_EQ(server.Next(), Message("t", kAnswerLater, 2));
+        EXPECT_EQ(server.Next(), Message("t", kBlockThenEcho, 1));
+        ASSERT_EQ(server.Ask("release 1"), "0");
+        EXPECT_EQ(client.Answer(), Reply(1));
+        EXPECT_EQ(client.Ask("send server t 3 4000000"), "0");
+    }
+    ASSERT_EQ(client.Ask("send server t " + std::to_string(kBlock) + " 0"), "0");
+    EXPECT_EQ(client.Ask("send server t 3 4000000"), "7");
+    ASSERT_EQ(server.Ask("release 1"), "0");
+}
+
 }  // namespace

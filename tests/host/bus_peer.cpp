@@ -4,11 +4,12 @@
 // "message TASK ID LEN UID", "start NAME UID", "exit NAME UID", and "loop TASK RESULT" when a receive loop has ended.
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <dirent.h>
-#include <iostream>
+#include <fcntl.h>
 #include <map>
 #include <mutex>
 #include <pthread.h>
@@ -18,6 +19,7 @@
 #include <string>
 #include <sys/inotify.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -41,7 +43,24 @@ Shared& g_shared = *new Shared;
 // One write a line, so that lines of several threads do not mix.
 void Say(const std::string& line) {
     const std::string text = line + "\n";
-    (void)!write(STDOUT_FILENO, text.data(), text.size());
+    while (write(STDOUT_FILENO, text.data(), text.size()) < 0 && errno == EINTR) {
+    }
+}
+
+// std::getline takes an interrupted read for the end.
+bool ReadCommand(std::string* line) {
+    line->clear();
+    for (char c = 0;;) {
+        const ssize_t count = read(STDIN_FILENO, &c, 1);
+        if (count == 1 && c == '\n') {
+            return true;
+        }
+        if (count == 1) {
+            *line += c;
+        } else if (count == 0 || errno != EINTR) {
+            return false;
+        }
+    }
 }
 
 // A payload that tells what it is: every byte depends on its place and on the message's length.
@@ -339,6 +358,20 @@ std::string Do(const std::string& line) {
         words >> length;
         return std::to_string(OsMsgSetLogLevel(length));
     }
+    if (command == "inherited") {  // how many descriptors a program that is started now would get, beside 0 to 2
+        int count = 0;
+        for (int fd = 3; fd < 1024; ++fd) {
+            const int flags = fcntl(fd, F_GETFD);
+            count += flags >= 0 && (flags & FD_CLOEXEC) == 0 ? 1 : 0;
+        }
+        return std::to_string(count);
+    }
+    if (command == "alarm") {  // a signal every millisecond, which interrupts what can be interrupted
+        struct sigaction action {};
+        action.sa_handler = [](int) {};
+        const itimerval interval{{0, 1000}, {0, 1000}};
+        return sigaction(SIGALRM, &action, nullptr) == 0 && setitimer(ITIMER_REAL, &interval, nullptr) == 0 ? "0" : "1";
+    }
     if (command == "umask") {
         words >> task;
         umask(static_cast<mode_t>(std::stoul(task, nullptr, 8)));
@@ -356,7 +389,7 @@ std::string Do(const std::string& line) {
 
 int main() {
     signal(SIGPIPE, SIG_DFL);  // a broken connection of the bus must not end the process
-    for (std::string line; std::getline(std::cin, line);) {
+    for (std::string line; ReadCommand(&line);) {
         if (line == "return") {
             return 0;
         }

@@ -113,7 +113,6 @@ TEST_F(BusTest, AnyFifteenBytesMakeAName) {
     EXPECT_EQ(server.Ask("task 0123456789abcdef"), "1");
 }
 
-// The file that would serialise joining is held by a process that does not let go.
 TEST_F(BusTest, JoiningTogetherGivesEveryNameOnce) {
     std::vector<Peer*> peers;
     for (int i = 0; i < 12; ++i) {
@@ -129,6 +128,52 @@ TEST_F(BusTest, JoiningTogetherGivesEveryNameOnce) {
         EXPECT_TRUE(answer == "0" || answer == "4") << answer << peer->Errors();
     }
     EXPECT_EQ(joined, 4);
+}
+
+// The file that serialises joining is held by a process that does not let go.
+TEST_F(BusTest, JoiningWaitsABoundedTime) {
+    const int file = open((directory + "/.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    struct flock lock {};
+    lock.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(file, F_SETLK, &lock), 0);
+    Peer& peer = Start();
+    EXPECT_EQ(peer.Ask("join a"), "10");
+    EXPECT_NE(peer.Errors().find("no lock on " + directory), std::string::npos) << peer.Errors();
+    close(file);
+    EXPECT_EQ(peer.Ask("join a"), "0");
+}
+
+TEST_F(BusTest, SettingsAreCheckedAndTheTerminalIsNotFlooded) {
+    Peer& quiet = Start();
+    ASSERT_EQ(quiet.Ask("level 3"), "0");
+    ASSERT_EQ(quiet.Ask("join quiet"), "0");
+    EXPECT_EQ(quiet.Ask("send nobody t 1 0"), "6");
+    EXPECT_EQ(quiet.Errors(), "");
+    Peer& talkative = Start({{"ORVI_BUS_LOG", "3"}});
+    ASSERT_EQ(talkative.Ask("level 3"), "0");
+    ASSERT_EQ(talkative.Ask("join talkative"), "0");
+    EXPECT_NE(talkative.Errors().find("joined as 'talkative' in " + directory), std::string::npos);
+    for (const char* value : {"0", "86400001", "12x", "-1", " 5", "99999999999999999999"}) {
+        Peer& wrong = Start({{"ORVI_BUS_SEND_WAIT_MS", value}});
+        ASSERT_EQ(wrong.Ask("join wrong"), "0");
+        const std::string expected = "orvi bus error: ORVI_BUS_SEND_WAIT_MS='" + std::string(value) +
+                                     "' is no number from 1 to 86400000; taking 1000\n";
+        EXPECT_EQ(wrong.Errors(), expected);
+        wrong.Kill();
+    }
+}
+
+TEST_F(BusTest, NoDescriptorReachesAProgramThatIsStarted) {
+    Peer& server = Start();
+    const std::string before = server.Ask("inherited");
+    ASSERT_EQ(server.Ask("join server"), "0");
+    ASSERT_EQ(server.Ask("task t"), "0");
+    ASSERT_EQ(server.Ask("watch t client"), "0");
+    ASSERT_EQ(server.Ask("run t"), "0");
+    Peer& client = StartTask("client", "c");
+    EXPECT_EQ(client.Ask("call server t 3 3 0"), "reply 3 uid " + kUid);
+    EXPECT_EQ(server.Ask("call client c 3 3 0"), "reply 3 uid " + kUid);
+    EXPECT_EQ(server.Ask("inherited"), before);
 }
 
 TEST_F(BusTest, AForkedChildDoesNotKeepItsParentAlive) {

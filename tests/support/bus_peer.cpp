@@ -154,6 +154,12 @@ std::string Peer::Errors() const {
     return text.str();
 }
 
+bool Peer::IsAlive() const {
+    siginfo_t info{};
+    return pid_ > 0 && waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           info.si_pid == 0;
+}
+
 void Peer::KillWithoutWait() {
     kill(pid_, SIGKILL);
 }
@@ -178,6 +184,12 @@ void BusTest::SetUp() {
 }
 
 void BusTest::TearDown() {
+    for (const auto& peer : peers_) {
+        if (peer->IsAlive()) {
+            const std::string stat = peer->Ask("stat");
+            EXPECT_NE(stat.find("replies 0"), std::string::npos) << stat;
+        }
+    }
     peers_.clear();
     EXPECT_EQ(std::system(("rm -rf " + directory).c_str()), 0);
     EXPECT_EQ(OpenDescriptors(), descriptors_);

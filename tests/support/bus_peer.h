@@ -38,6 +38,7 @@ class Peer {
     int WaitForExit();  // exit code, or -1 after a signal
     void KillWithoutWait();
     pid_t Pid() const { return pid_; }
+    bool IsAlive() const;
 
  private:
     bool ReadLine(std::string* line);
@@ -51,7 +52,7 @@ class Peer {
 };
 
 // A bus directory of the test's own, and the peers in it. Checks at the end that the test process has the descriptors
-// that it had at the beginning.
+// that it had at the beginning, and that no living peer has kept a reply block.
 class BusTest : public testing::Test {
  protected:
     void SetUp() override;
