@@ -20,10 +20,9 @@ if [ -n "$(uniq -d "$work/table")" ]; then
     uniq -d "$work/table" >&2
     exit 1
 fi
-comm -13 "$work/table" "$work/library" >"$work/missing"
-if [ -s "$work/missing" ]; then
-    echo "exported, but without a row in $table:" >&2
-    cat "$work/missing" >&2
+if ! diff "$work/table" "$work/library" >"$work/difference"; then
+    echo "'<' has a row in $table but is not exported, '>' is exported and has none:" >&2
+    cat "$work/difference" >&2
     exit 1
 fi
 echo "$(wc -l <"$work/library") functions"
