@@ -157,6 +157,10 @@ void Dialogue::OutOfTime() {
     FallAsleep(ORVI_SIM_ASSISTANT_OUT_OF_TIME);
 }
 
+void Dialogue::OpenTurn(uint32_t seq) {
+    turn_ = Turn{seq, "", "", {}, false, false};
+}
+
 void Dialogue::DropTurn(uint32_t cause) {
     if (turn_) {
         SendNotice(EVENT_RESET, cause);
@@ -212,8 +216,7 @@ std::string Dialogue::Hear(const std::string& text) {
 
 void Dialogue::Understand(const std::string& text) {
     if (!turn_) {
-        turn_.emplace();
-        turn_->seq = ++lastSeq_;
+        OpenTurn(++lastSeq_);
     }
     turn_->text = text;
     if (const std::string half = FirstHalf(text); !half.empty()) {
@@ -336,9 +339,7 @@ void Dialogue::ShowCard(uint32_t seq, const OrviSimAssistantCard& card) {
         DropTurn(ORVI_SIM_ASSISTANT_ON_REQUEST);
     }
     if (!turn_) {
-        turn_.emplace();
-        turn_->seq = seq;
-        lastSeq_ = std::max(lastSeq_, seq);
+        OpenTurn(seq);
     }
     turn_->choice.assign(card.items, card.items + card.itemCount);
     turn_->choiceOfIntents = false;

@@ -61,8 +61,8 @@ class Dialogue {
         std::string text;
         std::string intent;                        // empty until it is known
         std::vector<OrviSimAssistantItem> choice;  // open; the items are intents while `intent` is not known
-        bool choiceOfIntents = false;
-        bool awaitsAnswer = false;  // the intent has been notified
+        bool choiceOfIntents;
+        bool awaitsAnswer;  // the intent has been notified
     };
     struct Speech {
         uint32_t seq;
@@ -81,6 +81,7 @@ class Dialogue {
     void StopListening(uint32_t cause);
     void StartWait();
     void OutOfTime();
+    void OpenTurn(uint32_t seq);
     void DropTurn(uint32_t cause);
     void Understand(const std::string& text);
     void NotifyIntent(uint32_t itemId);

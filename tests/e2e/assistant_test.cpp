@@ -306,6 +306,10 @@ TEST_F(AssistantTest, SpeechesFollowOneAnother) {
     Expect({"tts, turn 3, begins, 'one'", "tts, turn 3, ended, 'one'", "tts, turn 3, begins, 'two'",
             "tts, turn 3, ended, 'two'", "tts, turn 3, begins, '" + longest + "'"});
     EXPECT_EQ(static_cast<int>(OrviAiAssistantGetStatus()), ORVI_SIM_ASSISTANT_SPEAKING);
+    for (int waiting = 1; waiting <= 16; ++waiting) {  // one is being spoken, fifteen more are kept
+        EXPECT_EQ(OrviAiAssistantRequestTts(4, WithText<OrviAiAssistantSpeechText>("later")), 0);
+    }
+    Expect({"error 4, turn 4, '16 speeches wait already'"});
     EXPECT_EQ(OrviAiAssistantSleep(), 0);  // also what is being said
     Expect({"tts, turn 3, cut, '" + longest + "'", "sleep, cause 1, turn 0"});
     EXPECT_EQ(OrviAiAssistantRequestTts(3, WithText<OrviAiAssistantSpeechText>(longest + "l")), -1);
