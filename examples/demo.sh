@@ -191,8 +191,10 @@ say demo "$yellow" 'talk with the voice assistant'
 "${launcher[@]}" "$bin/voice_assistant" </dev/null >&3 2>&3 3>&- 4>&- &
 application=$!
 expect 'voice_assistant: ready*'
-echo 'await request 0x600061 1' >&4 # the hot word is known
-expect ok
+for request in 0x600056 0x600061; do # the intent and the hot word are known, which two tasks take
+    echo "await request $request 1" >&4
+    expect ok
+done
 echo 'await clients 1' >&4
 expect ok
 tell 'say hey concierge, book a room' 'ok woken up'
