@@ -12,10 +12,15 @@
 namespace orvi_test {
 namespace {
 
-std::mutex g_mutex;  // guards what follows
-std::condition_variable g_arrived;
-std::deque<Event> g_events;
-std::function<void(OrviAiEventId)> g_hook;
+struct State {
+    std::mutex mutex;  // guards what follows
+    std::condition_variable arrived;
+    std::deque<Event> events;
+    std::function<void(OrviAiEventId)> hook;
+};
+
+// Never destroyed: the message thread may call back while the process exits.
+State& g_state = *new State;
 
 }  // namespace
 
@@ -41,25 +46,25 @@ void OnEvent(OrviAiEventId id, void* payload) {
     }
     std::function<void(OrviAiEventId)> hook;
     {
-        const std::lock_guard<std::mutex> lock(g_mutex);
-        hook = g_hook;
+        const std::lock_guard<std::mutex> lock(g_state.mutex);
+        hook = g_state.hook;
     }
     if (hook) {
         hook(id);
     }
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    g_events.push_back(std::move(event));
-    g_arrived.notify_all();
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    g_state.events.push_back(std::move(event));
+    g_state.arrived.notify_all();
 }
 
 Event Next() {
-    std::unique_lock<std::mutex> lock(g_mutex);
-    if (!g_arrived.wait_for(lock, PATIENCE, [] { return !g_events.empty(); })) {
+    std::unique_lock<std::mutex> lock(g_state.mutex);
+    if (!g_state.arrived.wait_for(lock, PATIENCE, [] { return !g_state.events.empty(); })) {
         ADD_FAILURE() << "no event came";
         return {-1, false, {}};
     }
-    Event event = std::move(g_events.front());
-    g_events.pop_front();
+    Event event = std::move(g_state.events.front());
+    g_state.events.pop_front();
     return event;
 }
 
@@ -74,8 +79,8 @@ void ExpectIds(const std::vector<int>& ids) {
 }
 
 void SetHook(std::function<void(OrviAiEventId)> hook) {
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    g_hook = std::move(hook);
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    g_state.hook = std::move(hook);
 }
 
 }  // namespace EventRecorder

@@ -10,9 +10,13 @@
 namespace orvi_test {
 namespace {
 
-std::mutex g_mutex;  // guards what follows
-std::condition_variable g_arrived;
-std::deque<EventRecord> g_records;
+// Never destroyed: the message thread may call back while the process exits.
+struct State {
+    std::mutex mutex;  // guards what follows
+    std::condition_variable arrived;
+    std::deque<EventRecord> records;
+};
+State& g_state = *new State;
 
 void OnEvent(OrviAiEventId id, void* payload) {
     EventRecord record = {static_cast<int>(id), {}};
@@ -23,9 +27,9 @@ void OnEvent(OrviAiEventId id, void* payload) {
         const auto* const bytes = static_cast<const uint8_t*>(payload);
         record.payload.assign(bytes, bytes + length);
     }
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    g_records.push_back(std::move(record));
-    g_arrived.notify_all();
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    g_state.records.push_back(std::move(record));
+    g_state.arrived.notify_all();
 }
 
 }  // namespace
@@ -40,19 +44,19 @@ void PayloadTest::ConnectForPayloads() {
 }
 
 EventRecord PayloadTest::NextRecord() {
-    std::unique_lock<std::mutex> lock(g_mutex);
-    if (!g_arrived.wait_for(lock, PATIENCE, [] { return !g_records.empty(); })) {
+    std::unique_lock<std::mutex> lock(g_state.mutex);
+    if (!g_state.arrived.wait_for(lock, PATIENCE, [] { return !g_state.records.empty(); })) {
         ADD_FAILURE() << "no event came";
         return {-1, {}};
     }
-    EventRecord record = std::move(g_records.front());
-    g_records.pop_front();
+    EventRecord record = std::move(g_state.records.front());
+    g_state.records.pop_front();
     return record;
 }
 
 size_t PayloadTest::PendingRecords() {
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    return g_records.size();
+    const std::lock_guard<std::mutex> lock(g_state.mutex);
+    return g_state.records.size();
 }
 
 }  // namespace orvi_test
