@@ -1,8 +1,10 @@
 // The voice assistant: conversations of an application and the people in the room with the simulated service.
 #include <algorithm>
 #include <map>
+#include <memory>
 #include <sstream>
 
+#include "child_process.h"
 #include "orvi_vision_sim_payloads.h"
 #include "payload_recorder.h"
 
@@ -363,6 +365,35 @@ TEST_F(AssistantTest, HotWordsBelongToTheirApplications) {
     EXPECT_EQ(hotWords(), "first= second=gamma:delta");
     simulator_.Command("say gamma delta");
     Expect({"wake up, cause 2, mode 0, 'second' 'gamma:delta'", "listen, cause 9, turn 0"});
+}
+
+// The example books the room that is chosen and ends with the conversation; it also ends with the service.
+TEST_F(AssistantTest, ExampleHoldsAConversation) {
+    simulator_.Start();
+    simulator_.Command("speech 1");
+    simulator_.Command("patience 1000000");
+    const auto start = [&](int time) {
+        auto example =
+            std::make_unique<ChildProcess>("voice_assistant", std::vector<std::string>{}, sandbox_.Path("example.log"));
+        EXPECT_TRUE(example->ReadUntil("ready"));
+        simulator_.Command("await clients 1");
+        simulator_.Command("await request 0x600056 " + std::to_string(time));
+        simulator_.Command("await request 0x600061 " + std::to_string(time));
+        return example;
+    };
+    auto example = start(1);
+    EXPECT_EQ(simulator_.Command("say hey concierge, book a room"), "woken up");
+    EXPECT_TRUE(example->ReadUntil("2: the garden room"));
+    EXPECT_TRUE(example->ReadUntil("it listens"));
+    EXPECT_EQ(simulator_.Command("say 2"), "heard");
+    EXPECT_TRUE(example->ReadUntil("it says: I have booked the garden room."));
+    EXPECT_EQ(example->Wait(), 0);
+    simulator_.Command("await clients 0");
+
+    example = start(2);
+    simulator_.Kill();
+    EXPECT_TRUE(example->ReadUntil("the service has gone"));
+    EXPECT_EQ(example->Wait(), 1);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <map>
 
+#include "child_process.h"
 #include "orvi_vision_sim_payloads.h"
 #include "payload_recorder.h"
 
@@ -151,6 +152,18 @@ TEST_F(LargeModelTest, CancelledByRequestByASecondRequestAndByDeInit) {
     }
     ASSERT_EQ(OrviAiSrvLargeModelRequest(Request(8, ORVI_SIM_MODEL_ASK, "hello")), 0);
     EXPECT_EQ(Answers(1).at(8).end.result, static_cast<uint32_t>(ORVI_SIM_MODEL_NOT_READY));
+}
+
+TEST_F(LargeModelTest, ExampleAsks) {
+    const std::string errors = sandbox_.Path("example.log");
+    EXPECT_EQ(ChildProcess("ask_model", {"anybody", "there?"}, errors).Wait(), 1);  // there is no service
+    EXPECT_EQ(ChildProcess("ask_model", {}, errors).Wait(), 2);
+    simulator_.Start();
+    ChildProcess example("ask_model", {"Who", "is here?"}, errors);
+    EXPECT_TRUE(example.ReadUntil("|You asked: \"Who"));
+    EXPECT_TRUE(example.ReadUntil("pieces, 123 characters"));
+    EXPECT_EQ(example.Wait(), 0);
+    simulator_.Command("await clients 0");
 }
 
 // --- Abilities and version ---
