@@ -128,7 +128,8 @@ bool PrintList(char (&user)[256]) {
 }
 
 bool SavePhoto(const char* user, const char* file) {
-    std::vector<uint8_t> photo(64 * 1024);
+    constexpr size_t LARGEST = 65536;
+    std::vector<uint8_t> photo(LARGEST);
     auto length = static_cast<uint32_t>(photo.size());
     if (OrviAiSrvGetCheckinPhoto(user, static_cast<uint32_t>(std::strlen(user)), photo.data(), &length) != 0 ||
         length == 0) {
