@@ -1,10 +1,10 @@
 #!/bin/sh
 # Checks that a library needs nothing but the platform's declared operations and the standard runtime.
-#   check_imports.sh NM PLATFORM_DIR LIBRARY SANITIZERS
+#   check_imports.sh NM PLATFORM_DIR LIBRARY
 # An operation is declared at the start of a line of PLATFORM_DIR/*.h; the runtime's symbols carry its versions; the
-# weak ones are the compiler's start-up hooks. A library built with sanitizers (SANITIZERS not empty) calls theirs too.
+# weak ones are the compiler's start-up hooks.
 set -eu
-nm=$1 platform=$2 library=$3 sanitizers=$4
+nm=$1 platform=$2 library=$3
 
 operations=0
 unknown=
@@ -12,7 +12,6 @@ for symbol in $("$nm" -D --undefined-only "$library" | sed 's/^ *[A-Za-z] //'); 
     case $symbol in
     *@GLIBC_* | *@GLIBCXX_* | *@CXXABI_* | *@GCC_*) continue ;;
     _ITM_deregisterTMCloneTable | _ITM_registerTMCloneTable | __gmon_start__) continue ;;
-    __asan_* | __ubsan_* | __tsan_* | __sanitizer_*) [ -z "$sanitizers" ] || continue ;;
     esac
     if grep -qE "^[a-z][^/]*[ *]$symbol\(" "$platform"/*.h; then
         operations=$((operations + 1))

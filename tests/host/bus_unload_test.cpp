@@ -15,7 +15,7 @@ TEST(BusUnload, TheLibraryStaysWhileThreadsAreInsideIt) {
     char directory[] = "/tmp/orvi-bus-XXXXXX";
     ASSERT_NE(mkdtemp(directory), nullptr);
     setenv("ORVI_BUS_DIR", directory, 1);
-    void* library = dlopen("liborvi_os_msg.so.1", RTLD_NOW);
+    void* library = dlopen(ORVI_TEST_BUS_LIBRARY, RTLD_NOW);
     ASSERT_NE(library, nullptr) << dlerror();
     const auto join = reinterpret_cast<decltype(&OsMsgInit)>(dlsym(library, "OsMsgInit"));
     const auto reg = reinterpret_cast<decltype(&OsMsgRegTask)>(dlsym(library, "OsMsgRegTask"));
@@ -31,7 +31,7 @@ TEST(BusUnload, TheLibraryStaysWhileThreadsAreInsideIt) {
                   }),
               0);
     ASSERT_EQ(dlclose(library), 0);
-    EXPECT_NE(dlopen("liborvi_os_msg.so.1", RTLD_NOW | RTLD_NOLOAD), nullptr);
+    EXPECT_NE(dlopen(ORVI_TEST_BUS_LIBRARY, RTLD_NOW | RTLD_NOLOAD), nullptr);
     std::thread loop([run] { EXPECT_EQ(run("t"), 0); });
     TagMsgBlock block;
     memset(&block, 0, sizeof(block));

@@ -226,15 +226,16 @@ struct Request {
     const char* method;
     const char* msgId;
     int (*call)(void* handle);
-    int (AiSrvServiceProxy::*proxyCall)(tagAiDetClientInfo& info);
+    int (*proxyCall)(AiSrvServiceProxy& proxy, tagAiDetClientInfo& info);
 };
 const Request REQUESTS[] = {
     {"OrviAiSrvDestroyFaceDetector", "destroy", "destory", "RemoveDetectTrackProxy", "600003",
-     OrviAiSrvDestroyFaceDetector, &AiSrvServiceProxy::RemoveDetectTrackProxy},
+     OrviAiSrvDestroyFaceDetector,
+     [](AiSrvServiceProxy& proxy, tagAiDetClientInfo& info) { return proxy.RemoveDetectTrackProxy(info); }},
     {"OrviAiSrvStartFaceDetector", "start", "start", "StartDetectTrackProxy", "600004", OrviAiSrvStartFaceDetector,
-     &AiSrvServiceProxy::StartDetectTrackProxy},
+     [](AiSrvServiceProxy& proxy, tagAiDetClientInfo& info) { return proxy.StartDetectTrackProxy(info); }},
     {"OrviAiSrvStopFaceDetector", "stop", "stop", "StopDetectTrackProxy", "600005", OrviAiSrvStopFaceDetector,
-     &AiSrvServiceProxy::StopDetectTrackProxy},
+     [](AiSrvServiceProxy& proxy, tagAiDetClientInfo& info) { return proxy.StopDetectTrackProxy(info); }},
 };
 
 TEST_F(Face, RequestsOnADetector) {
@@ -296,7 +297,7 @@ TEST_F(Face, RepliesToRequestsOnADetector) {
         tagAiDetClientInfo info;
         const auto request = [&] {
             info = Detector();
-            return (proxy.*r.proxyCall)(info);
+            return r.proxyCall(proxy, info);
         };
         platform.QueueReply({});
         EXPECT_EQ(request(), 0);

@@ -30,7 +30,7 @@ class Meeting : public PlatformTest {
 
 struct NameplateCall {
     int (*exported)();
-    int (AiSrvServiceProxy::*method)();
+    int (*method)(AiSrvServiceProxy& proxy);
     const char* id;    // as the log prints it
     const char* sent;  // as the bus sees it
     Lines begin;
@@ -40,7 +40,7 @@ struct NameplateCall {
 
 const NameplateCall NAMEPLATE_CALLS[] = {
     {OrviAiSrvNamePlateInit,
-     &AiSrvServiceProxy::NameplateInit,
+     [](AiSrvServiceProxy& proxy) { return proxy.NameplateInit(); },
      "60001a",
      "syn 0x60001A ai_face_task len=0 wait=3000",
      {"info <OrviAiSrvNamePlateInit> init request begin.",
@@ -48,7 +48,7 @@ const NameplateCall NAMEPLATE_CALLS[] = {
      "error <OrviAiSrvNamePlateInit> init request failed.",
      "info <OrviAiSrvNamePlateInit> succeed."},
     {OrviAiSrvNamePlateDeInit,
-     &AiSrvServiceProxy::NameplateDeinit,
+     [](AiSrvServiceProxy& proxy) { return proxy.NameplateDeinit(); },
      "60001b",
      "syn 0x60001B ai_face_task len=0 wait=3000",
      {"info <OrviAiSrvNamePlateDeInit> deinit request begin.",
@@ -56,14 +56,14 @@ const NameplateCall NAMEPLATE_CALLS[] = {
      "error <OrviAiSrvNamePlateDeInit> deinit request failed.",
      "info <OrviAiSrvNamePlateDeInit> succeed."},
     {OrviAiSrvNamePlateStart,
-     &AiSrvServiceProxy::StartNameplateProxy,
+     [](AiSrvServiceProxy& proxy) { return proxy.StartNameplateProxy(); },
      "60001c",
      "syn 0x60001C ai_face_task len=36 wait=3000",
      {"info <OrviAiSrvNamePlateStart> start nameplate request begin."},
      "error <OrviAiSrvNamePlateStart> start nameplate failed: call StartNameplateProxy failed.",
      "info <OrviAiSrvNamePlateStart> start nameplate request succeed."},
     {OrviAiSrvNamePlateStop,
-     &AiSrvServiceProxy::StopNameplateProxy,
+     [](AiSrvServiceProxy& proxy) { return proxy.StopNameplateProxy(); },
      "60001d",
      "syn 0x60001D ai_face_task len=36 wait=3000",
      {"info <OrviAiSrvNamePlateStop> stop nameplate request begin."},
@@ -88,7 +88,7 @@ TEST_F(Meeting, NameplateRequests) {
 
         platform.QueueReply({5});
         platform.QueueReply({5});
-        EXPECT_EQ((proxy.*call.method)(), 5);
+        EXPECT_EQ(call.method(proxy), 5);
         (void)platform.Take();
         EXPECT_EQ(call.exported(), -1);
         const std::string refused = std::string("error <SendSynMsgToFaceReturnInt> msgId=") + call.id;
