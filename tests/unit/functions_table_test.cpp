@@ -255,7 +255,7 @@ TEST_F(FunctionsTable, EachRowNamesTheReplyThatCounts) {
             EXPECT_TRUE(Call(row).errors);
         } else if (IsNumber(limit)) {
             ++limits;
-            for (const size_t fits : {size_t{0}, std::stoul(limit)}) {
+            for (const size_t fits : {0UL, std::stoul(limit)}) {
                 platform.QueueReply(Bytes(fits));
                 EXPECT_FALSE(Call(row).errors) << fits;
             }
