@@ -15,7 +15,7 @@ struct CaptionEvent {
     int id = -1;
     Bytes payload;
 };
-Recorder<CaptionEvent> g_captions;
+auto& g_captions = *new Recorder<CaptionEvent>;
 
 // Each record begins with its length.
 void OnCaption(OrviAiCaptionEventId event, void* payload) {

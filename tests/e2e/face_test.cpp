@@ -11,8 +11,8 @@
 namespace orvi_test {
 namespace {
 
-Recorder<OrviSimFaceEvent> g_pictures;
-Recorder<OrviSimFaceEvent> g_others;
+auto& g_pictures = *new Recorder<OrviSimFaceEvent>;
+auto& g_others = *new Recorder<OrviSimFaceEvent>;
 
 OrviSimFaceEvent Copy(const tagOrviAiSrvFaceDetEvent* event) {
     OrviSimFaceEvent picture;

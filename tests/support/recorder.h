@@ -12,6 +12,7 @@
 
 namespace orvi_test {
 
+// Where a test keeps one for a callback, it is never destroyed: the callback may run while the process ends.
 template <class Record>
 class Recorder {
  public:
