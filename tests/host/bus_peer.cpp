@@ -74,7 +74,7 @@ std::string Payload(uint32_t length) {
 
 bool IsPayload(const TagMsgBlock& block) {
     const std::string expected = Payload(block.dataLen);
-    return block.dataLen == 0 || memcmp(block.data, expected.data(), block.dataLen) == 0;
+    return block.dataLen == 0 || (block.data != nullptr && memcmp(block.data, expected.data(), block.dataLen) == 0);
 }
 
 TagMsgBlock Block(const std::string& proc, const std::string& task, uint32_t id, const std::string& payload) {
