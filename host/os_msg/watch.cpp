@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "bus_log.h"
+#include "deadline.h"
 #include "orvi_host_bus.h"
 #include "process.h"
 #include "task.h"
@@ -21,6 +22,8 @@
 namespace orvi_bus {
 
 namespace {
+
+constexpr uint32_t kDyingProcessWaitMs = 500;
 
 // A look at one's own presence would end it, see presence.h.
 Presence Look(const char* procName) {
@@ -156,6 +159,11 @@ void Task::SettleWatches() {
 // announces the new one. A handler may end the loop at any point; the next run looks again.
 void Task::Follow(Watch* watch, uint64_t incarnation, pid_t pid) {
     if (incarnation != watch->current) {
+        if (watch->current != 0 && watch->process) {
+            // A dying process gives up its presence a moment before its sockets: what the subscriber sends on hearing
+            // of the end must not be taken by them.
+            (void)PollFor(watch->process.Get(), POLLIN, Deadline(kDyingProcessWaitMs));
+        }
         AcceptAll();
         IdentifyAll();
         if (watch->current != 0) {

@@ -390,7 +390,10 @@ TEST_F(AssistantTest, ExampleHoldsAConversation) {
     EXPECT_EQ(example->Wait(), 0);
     simulator_.Command("await clients 0");
 
+    // An event that has arrived proves that the example would hear of the service's end.
     example = start(2);
+    EXPECT_EQ(simulator_.Command("say hey concierge, book a room"), "woken up");
+    EXPECT_TRUE(example->ReadUntil("2: the garden room"));
     simulator_.Kill();
     EXPECT_TRUE(example->ReadUntil("the service has gone"));
     EXPECT_EQ(example->Wait(), 1);

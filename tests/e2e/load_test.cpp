@@ -2,12 +2,14 @@
 // its own answer or an error; nothing arrives twice or out of order.
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
 #include <sched.h>
 #include <signal.h>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -69,6 +71,17 @@ class LoadTest : public testing::Test {
             StartService();
             ASSERT_FALSE(HasFatalFailure());
             ASSERT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, &EventRecorder::OnEvent), 0);
+        }
+        // Behind the event the bus takes a hold of the process that it watches, beside the test's own.
+        const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
+        const auto holds = [] {
+            const std::string listing = Resources::Now().listing;
+            const size_t first = listing.find("pidfd");
+            return first != std::string::npos && listing.find("pidfd", first + 1) != std::string::npos;
+        };
+        while (!holds()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+            (void)sched_yield();
         }
     }
 
