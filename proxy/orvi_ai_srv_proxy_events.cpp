@@ -1,7 +1,7 @@
 // Everything that arrives at the process's task: what it means and which callback it goes to.
 #include <cstddef>
 #include <cstring>
-#include <cxxabi.h>
+#include <exception>
 
 #include "client_log.h"
 #include "dispatch_scope.h"
@@ -88,16 +88,13 @@ bool NamesProcess(const TagMsgBlock& msg, const char* process) {
     return std::strncmp(msg.procName, process, sizeof(msg.procName)) == 0;
 }
 
-// To be called in a catch (...) handler: a callback's exception ends here, with one line; a thread that is being
-// cancelled or ends itself goes on unwinding.
+// To be called in a catch (...) handler: a callback's exception ends here, with one line. A thread that is being
+// cancelled or ends itself unwinds without an exception of the language, and goes on doing so.
 void SwallowException(const char* callback) {
-    try {
+    if (std::current_exception() == nullptr) {
         throw;
-    } catch (const abi::__forced_unwind&) {
-        throw;
-    } catch (...) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::AiVisionProxyMsgHandler> the %s callback threw an exception.", callback);
     }
+    ORVI_LOG_ERROR("<AiSrvServiceProxy::AiVisionProxyMsgHandler> the %s callback threw an exception.", callback);
 }
 
 // True when the callback was called and returned.

@@ -1,6 +1,7 @@
 #include <atomic>
 #include <cstring>
 #include <optional>
+#include <pthread.h>
 #include <stdexcept>
 #include <thread>
 
@@ -301,6 +302,18 @@ TEST_F(Events, ACallbackThatThrowsIsLoggedAndLeavesNothingHalfDone) {
     EXPECT_EQ(platform.Take(),
               Lines{"error <AiSrvServiceProxy::AiVisionProxyMsgHandler> the face callback threw an exception."});
     OrviAiService::EraseFaceCallback(0);  // would wait for ever if the thrown callback still counted as running
+}
+
+TEST_F(Events, ACallbackMayEndItsThread) {
+    AiSrvServiceProxy::gOrviAiVisionCallBackFun = [](OrviAiEventId, void*) { pthread_exit(nullptr); };
+    std::thread ended([] {
+        TagMsgBlock block = {};
+        block.msgId = 0x60002D;
+        (void)AiSrvServiceProxy::AiVisionProxyMsgHandler(&block);
+        ADD_FAILURE() << "the thread goes on";
+    });
+    ended.join();
+    EXPECT_EQ(platform.Take(), Lines{}) << "no exception, so no line";
 }
 
 TEST_F(Events, ErasingWaitsForTheRunningCallbackExceptInsideIt) {
