@@ -14,6 +14,7 @@ function(orvi_compile_options target)
     if(ORVI_WARNINGS_AS_ERRORS)
         target_compile_options(${target} PRIVATE -Werror)
     endif()
+    # In a 32-bit program reading a directory or a large file fails without 64-bit offsets.
     target_compile_definitions(${target} PRIVATE _GNU_SOURCE _FILE_OFFSET_BITS=64)
     target_link_libraries(${target} PRIVATE Threads::Threads)
 endfunction()
