@@ -10,26 +10,11 @@ constexpr ReceiverTask TASK_ASSISTANT = {"ai_assist_task", sizeof("ai_assist_tas
 constexpr ReceiverTask TASK_STATE_MACHINE = {"ai_state_mach", sizeof("ai_state_mach")};
 constexpr ReceiverTask TASK_HOT_WORD = {"ai_hotword_task", sizeof("ai_hotword_task")};
 
-// `sender` is the name under which the log knows the failure.
-int BuildBlock(TagMsgBlock& block, const ReceiverTask& task, const char* sender) {
-    switch (AddressToService(block, task)) {
-        case Addressing::PROC_FAILED:
-            ORVI_LOG_ERROR("<%s> failed: call memcpy_s set recvProcName failed.", sender);
-            return -1;
-        case Addressing::TASK_FAILED:
-            ORVI_LOG_ERROR("<%s> failed: call memcpy_s set recvTaskName failed.", sender);
-            return -1;
-        case Addressing::DONE:
-            break;
-    }
-    return 0;
-}
-
 }  // namespace
 
 int SendMsgToVisionAssistantFsm(uint32_t msgId, const void* data, uint32_t dataLen) {
     TagMsgBlock block;
-    if (BuildBlock(block, TASK_STATE_MACHINE, "SendMsgToVisionAssistantFsm") != 0) {
+    if (AddressRequest(block, TASK_STATE_MACHINE, "SendMsgToVisionAssistantFsm") != 0) {
         return -1;
     }
     SetRequest(block, msgId, data, dataLen);
@@ -46,7 +31,7 @@ int SendMsgToVisionAssistantHotword(uint32_t msgId, const void* data, uint32_t d
     ORVI_LOG_STORM("SendMsgToVisionAssistantHotword msgId %d, msgDataLen %d", msgId, dataLen);
     ORVI_LOG_INFO("SendMsgToVisionAssistantHotword msgId %d, msgDataLen %d", msgId, dataLen);
     TagMsgBlock block;
-    if (BuildBlock(block, TASK_HOT_WORD, "SendMsgToVisionAssistantHotword") != 0) {
+    if (AddressRequest(block, TASK_HOT_WORD, "SendMsgToVisionAssistantHotword") != 0) {
         return -1;
     }
     SetRequest(block, msgId, dataLen != 0 ? data : nullptr, dataLen);
@@ -61,7 +46,7 @@ int SendMsgToVisionAssistantHotword(uint32_t msgId, const void* data, uint32_t d
 
 int SendMsgToVisionAssistant(uint32_t msgId, const void* data, uint32_t dataLen) {
     TagMsgBlock block;
-    if (BuildBlock(block, TASK_ASSISTANT, "SendMsgToVisionAssistant") != 0) {
+    if (AddressRequest(block, TASK_ASSISTANT, "SendMsgToVisionAssistant") != 0) {
         return -1;
     }
     SetRequest(block, msgId, data, dataLen);
@@ -80,7 +65,7 @@ int SendSyncMsgToVisionAssistant(uint32_t msgId, TagMsgBlock** ppstRespBlock) {
         return -1;
     }
     TagMsgBlock block;
-    if (BuildBlock(block, TASK_ASSISTANT, "SendSyncMsgToVisionAssistant") != 0) {
+    if (AddressRequest(block, TASK_ASSISTANT, "SendSyncMsgToVisionAssistant") != 0) {
         return -1;
     }
     SetRequest(block, msgId, nullptr, 0);

@@ -44,6 +44,20 @@ bool HasData(TagMsgBlock** reply) {
     return false;
 }
 
+int AddressRequest(TagMsgBlock& block, const ReceiverTask& task, const char* sender) {
+    switch (AddressToService(block, task)) {
+        case Addressing::PROC_FAILED:
+            ORVI_LOG_ERROR("<%s> failed: call memcpy_s set recvProcName failed.", sender);
+            return -1;
+        case Addressing::TASK_FAILED:
+            ORVI_LOG_ERROR("<%s> failed: call memcpy_s set recvTaskName failed.", sender);
+            return -1;
+        case Addressing::DONE:
+            break;
+    }
+    return 0;
+}
+
 int SetDefaultMsgBlockToMaster(TagMsgBlock& block) {
     return BuildBlock(block, TASK_MASTER, "SetDefaultMsgBlockToMaster");
 }

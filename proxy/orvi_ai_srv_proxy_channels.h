@@ -33,6 +33,9 @@ enum class Addressing { DONE, PROC_FAILED, TASK_FAILED };
 int SetDefaultMsgBlockToMaster(TagMsgBlock& block);
 int SetDefaultIntefMsgBlockToMaster(TagMsgBlock& block);
 
+// The same with a log line that tells which name failed, under the name `sender`; 0 or -1.
+int AddressRequest(TagMsgBlock& block, const ReceiverTask& task, const char* sender);
+
 // One short pause while the service is down; the request is made all the same.
 void PauseIfServiceDown();
 

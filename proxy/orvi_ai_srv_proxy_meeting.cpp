@@ -18,15 +18,8 @@ constexpr ReceiverTask TASK_DIRECTOR = {"VDirector", sizeof("VDirector")};
 // under the name `sender`; `sending` begins the one before the send.
 int SendNumberToDirector(uint32_t msgId, int32_t number, const char* sender, const char* sending) {
     TagMsgBlock block;
-    switch (AddressToService(block, TASK_DIRECTOR)) {
-        case Addressing::PROC_FAILED:
-            ORVI_LOG_ERROR("<%s> failed: call memcpy_s set recvProcName failed.", sender);
-            return -1;
-        case Addressing::TASK_FAILED:
-            ORVI_LOG_ERROR("<%s> failed: call memcpy_s set recvTaskName failed.", sender);
-            return -1;
-        case Addressing::DONE:
-            break;
+    if (AddressRequest(block, TASK_DIRECTOR, sender) != 0) {
+        return -1;
     }
     SetRequest(block, msgId, &number, sizeof(number));
     ORVI_LOG_INFO("<%s> AiSrvServiceProxy %s: msgId=%x, recvProc=%s. recvTask=%s, recvCpu=%x.", sender, sending,
