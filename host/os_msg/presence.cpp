@@ -23,6 +23,7 @@ constexpr off_t kNameByte = 0;
 constexpr off_t kStartedByte = 1;
 constexpr uint32_t kJoinLockWaitMs = 2000;  // others hold it for as long as a few file operations take
 constexpr uint32_t kDyingHolderWaitMs = 500;
+constexpr time_t kRecordKeptSeconds = 60;  // longer than a watcher is held up
 
 struct flock LockOf(off_t byte) {
     struct flock lock {};
@@ -48,13 +49,25 @@ bool IsLocked(const Fd& file, off_t byte, pid_t* pid) {
     return true;
 }
 
-uint64_t ReadRecord(const Fd& file) {
-    uint64_t incarnation = 0;
-    return pread(file.Get(), &incarnation, sizeof(incarnation), 0) == sizeof(incarnation) ? incarnation : 0;
+// What the file holds.
+struct Record {
+    uint64_t latest = 0;
+    uint64_t latestStarted = 0;
+};
+
+Record ReadRecord(const Fd& file) {
+    Record record;
+    return pread(file.Get(), &record, sizeof(record), 0) == sizeof(record) ? record : Record();
 }
 
-bool WriteRecord(const Fd& file, uint64_t incarnation) {
-    return pwrite(file.Get(), &incarnation, sizeof(incarnation), 0) == sizeof(incarnation);
+bool WriteRecord(const Fd& file, const Record& record) {
+    return pwrite(file.Get(), &record, sizeof(record), 0) == sizeof(record);
+}
+
+// When the record was written is when its process joined or started.
+bool IsRecent(const Fd& file) {
+    struct stat status {};
+    return fstat(file.Get(), &status) == 0 && time(nullptr) - status.st_mtim.tv_sec < kRecordKeptSeconds;
 }
 
 // True when the path still names the opened file: a lock on a removed file holds nothing.
@@ -88,8 +101,8 @@ void WaitForEnd(pid_t holder) {
     }
 }
 
-// Removes what dead processes left, so that names that hold a process id do not fill the directory. `own` is left to
-// the caller. Whoever opened a presence before it was removed finds out by IsCurrent.
+// Removes what dead processes left, so that names that hold a process id do not fill the directory; the record of one
+// that started a moment ago stays for watchers that have not looked since. `own` is left to the caller. Whoever opened a presence before it was removed finds out by IsCurrent.
 void SweepDead(const Directory& directory, const std::string& own) {
     std::vector<std::string> stems;
     DIR* entries = opendir(directory.path.c_str());
@@ -108,7 +121,9 @@ void SweepDead(const Directory& directory, const std::string& own) {
         const Fd file = Fd::Open(path, O_RDWR | O_NOFOLLOW | O_NONBLOCK, 0);
         if (file && TryLock(file, kNameByte)) {
             RemoveEndpoints(directory, stem);
-            (void)unlink(path.c_str());
+            if (!IsRecent(file)) {
+                (void)unlink(path.c_str());
+            }
         }
     }
 }
@@ -140,8 +155,9 @@ int OwnPresence::Acquire(const Directory& directory, const char* name) {
                 clock_gettime(CLOCK_REALTIME, &now);
                 const uint64_t clock =
                     static_cast<uint64_t>(now.tv_sec) * 1000000000U + static_cast<uint64_t>(now.tv_nsec);
-                incarnation_ = std::max(ReadRecord(file) + 1, clock);
-                if (!WriteRecord(file, incarnation_)) {
+                const Record before = ReadRecord(file);
+                incarnation_ = std::max(before.latest + 1, clock);
+                if (!WriteRecord(file, {incarnation_, before.latestStarted})) {
                     Log(kLogError, "cannot join as '%s': %s: %s", name, path.c_str(), strerror(errno));
                     return ORVI_BUS_E_SYSTEM;
                 }
@@ -168,7 +184,7 @@ int OwnPresence::Acquire(const Directory& directory, const char* name) {
 
 bool OwnPresence::MarkStarted() {
     // The write wakes the watchers; they look at the lock.
-    return TryLock(file_, kStartedByte) && WriteRecord(file_, incarnation_);
+    return TryLock(file_, kStartedByte) && WriteRecord(file_, {incarnation_, incarnation_});
 }
 
 Presence LookAt(const Directory& directory, const char* name) {
@@ -178,11 +194,14 @@ Presence LookAt(const Directory& directory, const char* name) {
         return presence;
     }
     for (;;) {  // until the record did not change around the look at the locks: then they belong together
-        presence.latest = ReadRecord(file);
+        const Record record = ReadRecord(file);
+        presence.latest = record.latest;
+        presence.latestStarted = record.latestStarted;
         presence.pid = 0;
         presence.joined = IsLocked(file, kNameByte, &presence.pid);
         presence.started = IsLocked(file, kStartedByte, &presence.pid);
-        if (ReadRecord(file) == presence.latest) {
+        const Record after = ReadRecord(file);
+        if (after.latest == record.latest && after.latestStarted == record.latestStarted) {
             return presence;
         }
     }

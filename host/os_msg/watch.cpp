@@ -35,6 +35,7 @@ Presence Look(const char* procName) {
     own.latest = process.Incarnation();
     own.joined = true;
     own.started = process.Started();
+    own.latestStarted = own.Started();
     return own;
 }
 
@@ -150,7 +151,12 @@ void Task::SettleWatches() {
         while (watch->dirty && !Interrupted()) {
             watch->dirty = false;
             const Presence presence = Look(watch->procName);
-            Follow(watch, presence.Started(), presence.pid);
+            if (!presence.started && presence.latestStarted > watch->settled) {
+                Follow(watch, presence.latestStarted, 0);  // it came and went since the last look
+                watch->dirty = true;
+            } else {
+                Follow(watch, presence.Started(), presence.pid);
+            }
         }
     }
 }

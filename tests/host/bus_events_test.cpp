@@ -131,6 +131,35 @@ TEST_F(BusEvents, AWatcherThatIsHeldUpMergesAndNeverReorders) {
     EXPECT_EQ(watcher.Seen(), Lines{});
 }
 
+// Nothing but its record tells of a process that came and went while nobody looked: whoever heard from it before it
+// started waits for its end.
+TEST_F(BusEvents, AProcessThatCameAndWentUnseenIsTold) {
+    Peer& watcher = StartWatcher();
+    Peer& other = StartTask("other", "o");
+    for (const bool joinedBefore : {false, true}) {
+        Peer& server = Start();
+        if (joinedBefore) {
+            ASSERT_EQ(server.Ask("join server"), "0");
+            ASSERT_EQ(server.Ask("send watcher w 1 7"), "0");
+            ASSERT_EQ(watcher.Next(), Note(7));
+        }
+        HoldUp(&other, &watcher);
+        if (!joinedBefore) {
+            ASSERT_EQ(server.Ask("join server"), "0");
+        }
+        ASSERT_EQ(server.Ask("task t"), "0");
+        ASSERT_EQ(server.Ask("run t"), "0");
+        ASSERT_EQ(other.Ask("call server t 2 3 0"), "reply 3 uid" + kUid);  // its loop runs
+        server.Kill();
+        ASSERT_EQ(Start().Ask("join sweeper" + std::to_string(joinedBefore)), "0");
+        ASSERT_EQ(watcher.Ask("release 1"), "0");
+        EXPECT_EQ(watcher.Next(), "unblocked");
+        EXPECT_EQ(watcher.Next(), kStart);
+        EXPECT_EQ(watcher.Next(), kExit);
+    }
+    EXPECT_EQ(watcher.Seen(), Lines{});
+}
+
 TEST_F(BusEvents, TheFirstMessageComesAfterTheStart) {
     Peer& watcher = StartWatcher();
     Peer& other = StartTask("other", "o");

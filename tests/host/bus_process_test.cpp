@@ -90,11 +90,17 @@ TEST_F(BusTest, NamesAreUniqueAndLeftoversAreTakenOver) {
     Peer& client = StartTask("client", "c");
     EXPECT_EQ(client.Ask("send server t 1 0"), "6");
     EXPECT_EQ(client.Ask("send server other 1 0"), "0");
-    // What other dead processes left goes whenever somebody joins.
+    // What other dead processes left goes whenever somebody joins, their records after a while.
     client.Kill();
     EXPECT_TRUE(Exists(directory + "/client:c"));
     ASSERT_EQ(Start().Ask("join third"), "0");
     EXPECT_FALSE(Exists(directory + "/client:c"));
+    EXPECT_TRUE(Exists(directory + "/client.lock"));
+    for (const char* record : {"/client.lock", "/server.lock"}) {
+        const timespec longAgo[2]{};
+        ASSERT_EQ(utimensat(AT_FDCWD, (directory + record).c_str(), longAgo, 0), 0);
+    }
+    ASSERT_EQ(Start().Ask("join fourth"), "0");
     EXPECT_FALSE(Exists(directory + "/client.lock"));
     EXPECT_TRUE(Exists(directory + "/server.lock"));
 }
