@@ -196,7 +196,7 @@ void BusTest::TearDown() {
 }
 
 Peer& BusTest::Start(Environment more) {
-    more.emplace_back("ORVI_BUS_DIR", directory);
+    more.insert(more.begin(), {{"ORVI_BUS_DIR", directory}, {"ORVI_BUS_SEND_WAIT_MS", std::to_string(kHangMs / 2)}});
     peers_.push_back(std::make_unique<Peer>(more));
     return *peers_.back();
 }

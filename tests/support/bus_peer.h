@@ -58,7 +58,8 @@ class BusTest : public testing::Test {
     void SetUp() override;
     void TearDown() override;
 
-    // A peer in the test's directory, in shared mode.
+    // A peer in the test's directory, in shared mode. It waits patiently where `more` sets no wait: a sanitizer on a
+    // busy machine takes seconds for a large message.
     Peer& Start(Environment more = {});
     // The same, joined under `proc` with a running task.
     Peer& StartTask(const std::string& proc, const std::string& task, const Environment& more = {});
