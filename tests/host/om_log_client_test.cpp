@@ -1,7 +1,6 @@
 #include <cerrno>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <regex>
 #include <signal.h>
 #include <string>
 #include <sys/stat.h>
@@ -54,10 +53,14 @@ TEST(LogClient, LevelsDecideWhatIsWritten) {
         const std::vector<std::string> written = Lines(ReadAll(dir / "log"));
         ASSERT_EQ(written.size(), c.expected.size()) << c.level;
         for (size_t i = 0; i < written.size(); ++i) {
-            const std::regex head(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z (error|info|storm) \d+:\d+ .*)");
-            EXPECT_TRUE(std::regex_match(written[i], head)) << written[i];
-            const std::string& end = c.expected[i];
-            EXPECT_EQ(written[i].substr(written[i].size() - end.size()), end) << c.level;
+            int year = 0;
+            char level[6] = {};
+            int rest = 0;  // stays 0 when something before it differs
+            (void)std::sscanf(written[i].c_str(), "%4d-%*2u-%*2uT%*2u:%*2u:%*2u.%*6uZ %5[a-z] %*u:%*u%n", &year, level,
+                              &rest);
+            EXPECT_GT(year, 2000) << written[i];
+            EXPECT_EQ(level[0], c.expected[i].back()) << written[i];
+            EXPECT_EQ(written[i].substr(static_cast<size_t>(rest)), c.expected[i]) << written[i];
         }
         EXPECT_EQ(Lines(ReadAll(dir / "err")).size(), c.complaints) << c.level << ReadAll(dir / "err");
         EXPECT_EQ(access((dir / "log").c_str(), F_OK) == 0, !c.expected.empty())
@@ -177,9 +180,10 @@ TEST(LogClient, StormsAreCounted) {
     int written = 0;
     int told = 0;
     for (const std::string& line : Lines(ReadAll(dir / "log"))) {
-        std::smatch match;
-        if (std::regex_search(line, match, std::regex(R"( log \d+: (\d+) storm records left out: more than 1000 )"))) {
-            told += std::stoi(match[1]);
+        int count = 0;
+        if (line.find(" storm records left out: more than 1000 ") != std::string::npos &&
+            std::sscanf(line.c_str(), "%*s log %*u: %d", &count) == 1) {
+            told += count;
         } else {
             written += line.find(" storm ") != std::string::npos ? 1 : 0;
         }

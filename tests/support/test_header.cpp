@@ -1,0 +1,1 @@
+// Nothing of its own: the program header is precompiled with it.
