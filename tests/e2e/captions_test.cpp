@@ -13,49 +13,37 @@ namespace {
 
 struct CaptionEvent {
     int id = -1;
-    Bytes payload;
+    Bytes record;
 };
 auto& g_captions = *new Recorder<CaptionEvent>;
 
-// Each record begins with its length.
 void OnCaption(OrviAiCaptionEventId event, void* payload) {
-    uint32_t length = 0;
-    std::memcpy(&length, payload, sizeof(length));
-    const auto* const bytes = static_cast<const uint8_t*>(payload);
-    g_captions.Add({event, Bytes(bytes, bytes + length)});
-}
-
-template <class Record>
-Record As(const CaptionEvent& event) {
-    Record record = {};
-    EXPECT_EQ(event.payload.size(), sizeof(record)) << "event " << event.id;
-    if (event.payload.size() == sizeof(record)) {
-        std::memcpy(&record, event.payload.data(), sizeof(record));
-    }
-    return record;
+    g_captions.Add({event, CopyRecord(payload)});
 }
 
 class CaptionsTest : public VisionTest {
  protected:
-    static int Start(uint8_t report) {
+    // The service's verdict is told once more by a status.
+    static void Start(uint8_t report, int result) {
         tagOrviAiConfInfo conference = {"weekly", 1, 2, "room 7"};
-        return OrviAiSrvCaptionStart(&conference, report);
+        EXPECT_EQ(OrviAiSrvCaptionStart(&conference, report), result);
+        EventRecorder::ExpectStatus(ORVI_AI_STATUS_CAPTION, result == 0 ? 1 : 0);
+        if (result == 0) {
+            ExpectSwitch(1);
+        }
     }
     static void ExpectSwitch(uint32_t running) {
         const CaptionEvent event = g_captions.Next();
         ASSERT_EQ(event.id, ORVI_AI_CAPTION_EVENT_SWITCH);
-        EXPECT_EQ(As<OrviSimCaptionSwitch>(event).running, running);
+        EXPECT_EQ(As<OrviSimCaptionSwitch>(event.record).running, running);
     }
-    static void ExpectStatus(int status) { EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {1, status}})); }
 };
 
 TEST_F(CaptionsTest, AConversationGrowsWordByWord) {
     Connect();
     ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
     const Resources baseline = Resources::Now();  // this thread has its connection to the service
-    ASSERT_EQ(Start(1), 0);
-    ExpectStatus(1);
-    ExpectSwitch(1);
+    Start(1, 0);
     EXPECT_NE(simulator_.Log().find("captions start for \"weekly\""), std::string::npos);
 
     std::set<std::string> speakers;
@@ -67,12 +55,12 @@ TEST_F(CaptionsTest, AConversationGrowsWordByWord) {
         const CaptionEvent event = g_captions.Next();
         if (event.id == ORVI_AI_CAPTION_EVENT_1A) {
             EXPECT_TRUE(text.empty()) << "in the middle of a line";
-            speaker = As<OrviSimCaptionSpeaker>(event).speaker;
+            speaker = As<OrviSimCaptionSpeaker>(event.record).speaker;
             speakers.insert(speaker);
             continue;
         }
         ASSERT_EQ(event.id, ORVI_AI_CAPTION_EVENT_38);
-        const auto line = As<OrviSimCaptionLine>(event);
+        const auto line = As<OrviSimCaptionLine>(event.record);
         if (text.empty()) {
             EXPECT_EQ(line.number, ++number);
         }
@@ -88,62 +76,46 @@ TEST_F(CaptionsTest, AConversationGrowsWordByWord) {
     EXPECT_GE(speakers.size(), 2U);
 
     ASSERT_EQ(OrviAiSrvCaptionStop(), 0);
-    ExpectStatus(0);
+    EventRecorder::ExpectStatus(ORVI_AI_STATUS_CAPTION, 0);
     CaptionEvent event;
     do {
         event = g_captions.Next();
     } while (event.id == ORVI_AI_CAPTION_EVENT_38 || event.id == ORVI_AI_CAPTION_EVENT_1A);
     EXPECT_EQ(event.id, ORVI_AI_CAPTION_EVENT_SWITCH);
-    EXPECT_EQ(As<OrviSimCaptionSwitch>(event).running, 0U);
+    EXPECT_EQ(As<OrviSimCaptionSwitch>(event.record).running, 0U);
 
     // The next start begins with the first line.
-    ASSERT_EQ(Start(1), 0);
-    ExpectStatus(1);
-    ExpectSwitch(1);
+    Start(1, 0);
     EXPECT_EQ(g_captions.Next().id, ORVI_AI_CAPTION_EVENT_1A);
-    EXPECT_EQ(As<OrviSimCaptionLine>(g_captions.Next()).number, 1U);
+    EXPECT_EQ(As<OrviSimCaptionLine>(g_captions.Next().record).number, 1U);
     EXPECT_EQ(OrviAiSrvCaptionDeInit(), 0);
     ExpectBackAt(baseline);
 }
 
 TEST_F(CaptionsTest, TheServiceRefusesWhatIsNotReady) {
     Connect();
-    EXPECT_EQ(Start(1), -1) << "before the initialisation";
-    ExpectStatus(0);
+    Start(1, -1);  // before the initialisation
     ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
     EXPECT_EQ(OrviAiSrvCaptionStop(), -1) << "not running";
-    ExpectStatus(1);  // of a stop that failed
-    ASSERT_EQ(Start(0), 0);
-    ExpectStatus(1);
-    ExpectSwitch(1);
+    EventRecorder::ExpectStatus(ORVI_AI_STATUS_CAPTION, 1);  // of a stop that failed
+    Start(0, 0);
+    AwaitServiceTime(300);
     ASSERT_EQ(OrviAiSrvCaptionDeInit(), 0);
-    ExpectSwitch(0);  // nothing in between: not reported
-    EXPECT_EQ(Start(1), -1) << "after the de-initialisation";
-    ExpectStatus(0);
-
-    simulator_.Command("reply 0x600014 hex:05");
-    EXPECT_EQ(OrviAiSrvCaptionInit([](OrviAiCaptionEventId, void*) {}), -1);
-    simulator_.Command("empty 0x600014");
-    EXPECT_EQ(OrviAiSrvCaptionInit(OnCaption), -1) << "no verdict";
+    ExpectSwitch(0);  // no words in between: not reported
+    Start(1, -1);     // after the de-initialisation
 }
 
 TEST_F(CaptionsTest, ARestartedServiceStartsAnew) {
     Connect();
     ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
-    ASSERT_EQ(Start(1), 0);
-    ExpectStatus(1);
-    ExpectSwitch(1);
+    Start(1, 0);
     g_captions.Next();
     RestartSimulator();
-    ASSERT_EQ(Init(), 0);
-    simulator_.Command("await clients 1");
-    EXPECT_EQ(Start(1), -1);
-    ExpectStatus(0);
+    Announce();
+    Start(1, -1);
     g_captions.Clear();
     ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
-    ASSERT_EQ(Start(1), 0);
-    ExpectStatus(1);
-    ExpectSwitch(1);
+    Start(1, 0);
 }
 
 TEST_F(CaptionsTest, TheExampleShowsTheConversation) {

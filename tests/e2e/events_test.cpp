@@ -6,28 +6,20 @@ namespace {
 
 class EventsTest : public VisionTest {};
 
-struct Case {
+const struct {
     const char* push;
     Event event;
-};
-
-const Case CASES[] = {
+} CASES[] = {
     // status messages: type and the status made of their integer
-    {"0x600012 0", {2, true, {0, 0}}},
     {"0x600012 -5", {2, true, {0, -5}}},
     {"0x600015 0", {2, true, {1, 1}}},
     {"0x600015 5", {2, true, {1, 0}}},
-    {"0x600016 0", {2, true, {1, 0}}},
     {"0x600016 -1", {2, true, {1, 1}}},
     {"0x60001c 0", {2, true, {2, 1}}},
-    {"0x60001c 1", {2, true, {2, 0}}},
-    {"0x60001d 0", {2, true, {2, 0}}},
     {"0x60001d 9", {2, true, {2, 1}}},
-    {"0x60002b -7", {2, true, {3, -7}}},
     {"0x60002b 0x7fffffff", {2, true, {3, 0x7fffffff}}},
     {"0x600037 12", {2, true, {4, 12}}},
     {"0x60003b 0", {2, true, {5, 1}}},
-    {"0x60003b 3", {2, true, {5, 0}}},
     // the service reports itself
     {"0x600033 0", {0, false, {}}},
     {"0x600033 2", {1, false, {}}},
@@ -36,11 +28,11 @@ const Case CASES[] = {
     {"0x60002f", {3, false, {}}},
     // payloads passed on as they came
     {"0x60002d 44", {4, true, {44}}},
+    {"0x60002d none", {4, false, {}}},
     {"0x600039 45", {6, true, {45}}},
     {"0x60003f 46", {7, true, {46}}},
     {"0x60003e 47", {8, true, {47}}},
     {"0x600040 48", {9, true, {48}}},
-    {"0x60002d none", {4, false, {}}},
     {"0x60004a 100", {100, true, {100}}},
     {"0x60004b 101", {101, true, {101}}},
     {"0x60004c 102", {102, true, {102}}},
@@ -53,23 +45,14 @@ const Case CASES[] = {
     {"0x600053 109", {109, true, {109}}},
     {"0x600054 110", {110, true, {110}}},
     {"0x600055 111", {111, true, {111}}},
-    {"0x600055 none", {111, false, {}}},
 };
 
-TEST_F(EventsTest, EachMessageBecomesItsEvent) {
+TEST_F(EventsTest, EachMessageBecomesItsEventAndTheOrderIsKept) {
     Connect();
-    for (const Case& testCase : CASES) {
+    for (const auto& testCase : CASES) {
         EXPECT_EQ(simulator_.Command(std::string("push ") + testCase.push), "1");
-        EXPECT_EQ(EventRecorder::Next(), testCase.event) << testCase.push;
     }
-}
-
-TEST_F(EventsTest, OrderIsKept) {
-    Connect();
-    for (const Case& testCase : CASES) {
-        simulator_.Command(std::string("push ") + testCase.push);
-    }
-    for (const Case& testCase : CASES) {
+    for (const auto& testCase : CASES) {
         ASSERT_EQ(EventRecorder::Next(), testCase.event) << testCase.push;
     }
 }
@@ -82,9 +65,9 @@ TEST_F(EventsTest, WhatIsNoEventIsDropped) {
     for (const char* push : {"0x600012 none", "0x600015 none", "0x60003b none", "0x600033 none", "0x60000c none",
                              "0x60000c zeros:288", "0x600018 1", "0x600038 1", "0x60001a none", "0x600001 1",
                              "0x600056 zeros:100000", "0 1", "0xffffffff none"}) {
+        SCOPED_TRACE(push);
         simulator_.Command(std::string("push ") + push);
-        simulator_.Command("push 0x600037 1");
-        ASSERT_EQ(EventRecorder::Next(), (Event{2, true, {4, 1}})) << push;
+        ExpectPushArrives();
     }
     ExpectBackAt(baseline);
 }

@@ -1,5 +1,4 @@
 // The service and the log service exit and start; the application is told.
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <sched.h>
@@ -14,45 +13,27 @@ namespace {
 
 using OrviAiService::AiSrvServiceProxy;
 
-class RestartTest : public VisionTest {};
+class RestartTest : public VisionTest {
+ protected:
+    // The callback announces this process again whenever the service has started.
+    static void AnnounceAtEachStart() {
+        EventRecorder::SetHook([](OrviAiEventId event) {
+            if (event == ORVI_AI_EVENT_SERVICE_START) {
+                EXPECT_FALSE(AiSrvServiceProxy::isVisionOK) << "set behind the callback";
+                EXPECT_EQ(Init(), 0);
+            }
+        });
+    }
+};
 
-TEST_F(RestartTest, CallbackConnectsAgain) {
-    Connect();
-    std::atomic<int> connected{0};
-    EventRecorder::SetHook([&](OrviAiEventId event) {
-        if (event == ORVI_AI_EVENT_SERVICE_START) {
-            connected += Init() == 0 ? 1 : 0;
-        }
-    });
-    simulator_.Kill();
-    EventRecorder::ExpectIds({0});
-    simulator_.Start();
-    EventRecorder::ExpectIds({1});
-    EXPECT_EQ(connected, 1);
-    simulator_.Command("await clients 1");
-    simulator_.Command("push 0x60002b 3");
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 3}}));
-    EventRecorder::SetHook(nullptr);
-}
-
-TEST_F(RestartTest, ReadyFlagFollows) {
+TEST_F(RestartTest, CallbackConnectsAgainAndTheReadyFlagFollows) {
     Connect();
     EXPECT_TRUE(AiSrvServiceProxy::isVisionOK);
-    // Each flag is set after the callback of its event, on the same thread; the next event comes later.
-    std::atomic<int> seenAtStart{-1};
-    EventRecorder::SetHook([&](OrviAiEventId event) {
-        if (event == ORVI_AI_EVENT_SERVICE_START) {
-            seenAtStart = AiSrvServiceProxy::isVisionOK ? 1 : 0;
-        }
-    });
+    AnnounceAtEachStart();
     RestartSimulator();
-    EXPECT_EQ(seenAtStart, 0) << "down between the events";
-    ASSERT_EQ(Init(), 0);
     simulator_.Command("await clients 1");
-    simulator_.Command("push 0x60002b 1");
-    EventRecorder::ExpectIds({2});
+    ExpectPushArrives();  // behind the start on the same thread
     EXPECT_TRUE(AiSrvServiceProxy::isVisionOK);
-    EventRecorder::SetHook(nullptr);
 }
 
 TEST_F(RestartTest, CleanEndIsAnExitToo) {
@@ -72,28 +53,20 @@ TEST_F(RestartTest, HundredTimes) {
         RestartSimulator();
         ASSERT_FALSE(HasFailure()) << "cycle " << cycle;
     }
-    ASSERT_EQ(Init(), 0);
-    simulator_.Command("await clients 1");
-    // No event more than these: the next one is the one asked for.
-    simulator_.Command("push 0x60002b 100");
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 100}}));
+    Announce();
+    ExpectPushArrives();  // and no event before it
     ExpectBackAt(baseline);
 }
 
 // The message behind a start event must not overtake it.
 TEST_F(RestartTest, EventsOfTheNewServiceFollowItsStart) {
     Connect();
-    EventRecorder::SetHook([](OrviAiEventId event) {
-        if (event == ORVI_AI_EVENT_SERVICE_START) {
-            EXPECT_EQ(Init(), 0);
-        }
-    });
+    AnnounceAtEachStart();
     simulator_.Kill();
     simulator_.Start({"--push", "0x60002b:21@0", "--push", "0x60002b:22@1"});
     EventRecorder::ExpectIds({0, 1});
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 21}}));
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 22}}));
-    EventRecorder::SetHook(nullptr);
+    EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, 21);
+    EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, 22);
 }
 
 // Nothing tells when the library has reacted to the log service, so this looks until it has.
@@ -111,25 +84,25 @@ bool Await(const std::function<bool()>& condition) {
 TEST_F(RestartTest, LogServiceDetachesAndAttaches) {
     Connect();
     EXPECT_EQ(OrviHostLogIsAttached(), 1);
-    for (int round = 0; round < 3; ++round) {
+    for (const bool isKilled : {true, false, true}) {
         const uint32_t attached = OrviHostLogAttachCount();
         const uint32_t detached = OrviHostLogDetachCount();
-        ChildProcess omlog("bus_process", {"omlog", "log_task"}, sandbox_.Path("omlog.log"));
-        ASSERT_TRUE(omlog.ReadUntil("running"));
+        ChildProcess omlog("orvi-test-bus-peer", {}, sandbox_.Path("omlog.log"));
+        for (const char* command : {"join omlog", "task log_task", "run log_task"}) {
+            omlog.WriteLine(command);
+        }
         EXPECT_TRUE(Await([&] { return OrviHostLogAttachCount() == attached + 1; }));
         EXPECT_EQ(OrviHostLogDetachCount(), detached);
-        if (round % 2 == 0) {
+        if (isKilled) {
             omlog.Signal(SIGKILL);
         } else {
             omlog.CloseInput();
         }
-        EXPECT_EQ(omlog.Wait(), round % 2 == 0 ? -SIGKILL : 0);
+        EXPECT_EQ(omlog.Wait(), isKilled ? -SIGKILL : 0);
         EXPECT_TRUE(Await([&] { return OrviHostLogDetachCount() == detached + 1; }));
         EXPECT_EQ(OrviHostLogIsAttached(), 0);
     }
-    // None of that is the application's business.
-    simulator_.Command("push 0x60002b 4");
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 4}}));
+    ExpectPushArrives();  // none of that is the application's business
 }
 
 }  // namespace

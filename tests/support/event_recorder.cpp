@@ -1,28 +1,31 @@
 #include "event_recorder.h"
 
-#include <condition_variable>
-#include <cstring>
-#include <deque>
-#include <gtest/gtest.h>
+#include <atomic>
 #include <mutex>
 #include <utility>
 
-#include "child_process.h"
+#include "recorder.h"
 
 namespace orvi_test {
 namespace {
 
+// Never destroyed: the message thread may call back while the process exits.
 struct State {
-    std::mutex mutex;  // guards what follows
-    std::condition_variable arrived;
-    std::deque<Event> events;
+    Recorder<Event> events;
+    std::atomic<bool> copyRecords{false};
+    std::mutex mutex;  // guards the hook
     std::function<void(OrviAiEventId)> hook;
 };
-
-// Never destroyed: the message thread may call back while the process exits.
 State& g_state = *new State;
 
 }  // namespace
+
+Bytes CopyRecord(const void* record) {
+    uint32_t length = 0;
+    std::memcpy(&length, record, sizeof(length));
+    const auto* const bytes = static_cast<const uint8_t*>(record);
+    return Bytes(bytes, bytes + length);
+}
 
 bool operator==(const Event& left, const Event& right) {
     return left.id == right.id && left.hasPayload == right.hasPayload && left.integers == right.integers;
@@ -43,6 +46,9 @@ void OnEvent(OrviAiEventId id, void* payload) {
     if (payload != nullptr) {
         event.integers.resize(id == ORVI_AI_EVENT_STATUS ? 2 : 1);
         std::memcpy(event.integers.data(), payload, event.integers.size() * sizeof(int32_t));
+        if (g_state.copyRecords && id != ORVI_AI_EVENT_STATUS) {
+            event.record = CopyRecord(payload);
+        }
     }
     std::function<void(OrviAiEventId)> hook;
     {
@@ -52,20 +58,15 @@ void OnEvent(OrviAiEventId id, void* payload) {
     if (hook) {
         hook(id);
     }
-    const std::lock_guard<std::mutex> lock(g_state.mutex);
-    g_state.events.push_back(std::move(event));
-    g_state.arrived.notify_all();
+    g_state.events.Add(std::move(event));
+}
+
+void CopyRecords() {
+    g_state.copyRecords = true;
 }
 
 Event Next() {
-    std::unique_lock<std::mutex> lock(g_state.mutex);
-    if (!g_state.arrived.wait_for(lock, PATIENCE, [] { return !g_state.events.empty(); })) {
-        ADD_FAILURE() << "no event came";
-        return {-1, false, {}};
-    }
-    Event event = std::move(g_state.events.front());
-    g_state.events.pop_front();
-    return event;
+    return g_state.events.Next();
 }
 
 void ExpectIds(const std::vector<int>& ids) {
@@ -76,6 +77,14 @@ void ExpectIds(const std::vector<int>& ids) {
             return;
         }
     }
+}
+
+void ExpectStatus(OrviAiStatusType type, int status) {
+    EXPECT_EQ(Next(), (Event{ORVI_AI_EVENT_STATUS, true, {type, status}}));
+}
+
+void ExpectNoMore() {
+    EXPECT_EQ(g_state.events.Clear(), 0U);
 }
 
 void SetHook(std::function<void(OrviAiEventId)> hook) {

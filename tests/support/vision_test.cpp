@@ -1,7 +1,6 @@
 #include "vision_test.h"
 
 #include <cstring>
-#include <unistd.h>
 #include <utility>
 
 #include "orvi_ai_srv_proxy.h"
@@ -34,11 +33,26 @@ void AppendInteger(Bytes& bytes, uint32_t value) {
 void VisionTest::Connect(const std::vector<std::string>& options) {
     simulator_.Start(options);
     ASSERT_FALSE(HasFatalFailure());
+    Announce();
+    // The message thread subscribes before it receives anything, so a message received proves the subscriptions.
+    ExpectPushArrives();
+}
+
+void VisionTest::Announce() {
     ASSERT_EQ(Init(), 0);
     simulator_.Command("await clients 1");
-    // The message thread subscribes before it receives anything, so a message received proves the subscriptions.
-    EXPECT_EQ(simulator_.Command("push 0x60002b 77"), "1");
-    ASSERT_EQ(EventRecorder::Next(), (Event{2, true, {3, 77}}));
+}
+
+void VisionTest::ExpectPushArrives(int clients) {
+    static int number = 1000;
+    EXPECT_EQ(simulator_.Command("push 0x60002b " + std::to_string(++number)), std::to_string(clients));
+    EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, number);
+}
+
+void VisionTest::AwaitServiceTime(int milliseconds) {
+    constexpr uint32_t MINUTES_STOP = 0x600036;
+    simulator_.Command("delay " + std::to_string(MINUTES_STOP) + " " + std::to_string(milliseconds));
+    EXPECT_EQ(RequestThroughProxy(MINUTES_STOP, {}, LONG_WAIT_MS).result, 0);
 }
 
 void VisionTest::TearDown() {
@@ -56,8 +70,8 @@ void VisionTest::RestartSimulator() {
     EventRecorder::ExpectIds({1});
 }
 
-std::string VisionTest::ProcessName() {
-    return "ai_vpp" + std::to_string(getpid());
+std::string VisionTest::ProcessName(pid_t pid) {
+    return "ai_vpp" + std::to_string(pid);
 }
 
 std::string VisionTest::TaskName() {

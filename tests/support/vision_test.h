@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "bus_sandbox.h"
@@ -13,8 +14,6 @@
 #include "simulator_process.h"
 
 namespace orvi_test {
-
-using Bytes = std::vector<uint8_t>;
 
 class VisionTest : public testing::Test {
  protected:
@@ -25,14 +24,24 @@ class VisionTest : public testing::Test {
     // OrviAiSrvApiInit alone.
     static int Init();
 
+    // The same, and the service knows this process as its only client.
+    void Announce();
+
+    // Fails the test unless a message that the service sends now to all of its clients is the next event here.
+    void ExpectPushArrives(int clients = 1);
+
+    // Returns when whatever the service has to send within the next so many milliseconds has been sent: its one timer
+    // keeps back a reply for as long.
+    void AwaitServiceTime(int milliseconds);
+
     // No reply block of the bus is left.
     void TearDown() override;
 
     // The simulator is killed and started again; the events 0 and 1 are awaited.
     void RestartSimulator();
 
-    // The bus names of this process.
-    static std::string ProcessName();
+    // The bus names of this process, or of an application with that pid.
+    static std::string ProcessName(pid_t pid = getpid());
     static std::string TaskName();
 
     // This process's address as it stands in payloads, 36 bytes.
