@@ -12,9 +12,6 @@ namespace {
 constexpr uint32_t CAPTION_INIT = 0x600014;
 constexpr uint32_t CAPTION_DEINIT = 0x600017;
 constexpr uint32_t DETECTOR_DESTROY = 0x600003;
-constexpr uint32_t MINUTES_STOP = 0x600036;
-
-class RequestsTest : public VisionTest {};
 
 // The record of a detector that does not exist: asked to destroy it, the service sends the record back.
 Bytes UnknownDetector(uint32_t number) {
@@ -22,6 +19,19 @@ Bytes UnknownDetector(uint32_t number) {
     AppendInteger(record, 1000000 + number);
     return record;
 }
+
+class RequestsTest : public VisionTest {
+ protected:
+    static Outcome AskForCaptions(uint32_t waitMs = LONG_WAIT_MS) {
+        return RequestThroughProxy(CAPTION_INIT, Address(), waitMs);
+    }
+
+    // The service's answer to a request of this number is its own.
+    static bool IsAnswered(uint32_t number) {
+        const Outcome outcome = RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(number), LONG_WAIT_MS);
+        return outcome.result == 0 && outcome.data == UnknownDetector(number);
+    }
+};
 
 TEST_F(RequestsTest, RepliesAsTheServiceGivesThem) {
     Connect();
@@ -42,23 +52,13 @@ TEST_F(RequestsTest, RepliesAsTheServiceGivesThem) {
     const Resources baseline = Resources::Now();
     for (const auto& testCase : cases) {
         simulator_.Command(testCase.command);
-        const Outcome outcome = RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS);
+        const Outcome outcome = AskForCaptions();
         EXPECT_EQ(outcome.result, testCase.result) << testCase.command;
         EXPECT_EQ(outcome.hasData, testCase.result == 0) << testCase.command;
         EXPECT_EQ(outcome.data, testCase.data) << testCase.command;
     }
     // This thread's connection to the task, opened by the first request, is all that stays.
     ExpectBackAt(baseline, 1);
-}
-
-TEST_F(RequestsTest, FaceTaskVerdictIsReturned) {
-    Connect();
-    auto& proxy = OrviAiService::AiSrvServiceProxy::GetInstance();
-    EXPECT_EQ(proxy.SendSynMsgToFaceReturnInt(0x60001A, nullptr, 0), 0);
-    simulator_.Command("reply 0x60001a hex:fe");
-    EXPECT_EQ(proxy.SendSynMsgToFaceReturnInt(0x60001A, nullptr, 0), 254);
-    simulator_.Command("nodata 0x60001a");
-    EXPECT_EQ(proxy.SendSynMsgToFaceReturnInt(0x60001A, nullptr, 0), -1);
 }
 
 TEST_F(RequestsTest, OneWayMessageOfTheInterfaceChannelArrives) {
@@ -69,72 +69,59 @@ TEST_F(RequestsTest, OneWayMessageOfTheInterfaceChannelArrives) {
     EXPECT_EQ(simulator_.Command("last 0x6000f0"), "010203");
 }
 
-TEST_F(RequestsTest, SilenceEndsWithTheWait) {
+TEST_F(RequestsTest, SilenceEndsWithTheWaitAndASlowAnswerIsAwaited) {
     Connect();
     simulator_.Command("silent 0x600014");
-    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), 50).result, -1);
+    EXPECT_EQ(AskForCaptions(50).result, -1);
     simulator_.Command("reset 0x600014");
-    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
-}
-
-TEST_F(RequestsTest, SlowAnswerIsAwaited) {
-    Connect();
     simulator_.Command("delay 0x600014 300");
-    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+    EXPECT_EQ(AskForCaptions().data, Bytes{0});
 }
 
 // The reply to the first request lies in front of the second one's on the same connection.
 TEST_F(RequestsTest, LateReplyIsDroppedAndTheNextRequestGetsItsOwn) {
     Connect();
-    for (uint8_t round = 1; round <= 3; ++round) {
+    for (uint32_t round = 1; round <= 3; ++round) {
         simulator_.Command("reply 0x600014 hex:63");
         simulator_.Command("hold 0x600014");
-        ASSERT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), 20).result, -1);
+        ASSERT_EQ(AskForCaptions(20).result, -1);
         EXPECT_EQ(simulator_.Command("release 0x600014"), "1");
-        EXPECT_EQ(RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(round), LONG_WAIT_MS).data,
-                  UnknownDetector(round));
-        EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+        EXPECT_TRUE(IsAnswered(round));
+        EXPECT_EQ(AskForCaptions().data, Bytes{0});
     }
 }
 
 TEST_F(RequestsTest, DeathOfTheServiceEndsAWait) {
     Connect();
     simulator_.Command("silent 0x600014");
-    auto waiting =
-        std::async(std::launch::async, [] { return RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS); });
+    auto waiting = std::async(std::launch::async, [] { return AskForCaptions(); });
     simulator_.Command("await request 0x600014 1");
     simulator_.Kill();
     ASSERT_EQ(waiting.wait_for(PATIENCE), std::future_status::ready) << "still waiting for a dead service";
     EXPECT_EQ(waiting.get().result, -1);
-    EventRecorder::ExpectIds({0});
-    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).result, -1) << "nobody there";
+    EXPECT_EQ(AskForCaptions().result, -1) << "nobody there";
 }
 
 // The thread holds a connection to the process that was killed.
 TEST_F(RequestsTest, FirstRequestAfterARestartSucceeds) {
     Connect();
-    for (int round = 0; round < 5; ++round) {
-        ASSERT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+    for (uint32_t round = 0; round < 5; ++round) {
+        ASSERT_EQ(AskForCaptions().data, Bytes{0});
         const Resources baseline = Resources::Now();
         RestartSimulator();
-        ASSERT_EQ(RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(3), LONG_WAIT_MS).data, UnknownDetector(3));
+        ASSERT_TRUE(IsAnswered(round));
         EXPECT_EQ(simulator_.Command("count 0x600003"), "1") << "a request must not be sent twice";
         // Connected as before, then nothing may be left of the old connections.
-        ASSERT_EQ(Init(), 0);
-        simulator_.Command("await clients 1");
-        simulator_.Command("push 0x60002b 1");
-        EventRecorder::ExpectIds({2});
+        Announce();
+        ExpectPushArrives();
         ExpectBackAt(baseline);
     }
 }
 
 TEST_F(RequestsTest, CallbackMayAsk) {
+    static std::atomic<int> answered{0};
     Connect();
-    std::atomic<int> answered{0};
-    EventRecorder::SetHook([&](OrviAiEventId) {
-        const Outcome outcome = RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(8), LONG_WAIT_MS);
-        answered += outcome.data == UnknownDetector(8) ? 1 : 0;
-    });
+    EventRecorder::SetHook([](OrviAiEventId) { answered += IsAnswered(8) ? 1 : 0; });
     simulator_.Command("push 0x60002b 1");
     simulator_.Command("push 0x60004a");
     EventRecorder::ExpectIds({2, 100});
@@ -155,9 +142,7 @@ TEST_F(RequestsTest, ThreadsGetTheirOwnReplies) {
         threads.emplace_back([&, thread] {
             start.wait();
             for (uint32_t i = 0; i < REQUESTS; ++i) {
-                const uint32_t number = thread * 1000 + i;
-                const Outcome outcome = RequestThroughProxy(DETECTOR_DESTROY, UnknownDetector(number), LONG_WAIT_MS);
-                right += outcome.result == 0 && outcome.data == UnknownDetector(number) ? 1 : 0;
+                right += IsAnswered(thread * 1000 + i) ? 1 : 0;
             }
         });
     }
@@ -180,7 +165,7 @@ TEST_F(RequestsTest, WaitingThreadsDoNotQueue) {
             std::async(std::launch::async, [] { return RequestThroughProxy(CAPTION_DEINIT, {}, LONG_WAIT_MS); }));
     }
     simulator_.Command("await request 0x600017 " + std::to_string(THREADS));
-    EXPECT_EQ(RequestThroughProxy(CAPTION_INIT, Address(), LONG_WAIT_MS).data, Bytes{0});
+    EXPECT_EQ(AskForCaptions().data, Bytes{0});
     EXPECT_EQ(simulator_.Command("release 0x600017"), std::to_string(THREADS));
     for (auto& one : waiting) {
         EXPECT_EQ(one.get().data, Bytes{0});
