@@ -97,6 +97,11 @@ void FakePlatform::QueueSendFailure(int result) {
     answers_.push_back({Answer::FAILURE, {}, result, 0});
 }
 
+void FakePlatform::ForgetReplies() {
+    const std::lock_guard<std::recursive_mutex> lock(mutex_);
+    answers_.clear();
+}
+
 void FakePlatform::FailCopy(int nth) {
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     failCopy_ = nth;

@@ -54,6 +54,7 @@ class FakePlatform {
     void QueueReplyWithoutData(uint32_t dataLen = 0);
     void QueueNoReply();  // result 0, slot left null
     void QueueSendFailure(int result);
+    void ForgetReplies();  // those queued and not asked for
 
     // Fails the nth bounded copy from now on (memcpy_s, strcpy_s, strncpy_s, snprintf_s count alike); 1 = the next.
     void FailCopy(int nth);

@@ -1,0 +1,356 @@
+#include "requests.h"
+
+#include <string>
+
+#include "orvi_ai_srv.h"
+#include "orvi_ai_srv_proxy.h"
+
+using OrviAiService::AiSrvServiceProxy;
+
+namespace {
+
+// --- Channels ---
+
+const Channel INTERFACE = {
+    "ai_v_task_i",
+    3000,
+    "info <AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=AI_VISION. recvTask=ai_v_task_i.",
+    "info <AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg ID to Vision> Success!",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg ID call OsMsgSynSend failed -8, waitTime 3000.",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg ID response",
+    "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
+    "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultMsgBlockToMaster failed. msgId: NUMBER.",
+};
+
+const Channel OM = {
+    "ai_om_task",
+    3000,
+    "info <AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=AI_VISION. recvTask=ai_om_task.",
+    "info <AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg ID to Vision> Success!",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg ID call OsMsgSynSend failed -8, waitTime 3000.",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg ID response",
+    "error <SetDefaultOmMsgBlockToMaster> failed: call memcpy_s failed.\n"
+    "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultOmMsgBlockToMaster failed. msgId: NUMBER.",
+};
+
+const Channel FACE_QUERY = {
+    "ai_face_task",
+    3000,
+    "",
+    "info <SendSynMsgToVisionFaceTask> SendSynMsg ID to Vision FaceTask> Success!",
+    "error <SendSynMsgToVisionFaceTask> failed: msg ID call OsMsgSynSend failed -8.",
+    "error <SendSynMsgToVisionFaceTask> failed: can not get msg ID response",
+    "error <SetFaceTaskMsgBlockToMaster> failed: call memcpy_s failed.\n"
+    "error <SendSynMsgToVisionFaceTask>: call SetFaceTaskMsgBlockToMaster failed. msgId: NUMBER.",
+};
+
+// Through SendSynMsgToFaceReturnInt, which reads the verdict and releases the reply before it logs.
+const Channel FACE = [] {
+    Channel channel = FACE_QUERY;
+    channel.refused = "free reply\nerror <SendSynMsgToFaceReturnInt> msgId=ID response VOS_ERROR.";
+    return channel;
+}();
+constexpr char FACE_NOT_SENT[] = "error <SendSynMsgToFaceReturnInt> call SendSynMsgToVision failed, msgId=ID.";
+
+const Channel DIRECTOR = {
+    "VDirector",
+    0,
+    "info <DirectorSendMsgToVision> AiSrvServiceProxy send create-director-client msg: msgId=ID, recvProc=AI_VISION. "
+    "recvTask=VDirector, recvCpu=0.",
+    "info <DirectorSendMsgToVision> msgId=ID, get msg response.",
+    "error <DirectorSendMsgToVision> OsMsgSynSend failed. msgId=ID, ret = -8",
+    "error <DirectorSendMsgToVision> msgId=ID, can not get msg response.",
+    "error <DirectorSendMsgToVision> failed: call memcpy_s set FIELD failed.",
+    true,
+};
+
+const Channel LOCK_STATE = {
+    "VDirector",
+    0,
+    "info <AiLockStateChange> AiSrvServiceProxy send lock-state msg: msgId=ID, recvProc=AI_VISION. "
+    "recvTask=VDirector, recvCpu=0.",
+    "info <AiLockStateChange> msgId=ID, get msg response.",
+    "error <AiLockStateChange> OsMsgSynSend failed. msgId=ID, ret = -8",
+    "error <AiLockStateChange> msgId=ID, can not get msg response.",
+    "error <AiLockStateChange> failed: call memcpy_s set FIELD failed.",
+    true,
+};
+
+const Channel ASSISTANT = {
+    "ai_assist_task",
+    ONE_WAY,
+    "",
+    "info <SendMsgToVisionAssistant> SendSynMsg ID to Vision> Success!",
+    "error <SendMsgToVisionAssistant> failed: msg ID call OsMsgSynSend failed -8.",
+    "",
+    "error <SendMsgToVisionAssistant> failed: call memcpy_s set FIELD failed.",
+};
+
+const Channel STATE_MACHINE = {
+    "ai_state_mach",
+    ONE_WAY,
+    "",
+    "storm <SendMsgToVisionAssistantFsm> SendSynMsg ID to Vision> Success!",
+    "error <SendMsgToVisionAssistantFsm> failed: msg ID call OsMsgSynSend failed -8.",
+    "",
+    "error <SendMsgToVisionAssistantFsm> failed: call memcpy_s set FIELD failed.",
+};
+
+const Channel HOT_WORD = {
+    "ai_hotword_task",
+    ONE_WAY,
+    "storm SendMsgToVisionAssistantHotword msgId NUMBER, msgDataLen LENGTH\n"
+    "info SendMsgToVisionAssistantHotword msgId NUMBER, msgDataLen LENGTH",
+    "info <SendMsgToVisionAssistantHotword> SendSynMsg 0xID to Vision> Success!",
+    "error <SendMsgToVisionAssistantHotword> failed: msg 0xID call OsMsgSynSend failed -8.",
+    "",
+    "error <SendMsgToVisionAssistantHotword> failed: call memcpy_s set FIELD failed.",
+};
+
+const Channel ASSISTANT_QUERY = {
+    "ai_assist_task",
+    3000,
+    "",
+    "",
+    "error <SendSyncMsgToVisionAssistant> failed: msg ID call OsMsgSynSend failed -8.",
+    "error <SendSyncMsgToVisionAssistant> failed: can not get msg ID response",
+    "error <SendSyncMsgToVisionAssistant> failed: call memcpy_s set FIELD failed.",
+};
+
+// --- Arguments ---
+
+AiSrvServiceProxy& Proxy() {
+    return AiSrvServiceProxy::GetInstance();
+}
+void OnCaption(OrviAiCaptionEventId, void*) {}
+
+tagCheckinTotalData g_checkinData;
+OrviAiAssistantPageInfo g_pageInfo;
+tagOrviAiAbility g_ability;
+std::string& g_words = *new std::string("hello");
+
+int StartCaptions() {
+    tagOrviAiConfInfo conference = {};
+    conference.text1[0] = conference.text2[0] = 'c';
+    return OrviAiSrvCaptionStart(&conference, 1);
+}
+int GetPhoto() {
+    uint8_t photo[16];
+    uint32_t size = sizeof(photo);
+    return OrviAiSrvGetCheckinPhoto("user", 4, photo, &size);
+}
+tagOrviAppInfo App() {
+    tagOrviAppInfo info = {};
+    info.appId[0] = 'a';
+    return info;
+}
+int InitIntent() {
+    OrviAiAssistantIntentName name = {};
+    return OrviAiAssistantInitIntent(&name, 1);
+}
+
+// --- Requests ---
+// name, call, channel, id, payload, copies before the receiver's names, answer,
+// begin, end, not sent, refused, failed
+
+const std::vector<Request>& ALL = *new std::vector<Request>{
+    {"OrviAiSrvCaptionInit", [] { return OrviAiSrvCaptionInit(OnCaption); }, INTERFACE, 0x600014, 36, 2, VERDICT,
+     "info <OrviAiSrvCaptionInit> init request begin.\n"
+     "info <AiSrvServiceProxy::CaptionInit> enter CaptionInit",
+     "info <OrviAiSrvCaptionInit> succeed.", "error <AiSrvServiceProxy::CaptionInit> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::CaptionInit> failed: response ret is error.",
+     "error <OrviAiSrvCaptionInit> init request failed."},
+    {"OrviAiSrvCaptionStart", StartCaptions, INTERFACE, 0x600015, 496, 3, VERDICT,
+     "info <OrviAiSrvCaptionStart> start request begin.\n"
+     "info <AiSrvServiceProxy::StartCaptionProxy> enter StartCaptionProxy",
+     "info <OrviAiSrvCaptionStart> start Caption request succeed.",
+     "error <AiSrvServiceProxy::StartCaptionProxy> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::StartCaptionProxy> failed: response ret is error.",
+     "error <OrviAiSrvCaptionStart> start Caption failed: call StartCaptionProxy failed."},
+    {"OrviAiSrvCaptionStop", OrviAiSrvCaptionStop, INTERFACE, 0x600016, 36, 2, VERDICT,
+     "info <OrviAiSrvCaptionStop> stop Caption request begin.",
+     "info <OrviAiSrvCaptionStop> stop Caption request succeed.",
+     "error <AiSrvServiceProxy::StopCaptionProxy> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::StopCaptionProxy> failed: response ret is error.",
+     "error <OrviAiSrvCaptionStop> stop Caption failed: call StopCaptionProxy failed."},
+    {"OrviAiSrvCaptionDeInit", OrviAiSrvCaptionDeInit, INTERFACE, 0x600017, 0, 0, VERDICT,
+     "info <OrviAiSrvCaptionDeInit> deinit request begin.\n"
+     "info <AiSrvServiceProxy::CaptionDeinit> enter CaptionDeinit",
+     "info <OrviAiSrvCaptionDeInit> succeed.",
+     "error <AiSrvServiceProxy::CaptionDeinit> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::CaptionDeinit> failed: response ret is error.",
+     "error <OrviAiSrvCaptionDeInit> deinit request failed."},
+
+    {"OrviAiSrvNamePlateInit", OrviAiSrvNamePlateInit, FACE, 0x60001A, 0, 0, VERDICT,
+     "info <OrviAiSrvNamePlateInit> init request begin.\n"
+     "info <AiSrvServiceProxy::NameplateInit> enter NameplateInit",
+     "info <OrviAiSrvNamePlateInit> succeed.", FACE_NOT_SENT, "",
+     "error <OrviAiSrvNamePlateInit> init request failed."},
+    {"OrviAiSrvNamePlateDeInit", OrviAiSrvNamePlateDeInit, FACE, 0x60001B, 0, 0, VERDICT,
+     "info <OrviAiSrvNamePlateDeInit> deinit request begin.\n"
+     "info <AiSrvServiceProxy::NameplateDeinit> enter NameplateDeinit",
+     "info <OrviAiSrvNamePlateDeInit> succeed.", FACE_NOT_SENT, "",
+     "error <OrviAiSrvNamePlateDeInit> deinit request failed."},
+    {"OrviAiSrvNamePlateStart", OrviAiSrvNamePlateStart, FACE, 0x60001C, 36, 2, VERDICT,
+     "info <OrviAiSrvNamePlateStart> start nameplate request begin.",
+     "info <OrviAiSrvNamePlateStart> start nameplate request succeed.", FACE_NOT_SENT, "",
+     "error <OrviAiSrvNamePlateStart> start nameplate failed: call StartNameplateProxy failed."},
+    {"OrviAiSrvNamePlateStop", OrviAiSrvNamePlateStop, FACE, 0x60001D, 36, 2, VERDICT,
+     "info <OrviAiSrvNamePlateStop> stop nameplate request begin.",
+     "info <OrviAiSrvNamePlateStop> stop nameplate request succeed.", FACE_NOT_SENT, "",
+     "error <OrviAiSrvNamePlateStop> stop nameplate failed: call StopNameplateProxy failed."},
+
+    {"CreateDirectorTrackProxy", [] { return Proxy().CreateDirectorTrackProxy(); }, DIRECTOR, 0x600007, 4, 0, ANY,
+     "info <AiSrvServiceProxy::CreateDirectorTrackProxy> send create director msg", "", "", "",
+     "error <AiSrvServiceProxy::CreateDirectorTrackProxy> DirectorSendMsgToVision failed."},
+    {"RemoveDirectorTrackProxy", [] { return Proxy().RemoveDirectorTrackProxy(); }, DIRECTOR, 0x600008, 4, 0, ANY,
+     "info <AiSrvServiceProxy::RemoveDirectorTrackProxy> send  remove director msg.", "", "", "",
+     "error <AiSrvServiceProxy::RemoveDirectorTrackProxy> DirectorSendMsgToVision failed."},
+    {"OrviAiSrvDirectorStart", OrviAiSrvDirectorStart, DIRECTOR, 0x600009, 4, 0, ANY,
+     "info <OrviAiSrvDirectorStart> start director request begin.\n"
+     "info <AiSrvServiceProxy::StartDirectorTrackProxy> send start director msg.",
+     "info <OrviAiSrvDirectorStart> start director request succeed.",
+     "error <AiSrvServiceProxy::StartDirectorTrackProxy> DirectorSendMsgToVision failed.", "",
+     "error <OrviAiSrvDirectorStart> StartDirectorTrackProxy failed."},
+    {"OrviAiSrvDirectorStop", OrviAiSrvDirectorStop, DIRECTOR, 0x60000A, 4, 0, ANY,
+     "info <OrviAiSrvDirectorStop> stop director request begin.\n"
+     "info <AiSrvServiceProxy::StopDirectorTrackProxy> send stop director msg.",
+     "info <OrviAiSrvDirectorStop> stop director request succeed.",
+     "error <AiSrvServiceProxy::StopDirectorTrackProxy> DirectorSendMsgToVision failed.", "",
+     "error <OrviAiSrvDirectorStop> StopDirectorTrackProxy failed."},
+    {"OrviAiLockStateChange", [] { return OrviAiLockStateChange(-7); }, LOCK_STATE, 0x60006F, 4, 0, ANY,
+     "info <OrviAiLockStateChange> begin.\n"
+     "info <AiSrvServiceProxy::AiLockStateChange> send msg.",
+     "info <OrviAiLockStateChange> succeed.", "", "", "error <OrviAiLockStateChange> AiLockStateChange failed."},
+
+    {"OrviAiSrvCheckInInit", OrviAiSrvCheckInInit, FACE, 0x600022, 36, 2, VERDICT,
+     "info <OrviAiSrvCheckInInit> init request begin.\n"
+     "info <CheckInInit> enter",
+     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInInit> init request failed."},
+    {"OrviAiSrvCheckInStart", [] { return OrviAiSrvCheckInStart({}); }, FACE, 0x600023, 1152, 0, VERDICT,
+     "info <OrviAiSrvCheckInStart> init request begin.\n"
+     "info <CheckInStart> enter",
+     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInStart> init request failed."},
+    {"OrviAiSrvCheckInStartReport", [] { return OrviAiSrvCheckInStartReport(ORVI_AI_CHECKIN_TYPE_0, {}); }, FACE,
+     0x600024, 1156, 5, VERDICT, "", "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInStartReport> init request failed."},
+    {"OrviAiSrvCheckInStopReport", OrviAiSrvCheckInStopReport, FACE, 0x600025, 0, 0, VERDICT,
+     "info <OrviAiSrvCheckInStopReport> init request begin.\n"
+     "info <CheckInStoptReport> enter",
+     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInStopReport> init request failed."},
+    {"OrviAiSrvGetCheckinData", [] { return OrviAiSrvGetCheckinData(&g_checkinData, ORVI_AI_CHECKIN_SHOW_0, 1); },
+     FACE_QUERY, 0x600026, 8, 0, 33164, "", "", "error <QueryCheckInData> call SendSynMsgToVision failed.",
+     "error <QueryCheckInData> call memcpy_s failed.", "error <OrviAiSrvGetCheckinData> init request failed."},
+    {"OrviAiSrvGetCheckinPhoto", GetPhoto, FACE_QUERY, 0x600027, 260, 1, 16, "", "",
+     "error <QueryCheckInPhoto> call SendSynMsgToVision failed.", "error <QueryCheckInPhoto> call memcpy_s failed.",
+     "error <OrviAiSrvGetCheckinPhoto> init request failed."},
+    {"OrviAiSrvCheckInStop", OrviAiSrvCheckInStop, FACE, 0x600028, 0, 0, VERDICT,
+     "info <OrviAiSrvCheckInStop> init request begin.\n"
+     "info <CheckInStop> enter",
+     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInStop> init request failed."},
+    {"OrviAiSrvCheckInClearData", OrviAiSrvCheckInClearData, FACE, 0x600029, 0, 0, VERDICT,
+     "info <OrviAiSrvCheckInClearData> init request begin.\n"
+     "info <CheckInClearData> enter",
+     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInClearData> init request failed."},
+    {"OrviAiSrvCheckInDeinit", OrviAiSrvCheckInDeinit, FACE, 0x60002A, 36, 2, VERDICT,
+     "info <OrviAiSrvCheckInDeinit> init request begin.\n"
+     "info <CheckInDeinit> enter",
+     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInDeinit> init request failed."},
+
+    {"OrviAiSrvSignatureStart", [] { return OrviAiSrvSignatureStart({}); }, INTERFACE, 0x600035, 1196, 4, VERDICT,
+     "info <OrviAiSrvMinutesStart> MinutesStart begin.\n"
+     "info <AiSrvMinutesStart> enter AiSrvMinutesStart",
+     "", "error <AiSrvMinutesStart> call SendSynMsgToVision failed.",
+     "error <AiSrvMinutesStart> failed: response ret is error.", ""},
+    {"OrviAiSrvSignatureStop", OrviAiSrvSignatureStop, INTERFACE, 0x600036, 0, 0, VERDICT,
+     "info <OrviAiSrvMinutesStop> MinutesStop begin.\n"
+     "info <AiSrvMinutesStop> enter AiSrvMinutesStop",
+     "", "error <AiSrvMinutesStop> call SendSynMsgToVision failed.",
+     "error <AiSrvMinutesStop> failed: response ret is error.", ""},
+
+    {"OrviAiSrvLargeModelInit", [] { return OrviAiSrvLargeModelInit({}); }, INTERFACE, 0x60003B, 580, 0, ANY,
+     "info <OrviAiSrvLargeModelInit> init. serverType[0]\n"
+     "info <AiSrvServiceProxy::LargeModelInit> enter serverType[0]",
+     "info <OrviAiSrvLargeModelInit> succeed.", "error <LargeModelInit> call SendSynMsgToVision failed.", "",
+     "error <OrviAiSrvLargeModelInit> init request failed."},
+    {"OrviAiSrvLargeModelRequest", [] { return OrviAiSrvLargeModelRequest({}); }, INTERFACE, 0x60003C, 4692, 0, 52,
+     "info <OrviAiSrvLargeModelRequest> in.\n"
+     "info OrviAiSrvLargeModelRequest type=0\n"
+     "info <AiSrvServiceProxy::LargeModelRequest> enter",
+     "", "error <LargeModelRequest> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::LargeModelRequest> failed: call memcpy_s failed.",
+     "error <OrviAiSrvLargeModelRequest> request failed."},
+    {"OrviAiSrvLargeModelDeInit", [] { return OrviAiSrvLargeModelDeInit({}); }, INTERFACE, 0x60003D, 580, 0, 52,
+     "info <OrviAiSrvLargeModelDeInit> in.\n"
+     "info <AiSrvServiceProxy::LargeModelDeInit> enter",
+     "info <OrviAiSrvLargeModelDeInit> succeed.", "error <LargeModelDeInit> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::LargeModelDeInit> failed: call memcpy_s failed.",
+     "error <OrviAiSrvLargeModelDeInit> LargeModelDeInit failed."},
+    {"GetLargeModelAbility", [] { return Proxy().GetLargeModelAbility(&g_ability); }, OM, 0x60003A, 0, 0, 52, "", "",
+     "error <AiSrvServiceProxy::GetLargeModelAbility> SendSynMsgToVision msg:0xID failed. ret:-1",
+     "error <AiSrvServiceProxy::GetLargeModelAbility> failed: call memcpy_s failed.", ""},
+
+    {"OrviAiAssistantInitKeyWord", [] { return OrviAiAssistantInitKeyWord(App()); }, HOT_WORD, 0x600060, 17, 2, ANY,
+     "storm OrviAiAssistantInitKeyWord enter", "", "error <AssistantInitKeyWord> SendSynMsg failed. appId[a]", "",
+     "error <OrviAiAssistantInitKeyWord> request failed."},
+    {"OrviAiAssistantUpdateKeyWord",
+     [] { return OrviAiAssistantUpdateKeyWord(App(), ORVI_AI_HOTWORD_UPDATE_TYPE1, g_words); }, HOT_WORD, 0x600062, 23,
+     4, ANY,
+     "error OrviAiAssistantUpdateKeyWord enter\n"
+     "info <AssistantUpdateKeyWord> enter, type[1], appId[a]",
+     "info <AssistantUpdateKeyWord> out, type[1], appId[a]",
+     "error <AssistantUpdateKeyWord> SendSynMsg failed. msgId[0xID], type[1], appId[a]", "",
+     "error <OrviAiAssistantUpdateKeyWord> request failed."},
+    {"OrviAiAssistantInitIntent", InitIntent, ASSISTANT, 0x600056, 260, 1, ANY,
+     "storm OrviAiAssistantInitIntent enter, intents num 1\n"
+     "OsMemMallocSetCharMon 260",
+     "OSMemTypeFreeMon",
+     "OSMemTypeFreeMon\n"
+     "error <AiSrvServiceProxy::AssistantInitIntent> call SendSynMsgToVision failed.",
+     "", "error <OrviAiAssistantInitIntent> request failed."},
+    {"OrviAiAssistantRequestTts", [] { return OrviAiAssistantRequestTts(7, {}); }, STATE_MACHINE, 0x600057, 1032, 1,
+     ANY,
+     "storm OrviAiAssistantRequestTts seq=7 tts: \n"
+     "storm <AiSrvServiceProxy::AssistantRequestTts> enter",
+     "", "error <AssistantRequestTts> call SendSynMsgToVision failed.", "",
+     "error <OrviAiAssistantRequestTts> request failed."},
+    {"OrviAiAssistantNotifyIntentResult", [] { return OrviAiAssistantNotifyIntentResult(7, {}); }, ASSISTANT, 0x600058,
+     1052, 1, ANY,
+     "storm OrviAiAssistantNotifyIntentResult seq=7 isFinal=0 isMulti=0 tts: \n"
+     "storm <AiSrvServiceProxy::AssistantNotifyIntentResult> enter\n"
+     "info <AiSrvServiceProxy::AssistantNotifyIntentResult> enter",
+     "", "error <AssistantNotifyIntentResult> call SendSynMsgToVision failed.", "",
+     "error <OrviAiAssistantNotifyIntentResult> notify failed."},
+    {"OrviAiAssistantDisplayCard", [] { return OrviAiAssistantDisplayCard(0xFFFFFFFF, {}); }, ASSISTANT, 0x600059,
+     20880, 1, ANY,
+     "storm OrviAiAssistantDisplayCard seq=4294967295\n"
+     "storm <AiSrvServiceProxy::AssistantDisplayCard> enter",
+     "", "error <AssistantDisplayCard> call SendSynMsgToVision failed.", "",
+     "error <OrviAiAssistantDisplayCard> display failed."},
+    {"OrviAiAssistantChooseItem", [] { return OrviAiAssistantChooseItem(7, 0xFFFFFFFE); }, ASSISTANT, 0x60005A, 272, 0,
+     ANY,
+     "storm OrviAiAssistantChooseItem seq=7 itemId=4294967294\n"
+     "storm <AiSrvServiceProxy::AssistantChooseItem> enter",
+     "", "error <AssistantChooseItem> call SendSynMsgToVision failed.", "",
+     "error <OrviAiAssistantChooseItem> choose item failed."},
+    {"OrviAiAssistantSleep", OrviAiAssistantSleep, ASSISTANT, 0x60005B, 0, 0, ANY, "storm OrviAiAssistantSleep", "",
+     "error <AssistantSleep> call SendSynMsgToVision failed.", "", "error <OrviAiAssistantSleep> sleep failed."},
+    {"OrviAiAssistantWakeUp", [] { return OrviAiAssistantWakeUp(static_cast<OrviAiAssistantRunningMode>(-2)); },
+     ASSISTANT, 0x60005C, 4, 0, ANY, "storm OrviAiAssistantRunningMode mode=-2", "",
+     "error <AssistantWakeUp> call SendSynMsgToVision failed.", "", "error <OrviAiAssistantWakeUp> wake up failed."},
+    {"OrviAiAssistantSetPageInfo", [] { return OrviAiAssistantSetPageInfo({}); }, ASSISTANT, 0x60005D, 44, 0, ANY,
+     "storm OrviAiAssistantSetPageInfo\n"
+     "storm <AiSrvServiceProxy::AssistantSetPageInfo> enter",
+     "", "error <AssistantSetPageInfo> call SendSynMsgToVision failed.", "",
+     "error <OrviAiAssistantSetPageInfo> set page info failed."},
+    {"OrviAiAssistantGetPageInfo", [] { return OrviAiAssistantGetPageInfo(&g_pageInfo); }, ASSISTANT_QUERY, 0x60005E, 0,
+     0, 44,
+     "storm OrviAiAssistantGetPageInfo\n"
+     "storm <AiSrvServiceProxy::AssistantGetPageInfo> enter",
+     "", "error <AiSrvServiceProxy::AssistantGetPageInfo> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::AssistantGetPageInfo> failed: call memcpy_s failed.",
+     "error <OrviAiAssistantGetPageInfo> get page info failed."},
+};
+
+}  // namespace
+
+const std::vector<Request>& REQUESTS = ALL;
