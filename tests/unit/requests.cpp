@@ -1,5 +1,6 @@
 #include "requests.h"
 
+#include <cstdlib>
 #include <string>
 
 #include "orvi_ai_srv.h"
@@ -15,64 +16,107 @@ const Channel INTERFACE = {
     "ai_v_task_i",
     3000,
     "info <AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=AI_VISION. recvTask=ai_v_task_i.",
-    "info <AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg ID to Vision> Success!",
-    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg ID call OsMsgSynSend failed -8, waitTime 3000.",
-    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg ID response",
+    "info <AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg {id} to Vision> Success!",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg {id} call OsMsgSynSend failed -8, waitTime 3000.",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg {id} response",
     "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
-    "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultMsgBlockToMaster failed. msgId: NUMBER.",
+    "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultMsgBlockToMaster failed. msgId: {number}.",
+};
+
+// Creates a detector: the wait is the bus's own.
+const Channel CREATE = [] {
+    Channel channel = INTERFACE;
+    channel.waitMs = 0;
+    channel.failure =
+        "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg {id} call OsMsgSynSend failed -8, waitTime 0.";
+    return channel;
+}();
+
+const Channel DESTROY = {
+    "ai_v_task_i",
+    0,
+    "info <AiSrvServiceProxy::RemoveDetectTrackProxy> send destroy detecttrack msg.",
+    "info <AiSrvServiceProxy::RemoveDetectTrackProxy> get msg response: {id}.",
+    "error <AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call OsMsgSynSend failed.",
+    "error <AiSrvServiceProxy::RemoveDetectTrackProxy> failed: can not get msg response {id}.",
+    "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
+    "error <AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.",
+    true,
+};
+const Channel START = {
+    "ai_v_task_i",
+    0,
+    "info <AiSrvServiceProxy::StartDetectTrackProxy> send start detecttrack msg.",
+    "info <AiSrvServiceProxy::StartDetectTrackProxy> get msg response: {id}.",
+    "error <AiSrvServiceProxy::StartDetectTrackProxy> failed: call OsMsgSynSend failed.",
+    "error <AiSrvServiceProxy::StartDetectTrackProxy> failed: can not get msg response {id}.",
+    "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
+    "error <AiSrvServiceProxy::StartDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.",
+    true,
+};
+const Channel STOP = {
+    "ai_v_task_i",
+    0,
+    "info <AiSrvServiceProxy::StopDetectTrackProxy> send stop detecttrack msg.",
+    "info <AiSrvServiceProxy::StopDetectTrackProxy> get msg response: {id}.",
+    "error <AiSrvServiceProxy::StopDetectTrackProxy> failed: call OsMsgSynSend failed.",
+    "error <AiSrvServiceProxy::StopDetectTrackProxy> failed: can not get msg response {id}.",
+    "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
+    "error <AiSrvServiceProxy::StopDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.",
+    true,
 };
 
 const Channel OM = {
     "ai_om_task",
     3000,
     "info <AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=AI_VISION. recvTask=ai_om_task.",
-    "info <AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg ID to Vision> Success!",
-    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg ID call OsMsgSynSend failed -8, waitTime 3000.",
-    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg ID response",
+    "info <AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg {id} to Vision> Success!",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg {id} call OsMsgSynSend failed -8, waitTime 3000.",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg {id} response",
     "error <SetDefaultOmMsgBlockToMaster> failed: call memcpy_s failed.\n"
-    "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultOmMsgBlockToMaster failed. msgId: NUMBER.",
+    "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultOmMsgBlockToMaster failed. msgId: {number}.",
 };
 
 const Channel FACE_QUERY = {
     "ai_face_task",
     3000,
     "",
-    "info <SendSynMsgToVisionFaceTask> SendSynMsg ID to Vision FaceTask> Success!",
-    "error <SendSynMsgToVisionFaceTask> failed: msg ID call OsMsgSynSend failed -8.",
-    "error <SendSynMsgToVisionFaceTask> failed: can not get msg ID response",
+    "info <SendSynMsgToVisionFaceTask> SendSynMsg {id} to Vision FaceTask> Success!",
+    "error <SendSynMsgToVisionFaceTask> failed: msg {id} call OsMsgSynSend failed -8.",
+    "error <SendSynMsgToVisionFaceTask> failed: can not get msg {id} response",
     "error <SetFaceTaskMsgBlockToMaster> failed: call memcpy_s failed.\n"
-    "error <SendSynMsgToVisionFaceTask>: call SetFaceTaskMsgBlockToMaster failed. msgId: NUMBER.",
+    "error <SendSynMsgToVisionFaceTask>: call SetFaceTaskMsgBlockToMaster failed. msgId: {number}.",
 };
 
 // Through SendSynMsgToFaceReturnInt, which reads the verdict and releases the reply before it logs.
 const Channel FACE = [] {
     Channel channel = FACE_QUERY;
-    channel.refused = "free reply\nerror <SendSynMsgToFaceReturnInt> msgId=ID response VOS_ERROR.";
+    channel.refused = "free reply\nerror <SendSynMsgToFaceReturnInt> msgId={id} response VOS_ERROR.";
     return channel;
 }();
-constexpr char FACE_NOT_SENT[] = "error <SendSynMsgToFaceReturnInt> call SendSynMsgToVision failed, msgId=ID.";
+constexpr char FACE_NOT_SENT[] = "error <SendSynMsgToFaceReturnInt> call SendSynMsgToVision failed, msgId={id}.";
 
 const Channel DIRECTOR = {
     "VDirector",
     0,
-    "info <DirectorSendMsgToVision> AiSrvServiceProxy send create-director-client msg: msgId=ID, recvProc=AI_VISION. "
+    "info <DirectorSendMsgToVision> AiSrvServiceProxy send create-director-client msg: msgId={id}, recvProc=AI_VISION. "
     "recvTask=VDirector, recvCpu=0.",
-    "info <DirectorSendMsgToVision> msgId=ID, get msg response.",
-    "error <DirectorSendMsgToVision> OsMsgSynSend failed. msgId=ID, ret = -8",
-    "error <DirectorSendMsgToVision> msgId=ID, can not get msg response.",
-    "error <DirectorSendMsgToVision> failed: call memcpy_s set FIELD failed.",
+    "info <DirectorSendMsgToVision> msgId={id}, get msg response.",
+    "error <DirectorSendMsgToVision> OsMsgSynSend failed. msgId={id}, ret = -8",
+    "error <DirectorSendMsgToVision> msgId={id}, can not get msg response.",
+    "error <DirectorSendMsgToVision> failed: call memcpy_s set {field} failed.",
     true,
 };
 
 const Channel LOCK_STATE = {
     "VDirector",
     0,
-    "info <AiLockStateChange> AiSrvServiceProxy send lock-state msg: msgId=ID, recvProc=AI_VISION. "
+    "info <AiLockStateChange> AiSrvServiceProxy send lock-state msg: msgId={id}, recvProc=AI_VISION. "
     "recvTask=VDirector, recvCpu=0.",
-    "info <AiLockStateChange> msgId=ID, get msg response.",
-    "error <AiLockStateChange> OsMsgSynSend failed. msgId=ID, ret = -8",
-    "error <AiLockStateChange> msgId=ID, can not get msg response.",
-    "error <AiLockStateChange> failed: call memcpy_s set FIELD failed.",
+    "info <AiLockStateChange> msgId={id}, get msg response.",
+    "error <AiLockStateChange> OsMsgSynSend failed. msgId={id}, ret = -8",
+    "error <AiLockStateChange> msgId={id}, can not get msg response.",
+    "error <AiLockStateChange> failed: call memcpy_s set {field} failed.",
     true,
 };
 
@@ -80,31 +124,31 @@ const Channel ASSISTANT = {
     "ai_assist_task",
     ONE_WAY,
     "",
-    "info <SendMsgToVisionAssistant> SendSynMsg ID to Vision> Success!",
-    "error <SendMsgToVisionAssistant> failed: msg ID call OsMsgSynSend failed -8.",
+    "info <SendMsgToVisionAssistant> SendSynMsg {id} to Vision> Success!",
+    "error <SendMsgToVisionAssistant> failed: msg {id} call OsMsgSynSend failed -8.",
     "",
-    "error <SendMsgToVisionAssistant> failed: call memcpy_s set FIELD failed.",
+    "error <SendMsgToVisionAssistant> failed: call memcpy_s set {field} failed.",
 };
 
 const Channel STATE_MACHINE = {
     "ai_state_mach",
     ONE_WAY,
     "",
-    "storm <SendMsgToVisionAssistantFsm> SendSynMsg ID to Vision> Success!",
-    "error <SendMsgToVisionAssistantFsm> failed: msg ID call OsMsgSynSend failed -8.",
+    "storm <SendMsgToVisionAssistantFsm> SendSynMsg {id} to Vision> Success!",
+    "error <SendMsgToVisionAssistantFsm> failed: msg {id} call OsMsgSynSend failed -8.",
     "",
-    "error <SendMsgToVisionAssistantFsm> failed: call memcpy_s set FIELD failed.",
+    "error <SendMsgToVisionAssistantFsm> failed: call memcpy_s set {field} failed.",
 };
 
 const Channel HOT_WORD = {
     "ai_hotword_task",
     ONE_WAY,
-    "storm SendMsgToVisionAssistantHotword msgId NUMBER, msgDataLen LENGTH\n"
-    "info SendMsgToVisionAssistantHotword msgId NUMBER, msgDataLen LENGTH",
-    "info <SendMsgToVisionAssistantHotword> SendSynMsg 0xID to Vision> Success!",
-    "error <SendMsgToVisionAssistantHotword> failed: msg 0xID call OsMsgSynSend failed -8.",
+    "storm SendMsgToVisionAssistantHotword msgId {number}, msgDataLen {length}\n"
+    "info SendMsgToVisionAssistantHotword msgId {number}, msgDataLen {length}",
+    "info <SendMsgToVisionAssistantHotword> SendSynMsg 0x{id} to Vision> Success!",
+    "error <SendMsgToVisionAssistantHotword> failed: msg 0x{id} call OsMsgSynSend failed -8.",
     "",
-    "error <SendMsgToVisionAssistantHotword> failed: call memcpy_s set FIELD failed.",
+    "error <SendMsgToVisionAssistantHotword> failed: call memcpy_s set {field} failed.",
 };
 
 const Channel ASSISTANT_QUERY = {
@@ -112,9 +156,9 @@ const Channel ASSISTANT_QUERY = {
     3000,
     "",
     "",
-    "error <SendSyncMsgToVisionAssistant> failed: msg ID call OsMsgSynSend failed -8.",
-    "error <SendSyncMsgToVisionAssistant> failed: can not get msg ID response",
-    "error <SendSyncMsgToVisionAssistant> failed: call memcpy_s set FIELD failed.",
+    "error <SendSyncMsgToVisionAssistant> failed: msg {id} call OsMsgSynSend failed -8.",
+    "error <SendSyncMsgToVisionAssistant> failed: can not get msg {id} response",
+    "error <SendSyncMsgToVisionAssistant> failed: call memcpy_s set {field} failed.",
 };
 
 // --- Arguments ---
@@ -129,6 +173,26 @@ OrviAiAssistantPageInfo g_pageInfo;
 tagOrviAiAbility g_ability;
 std::string& g_words = *new std::string("hello");
 
+// A detector that the service has never seen serves every request.
+constexpr size_t DETECTOR_SIZE = 52;
+
+int CreateDetector() {
+    void* handle = nullptr;
+    const int result = OrviAiSrvCreateFaceDetector(&handle, 0, 25, 0, [](tagOrviAiSrvFaceDetEvent*) {});
+    free(handle);
+    return result;
+}
+int DestroyDetector() {
+    return OrviAiSrvDestroyFaceDetector(calloc(1, DETECTOR_SIZE));  // which releases it in any case
+}
+int StartDetector() {
+    uint8_t detector[DETECTOR_SIZE] = {};
+    return OrviAiSrvStartFaceDetector(detector);
+}
+int StopDetector() {
+    uint8_t detector[DETECTOR_SIZE] = {};
+    return OrviAiSrvStopFaceDetector(detector);
+}
 int StartCaptions() {
     tagOrviAiConfInfo conference = {};
     conference.text1[0] = conference.text2[0] = 'c';
@@ -154,6 +218,31 @@ int InitIntent() {
 // begin, end, not sent, refused, failed
 
 const std::vector<Request>& ALL = *new std::vector<Request>{
+    {"OrviAiSrvCreateFaceDetector", CreateDetector, CREATE, 0x600002, 48, 2, 52,
+     "info <OrviAiSrvCreateFaceDetector> create face detector request begin: sourceId=0, frameRate=25, neeedReID=0.",
+     "info <AiSrvServiceProxy::CreateDetectTrackProxy> succeed: client info, proc=, task=, cpu=0.\n"
+     "info <OrviAiSrvCreateFaceDetector> succeed: client info, proc=, task=, cpu=0.\n"
+     "info <OrviAiSrvCreateFaceDetector> create face detector request succeed.",
+     "error <AiSrvServiceProxy::CreateDetectTrackProxy> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::CreateDetectTrackProxy> failed: call memcpy_s failed.",
+     "error <OrviAiSrvCreateFaceDetector> create face detector failed: call CreateDetectTrackProxy failed."},
+    {"OrviAiSrvDestroyFaceDetector", DestroyDetector, DESTROY, 0x600003, 52, 0, 52,
+     "info <OrviAiSrvDestroyFaceDetector> destroy face detector request begin.",
+     "info <OrviAiSrvDestroyFaceDetector> destroy face detector request succeed.", "",
+     "error <AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call memcpy_s failed.",
+     "error <OrviAiSrvDestroyFaceDetector> destory face detector failed: call RemoveDetectTrackProxy failed."},
+    {"OrviAiSrvStartFaceDetector", StartDetector, START, 0x600004, 52, 0, 52,
+     "info <OrviAiSrvStartFaceDetector> start face detector request begin.\n"
+     "info <OrviAiSrvStartFaceDetector> succeed: client info, proc=, task=, cpu=0, sourceId=0, status=0",
+     "info <OrviAiSrvStartFaceDetector> start face detector request succeed.", "",
+     "error <AiSrvServiceProxy::StartDetectTrackProxy> failed: call memcpy_s failed.",
+     "error <OrviAiSrvStartFaceDetector> start face detector failed: call StartDetectTrackProxy failed."},
+    {"OrviAiSrvStopFaceDetector", StopDetector, STOP, 0x600005, 52, 0, 52,
+     "info <OrviAiSrvStopFaceDetector> stop face detector request begin.",
+     "info <OrviAiSrvStopFaceDetector> stop face detector request succeed.", "",
+     "error <AiSrvServiceProxy::StopDetectTrackProxy> failed: call memcpy_s failed.",
+     "error <OrviAiSrvStopFaceDetector> stop face detector failed: call StopDetectTrackProxy failed."},
+
     {"OrviAiSrvCaptionInit", [] { return OrviAiSrvCaptionInit(OnCaption); }, INTERFACE, 0x600014, 36, 2, VERDICT,
      "info <OrviAiSrvCaptionInit> init request begin.\n"
      "info <AiSrvServiceProxy::CaptionInit> enter CaptionInit",
@@ -286,7 +375,7 @@ const std::vector<Request>& ALL = *new std::vector<Request>{
      "error <AiSrvServiceProxy::LargeModelDeInit> failed: call memcpy_s failed.",
      "error <OrviAiSrvLargeModelDeInit> LargeModelDeInit failed."},
     {"GetLargeModelAbility", [] { return Proxy().GetLargeModelAbility(&g_ability); }, OM, 0x60003A, 0, 0, 52, "", "",
-     "error <AiSrvServiceProxy::GetLargeModelAbility> SendSynMsgToVision msg:0xID failed. ret:-1",
+     "error <AiSrvServiceProxy::GetLargeModelAbility> SendSynMsgToVision msg:0x{id} failed. ret:-1",
      "error <AiSrvServiceProxy::GetLargeModelAbility> failed: call memcpy_s failed.", ""},
 
     {"OrviAiAssistantInitKeyWord", [] { return OrviAiAssistantInitKeyWord(App()); }, HOT_WORD, 0x600060, 17, 2, ANY,
@@ -298,7 +387,7 @@ const std::vector<Request>& ALL = *new std::vector<Request>{
      "error OrviAiAssistantUpdateKeyWord enter\n"
      "info <AssistantUpdateKeyWord> enter, type[1], appId[a]",
      "info <AssistantUpdateKeyWord> out, type[1], appId[a]",
-     "error <AssistantUpdateKeyWord> SendSynMsg failed. msgId[0xID], type[1], appId[a]", "",
+     "error <AssistantUpdateKeyWord> SendSynMsg failed. msgId[0x{id}], type[1], appId[a]", "",
      "error <OrviAiAssistantUpdateKeyWord> request failed."},
     {"OrviAiAssistantInitIntent", InitIntent, ASSISTANT, 0x600056, 260, 1, ANY,
      "storm OrviAiAssistantInitIntent enter, intents num 1\n"

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <vector>
 
-// How a request travels, and the lines that its sender logs. In the texts ID stands for the message in hexadecimal,
-// NUMBER for the same in decimal, LENGTH for the bytes of the payload, FIELD for one of the receiver's two names; '\n'
-// separates lines.
+// How a request travels, and the lines that its sender logs, separated by '\n'. In the texts {id} stands for the
+// message in hexadecimal, {number} for the same in decimal, {length} for the bytes of the payload, {field} for one of
+// the receiver's two names.
 struct Channel {
     const char* task;
     int waitMs;  // ONE_WAY: there is no reply
