@@ -38,6 +38,16 @@ struct Copy {
     string expected;
 };
 
+template <size_t Count, typename Call>
+void Check(const Copy (&cases)[Count], Call call) {
+    for (const Copy& c : cases) {
+        Room room;
+        EXPECT_EQ(call(room.bytes, c) == 0, c.good) << c.what;
+        EXPECT_EQ(room.Contents(), c.expected) << c.what;
+        EXPECT_TRUE(room.GuardHolds()) << c.what;
+    }
+}
+
 TEST(Securec, MemoryCopies) {
     const Copy cases[] = {
         {"fits", 8, "abc", 3, true, "abcxxxxx"},
@@ -51,12 +61,7 @@ TEST(Securec, MemoryCopies) {
         {"a negative size", static_cast<size_t>(-1), "abc", 3, false, kUntouched},
         {"a count that wraps", 8, "abc", SIZE_MAX, false, kCleared},
     };
-    for (const Copy& c : cases) {
-        Room room;
-        EXPECT_EQ(memcpy_s(room.bytes, c.size, c.source, c.count) == 0, c.good) << c.what;
-        EXPECT_EQ(room.Contents(), c.expected) << c.what;
-        EXPECT_TRUE(room.GuardHolds()) << c.what;
-    }
+    Check(cases, [](char* to, const Copy& c) { return memcpy_s(to, c.size, c.source, c.count); });
     EXPECT_NE(memcpy_s(nullptr, 8, "abc", 3), 0);
 }
 
@@ -66,12 +71,7 @@ TEST(Securec, MemoryFills) {
         {"one too many", 8, "", 9, false, kCleared}, {"nothing", 8, "", 0, true, kUntouched},
         {"no room", 0, "", 1, false, kUntouched},    {"a negative size", SIZE_MAX, "", 1, false, kUntouched},
     };
-    for (const Copy& c : cases) {
-        Room room;
-        EXPECT_EQ(memset_s(room.bytes, c.size, 'z', c.count) == 0, c.good) << c.what;
-        EXPECT_EQ(room.Contents(), c.expected) << c.what;
-        EXPECT_TRUE(room.GuardHolds()) << c.what;
-    }
+    Check(cases, [](char* to, const Copy& c) { return memset_s(to, c.size, 'z', c.count); });
     EXPECT_NE(memset_s(nullptr, 8, 0, 8), 0);
 }
 
@@ -87,12 +87,7 @@ TEST(Securec, StringCopies) {
         {"no room", 0, "", 0, false, kUntouched},
         {"a negative size", SIZE_MAX, "abc", 0, false, kUntouched},
     };
-    for (const Copy& c : cases) {
-        Room room;
-        EXPECT_EQ(strcpy_s(room.bytes, c.size, c.source) == 0, c.good) << c.what;
-        EXPECT_EQ(room.Contents(), c.expected) << c.what;
-        EXPECT_TRUE(room.GuardHolds()) << c.what;
-    }
+    Check(cases, [](char* to, const Copy& c) { return strcpy_s(to, c.size, c.source); });
     EXPECT_NE(strcpy_s(nullptr, 8, "abc"), 0);
 }
 
@@ -109,12 +104,7 @@ TEST(Securec, BoundedStringCopies) {
         {"a negative count", 8, "abc", SIZE_MAX, false, kCleared},
         {"no room", 0, "abc", 3, false, kUntouched},
     };
-    for (const Copy& c : cases) {
-        Room room;
-        EXPECT_EQ(strncpy_s(room.bytes, c.size, c.source, c.count) == 0, c.good) << c.what;
-        EXPECT_EQ(room.Contents(), c.expected) << c.what;
-        EXPECT_TRUE(room.GuardHolds()) << c.what;
-    }
+    Check(cases, [](char* to, const Copy& c) { return strncpy_s(to, c.size, c.source, c.count); });
 }
 
 TEST(Securec, Formats) {
