@@ -1,7 +1,7 @@
 // The simulated service itself: its answers, its own errors, its clients, its end.
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -13,18 +13,23 @@ namespace {
 
 class SimulatorTest : public VisionTest {
  protected:
-    // Runs the simulator to its end; its stderr is in `errors`.
-    int RunToEnd(const std::vector<std::string>& arguments, std::string& errors) {
+    // Runs the simulator to its end: its exit code. It tells its error in one line of stderr, which contains `text`.
+    void ExpectError(const std::vector<std::string>& arguments, int result, const std::string& text = "") {
         const std::string file = sandbox_.Path("run.log");
         remove(file.c_str());
-        ChildProcess child("orvi-vision-sim", arguments, file);
-        const int result = child.Wait();
-        errors = ReadFile(file);
-        return result;
+        EXPECT_EQ(ChildProcess("orvi-vision-sim", arguments, file).Wait(), result);
+        const std::string errors = ReadFile(file);
+        EXPECT_EQ(errors.find('\n'), errors.size() - 1) << errors;
+        EXPECT_NE(errors.find(text), std::string::npos) << errors;
     }
 
-    static bool IsOneLine(const std::string& text) {
-        return std::count(text.begin(), text.end(), '\n') == 1 && text.back() == '\n';
+    // Another application, which is connected as the last of so many clients.
+    std::unique_ptr<ChildProcess> StartOther(int clients) {
+        auto other =
+            std::make_unique<ChildProcess>("first_steps", std::vector<std::string>{}, sandbox_.Path("other.log"));
+        EXPECT_TRUE(other->ReadUntil("connected"));
+        simulator_.Command("await clients " + std::to_string(clients));
+        return other;
     }
 };
 
@@ -59,34 +64,25 @@ const struct {
     {"ai_v_task_i", 0x60003D, 580, 52},  {"ai_assist_task", 0x60005E, 0, 44}, {"ai_assist_task", 0x60005F, 0, 4},
 };
 
+// A reply of the request's form; a verdict to payloads that are a byte too long or too short, and at the wrong task.
 TEST_F(SimulatorTest, EachRequestGetsAReplyOfItsForm) {
     Connect();
     for (const auto& request : REQUESTS) {
+        SCOPED_TRACE(request.id);
         Bytes payload = Address();
         payload.resize(request.length);
         const Outcome outcome = RequestFromTask(request.task, request.id, payload, LONG_WAIT_MS);
-        EXPECT_EQ(outcome.result, 0) << std::hex << request.id;
-        EXPECT_EQ(outcome.data.size(), request.replyLength) << std::hex << request.id;
-    }
-}
-
-// A payload that is one byte too long or too short, and the right one at the wrong task.
-TEST_F(SimulatorTest, MalformedRequestIsRefusedWithAVerdict) {
-    Connect();
-    for (const auto& request : REQUESTS) {
-        const Bytes right(request.length);
-        Bytes longer(request.length + 1);
-        Bytes shorter(request.length > 0 ? request.length - 1 : 1);
-        EXPECT_EQ(RequestFromTask(request.task, request.id, longer, LONG_WAIT_MS).data, Bytes{1});
-        EXPECT_EQ(RequestFromTask(request.task, request.id, shorter, LONG_WAIT_MS).data, Bytes{1});
-        EXPECT_EQ(RequestFromTask("ai_hotword_task", request.id, right, LONG_WAIT_MS).data, Bytes{1});
+        EXPECT_EQ(outcome.result, 0);
+        EXPECT_EQ(outcome.data.size(), request.replyLength);
+        EXPECT_EQ(RequestFromTask("ai_hotword_task", request.id, payload, LONG_WAIT_MS).data, Bytes{1});
+        for (const size_t length : {request.length + 1, request.length > 0 ? request.length - 1 : 1}) {
+            EXPECT_EQ(RequestFromTask(request.task, request.id, Bytes(length), LONG_WAIT_MS).data, Bytes{1});
+        }
     }
 }
 
 TEST_F(SimulatorTest, RefusalsAreLogged) {
     Connect();
-    Bytes unterminated(36, 'x');
-    Bytes noEnd(260, 'y');
     Bytes photos(76);
     photos[72] = 6;
     const struct {
@@ -98,11 +94,10 @@ TEST_F(SimulatorTest, RefusalsAreLogged) {
         {"ai_v_task_i", 0x600013, {}, "refused 0x600013 \"unknown\" on ai_v_task_i"},
         {"ai_v_task_i", 0x600014, Bytes(35), "35 bytes, expected 36"},
         {"VDirector", 0x600014, Bytes(36), "belongs to ai_v_task_i"},
-        {"ai_v_task_m", 0x60000F, unterminated, "a name of the client is empty or has no end"},
-        {"ai_v_task_m", 0x60000F, Bytes(36), "a name of the client is empty or has no end"},
-        {"ai_v_task_m", 0x600010, unterminated, "a name of the client is empty or has no end"},
+        {"ai_v_task_m", 0x60000F, Bytes(36), "refused 0x60000f \"init\" on ai_v_task_m"},
+        {"ai_v_task_m", 0x600010, Bytes(36, 'x'), "a name of the client is empty or has no end"},
         {"ai_v_task_m", 0x60000F, Address(), "is no request, but its sender waits"},
-        {"ai_face_task", 0x600027, noEnd, "the user id has no end"},
+        {"ai_face_task", 0x600027, Bytes(260, 'y'), "the user id has no end"},
         {"ai_v_task_i", 0x600006, photos, "6 face ids"},
         {"ai_assist_task", 0x600056, {255, 255, 255, 255}, "intents do not fill 4 bytes"},
         {"ai_hotword_task", 0x600060, {'a', 'b'}, "the hot-word key does not end with the payload"},
@@ -117,45 +112,32 @@ TEST_F(SimulatorTest, RefusalsAreLogged) {
 
 TEST_F(SimulatorTest, MalformedOneWayMessagesChangeNothing) {
     Connect();
-    Bytes cut = Address();
-    cut.pop_back();
     Bytes stranger = Address();
     stranger[0] = 'x';
-    SendToMaster(0x60000F, cut);
-    SendToMaster(0x600010, cut);
+    SendToMaster(0x60000F, Bytes(35, 'z'));
+    SendToMaster(0x600010, Bytes(35, 'z'));
     SendToMaster(0x600010, stranger);
-    SendToMaster(0x600010, Bytes(36, 'z'));
-    simulator_.Command("await request 0x600010 3");
+    simulator_.Command("await request 0x600010 2");
     EXPECT_EQ(simulator_.Command("clients").substr(0, 2), "1 ");
     EXPECT_NE(simulator_.Log().find("is not known"), std::string::npos);
 }
 
 TEST_F(SimulatorTest, OwnErrorsAreOneLineAndAnExitCode) {
     simulator_.Start();
-    std::string errors;
-    EXPECT_EQ(RunToEnd({}, errors), 1);
-    EXPECT_TRUE(IsOneLine(errors)) << errors;
-    EXPECT_NE(errors.find("AI_VISION"), std::string::npos) << errors;
-
-    for (const std::vector<std::string>& arguments :
-         std::vector<std::vector<std::string>>{{"--no-such-option"},
-                                               {"--exit-after", "soon"},
-                                               {"--queue-size", "0"},
-                                               {"--push", "0x60002b:x"},
-                                               {"--push", "nonsense"},
-                                               {"--push", "0x60002b:1@x"}}) {
-        EXPECT_EQ(RunToEnd(arguments, errors), 2) << arguments[0];
-        EXPECT_TRUE(IsOneLine(errors)) << errors;
-    }
-
+    ExpectError({}, 1, "AI_VISION");
+    ExpectError({"--no-such-option"}, 2);
+    ExpectError({"--exit-after", "soon"}, 2);
+    ExpectError({"--queue-size", "0"}, 2);
+    ExpectError({"--push", "0x60002b:x"}, 2);
+    ExpectError({"--push", "0x60002b:1@x"}, 2);
     simulator_.Stop();
+
     const std::string open = sandbox_.Path("open");
     mkdir(open.c_str(), 0700);
     chmod(open.c_str(), 0777);
     for (const std::string& directory : {open, sandbox_.Path("absent/deeper"), "/" + std::string(200, 'x')}) {
         setenv("ORVI_BUS_DIR", directory.c_str(), 1);
-        EXPECT_EQ(RunToEnd({}, errors), 1) << directory;
-        EXPECT_TRUE(IsOneLine(errors)) << errors;
+        ExpectError({}, 1);
     }
 }
 
@@ -188,28 +170,23 @@ TEST_F(SimulatorTest, EndsCleanly) {
 
 TEST_F(SimulatorTest, ControlErrorsAreAnswers) {
     simulator_.Start();
-    for (const char* line : {"nonsense",
-                             "push",
-                             "push x",
-                             "push 0x60002b y",
-                             "push 0x60002b hex:123",
-                             "push 0x60002b zeros:99999999",
-                             "push 5000000000",
-                             "pushto",
-                             "pushto a",
-                             "await",
-                             "await clients",
-                             "await clients x",
-                             "await clients 1 2 3",
-                             "await nothing 1",
-                             "count",
-                             "delay 0x600014",
-                             "silent",
-                             "reply",
-                             "reset",
-                             "hold",
-                             "await clients 7 1"}) {
+    const std::vector<std::string> lines = {"nonsense",
+                                            "push x",
+                                            "push 0x60002b y",
+                                            "push 0x60002b hex:123",
+                                            "push 0x60002b zeros:99999999",
+                                            "push 5000000000",
+                                            "pushto a",
+                                            "await clients x",
+                                            "await clients 1 2 3",
+                                            "await nothing 1",
+                                            "await clients 7 1",
+                                            "delay 0x600014"};
+    for (const std::string& line : lines) {
         EXPECT_EQ(simulator_.Ask(line).substr(0, 6), "error ") << line;
+    }
+    for (const char* lonely : {"push", "pushto", "await", "count", "silent", "reply", "reset", "hold", "mic"}) {
+        EXPECT_EQ(simulator_.Ask(lonely).substr(0, 6), "error ") << lonely;
     }
     EXPECT_EQ(simulator_.Command("push 0x60002b 1"), "0") << "nobody to send it to";
     EXPECT_EQ(simulator_.Stop(), 0);
@@ -217,22 +194,20 @@ TEST_F(SimulatorTest, ControlErrorsAreAnswers) {
 
 TEST_F(SimulatorTest, ClientThatDiesIsDropped) {
     Connect();
-    for (int round = 0; round < 3; ++round) {
-        ChildProcess other("first_steps", {}, sandbox_.Path("other.log"));
-        ASSERT_TRUE(other.ReadUntil("connected"));
-        simulator_.Command("await clients 2");
+    for (int round = 1; round <= 3; ++round) {
+        const auto other = StartOther(2);
         // The bus reports the exit of a process that it has seen receiving, and a message that the process sends while
         // it receives shows it: told that the service has started, it announces itself once more from its callback.
-        simulator_.Command("pushto ai_vpp" + std::to_string(other.Pid()) + " 0x600033 1");
-        simulator_.Command("await request 0x60000f " + std::to_string(1 + 2 * (round + 1)));  // this process once
-        other.Signal(SIGKILL);
+        simulator_.Command("pushto " + ProcessName(other->Pid()) + " 0x600033 1");
+        simulator_.Command("await request 0x60000f " + std::to_string(1 + 2 * round));  // this process once
+        other->Signal(SIGKILL);
         simulator_.Command("await clients 1");
     }
-    EXPECT_EQ(simulator_.Command("push 0x60002b 9"), "1");
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 9}}));
+    ExpectPushArrives();
 }
 
-// A process whose exit the bus does not report, such as one that never received: the next message to it shows that it has gone.
+// A process whose exit the bus does not report, such as one that never received: the next message to it shows that it
+// has gone.
 TEST_F(SimulatorTest, ClientThatNeverReceivedIsDroppedAtTheNextPush) {
     Connect();
     Bytes nobody(36);
@@ -240,63 +215,53 @@ TEST_F(SimulatorTest, ClientThatNeverReceivedIsDroppedAtTheNextPush) {
     nobody[16] = 'y';
     SendToMaster(0x60000F, nobody);
     simulator_.Command("await clients 2");
-    EXPECT_EQ(simulator_.Command("push 0x60002b 8"), "2");
+    ExpectPushArrives(2);
     simulator_.Command("await clients 1");
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 8}}));
     EXPECT_NE(simulator_.Log().find("client x/y is gone"), std::string::npos);
 }
 
 TEST_F(SimulatorTest, PushReachesTheClientThatIsMeant) {
     Connect();
-    ChildProcess other("first_steps", {}, sandbox_.Path("other.log"));
-    ASSERT_TRUE(other.ReadUntil("connected"));
-    simulator_.Command("await clients 2");
-    EXPECT_EQ(simulator_.Command("pushto ai_vpp" + std::to_string(other.Pid()) + " 0x60002b 31"), "1");
+    const auto other = StartOther(2);
+    EXPECT_EQ(simulator_.Command("pushto " + ProcessName(other->Pid()) + " 0x60002b 31"), "1");
     EXPECT_EQ(simulator_.Command("pushto " + ProcessName() + " 0x60002b 32"), "1");
     EXPECT_EQ(simulator_.Command("pushto nobody 0x60002b 33"), "0");
     EXPECT_EQ(simulator_.Command("push 0x60002b 34"), "2");
-    EXPECT_TRUE(other.ReadUntil("status of type 3 is 31"));
-    EXPECT_TRUE(other.ReadUntil("status of type 3 is 34"));
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 32}}));
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 34}}));
-    other.Signal(SIGTERM);
-    EXPECT_TRUE(other.ReadUntil("left the service"));
-    EXPECT_EQ(other.Wait(), 0);
+    for (const int status : {32, 34}) {
+        EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, status);
+    }
+    EXPECT_TRUE(other->ReadUntil("status of type 3 is 31"));
+    EXPECT_TRUE(other->ReadUntil("status of type 3 is 34"));
+    other->Signal(SIGTERM);
+    EXPECT_TRUE(other->ReadUntil("left the service"));
+    EXPECT_EQ(other->Wait(), 0);
     simulator_.Command("await clients 1");
 }
 
 // The stopped client's queue fills and runs over; this client receives everything, one after the other.
-TEST_F(SimulatorTest, StuckClientSlowsNobody) {
+TEST_F(SimulatorTest, StuckClientSlowsNobodyAndKeepsNobodyFromEnding) {
     Connect({"--queue-size", "4"});
-    ChildProcess stuck("first_steps", {}, sandbox_.Path("stuck.log"));
-    ASSERT_TRUE(stuck.ReadUntil("connected"));
-    simulator_.Command("await clients 2");
-    stuck.Signal(SIGSTOP);
-    for (int i = 1; i <= 40; ++i) {
-        simulator_.Command("push 0x60002d " + std::to_string(i) + " zeros:200000");
-        ASSERT_EQ(EventRecorder::Next(), (Event{4, true, {i}}));
-    }
+    const auto stuck = StartOther(2);
+    stuck->Signal(SIGSTOP);
+    const auto fillQueue = [&] {
+        for (int i = 1; i <= 40; ++i) {
+            simulator_.Command("push 0x60002d " + std::to_string(i) + " zeros:200000");
+            ASSERT_EQ(EventRecorder::Next(), (Event{4, true, {i}}));
+        }
+    };
+    fillQueue();
     const std::string log = simulator_.Log();
-    EXPECT_NE(log.find("queue of ai_vpp" + std::to_string(stuck.Pid())), std::string::npos);
+    EXPECT_NE(log.find("queue of " + ProcessName(stuck->Pid())), std::string::npos);
     EXPECT_EQ(log.find("queue of " + ProcessName()), std::string::npos);
-    EXPECT_NE(simulator_.Command("clients").find(" overflowed="), std::string::npos);
 
-    stuck.Signal(SIGCONT);
+    stuck->Signal(SIGCONT);
     simulator_.Command("await sent");
     simulator_.Command("push 0x60002b 50");
-    EXPECT_TRUE(stuck.ReadUntil("status of type 3 is 50")) << "the client is served again";
-    EXPECT_EQ(EventRecorder::Next(), (Event{2, true, {3, 50}}));
-}
+    EXPECT_TRUE(stuck->ReadUntil("status of type 3 is 50")) << "the client is served again";
+    EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, 50);
 
-TEST_F(SimulatorTest, EndsAlthoughAClientIsStuck) {
-    simulator_.Start({"--queue-size", "4"});
-    ChildProcess stuck("first_steps", {}, sandbox_.Path("stuck.log"));
-    ASSERT_TRUE(stuck.ReadUntil("connected"));
-    simulator_.Command("await clients 1");
-    stuck.Signal(SIGSTOP);
-    for (int i = 0; i < 10; ++i) {
-        simulator_.Command("push 0x60002d zeros:1000000");
-    }
+    stuck->Signal(SIGSTOP);
+    fillQueue();
     EXPECT_EQ(simulator_.Stop(), 0);
     EXPECT_NE(simulator_.Log().find("queued messages for"), std::string::npos) << "what is dropped is told";
 }
