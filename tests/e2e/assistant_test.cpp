@@ -126,9 +126,7 @@ class AssistantTest : public VisionTest {
     }
 
     // One-way requests have been handled when this returns.
-    void Handled(uint32_t id) {
-        simulator_.Command("await request " + std::to_string(id) + " " + std::to_string(++sent_[id]));
-    }
+    void Handled(uint32_t id) { simulator_.Await("request " + std::to_string(id) + " " + std::to_string(++sent_[id])); }
 
     void Intents(const Lines& names) {
         std::vector<OrviAiAssistantIntentName> intents(names.size());
@@ -372,9 +370,9 @@ TEST_F(AssistantExampleTest, HoldsAConversation) {
     for (const char* const time : {"1", "2"}) {
         example = std::make_unique<ChildProcess>("voice_assistant", Lines{}, sandbox_.Path("example.log"));
         EXPECT_TRUE(example->ReadUntil("ready"));
-        simulator_.Command("await clients 1");
-        simulator_.Command(std::string("await request 0x600056 ") + time);
-        simulator_.Command(std::string("await request 0x600061 ") + time);
+        simulator_.Await("clients 1");
+        simulator_.Await(std::string("request 0x600056 ") + time);
+        simulator_.Await(std::string("request 0x600061 ") + time);
         EXPECT_EQ(simulator_.Command("say hey concierge, book a room"), "woken up");
         EXPECT_TRUE(example->ReadUntil("2: the garden room"));
         if (time[0] == '2') {
@@ -384,7 +382,7 @@ TEST_F(AssistantExampleTest, HoldsAConversation) {
         EXPECT_EQ(simulator_.Command("say 2"), "heard");
         EXPECT_TRUE(example->ReadUntil("it says: I have booked the garden room."));
         EXPECT_EQ(example->Wait(), 0);
-        simulator_.Command("await clients 0");
+        simulator_.Await("clients 0");
     }
     // An event that has arrived proves that the example would hear of the service's end.
     simulator_.Kill();

@@ -14,7 +14,7 @@ TEST_F(ConnectionTest, ServiceSeesTheClientComeAndGo) {
     Connect();
     EXPECT_NE(simulator_.Command("clients").find("1 " + ProcessName() + "/" + TaskName() + " "), std::string::npos);
     ASSERT_EQ(OrviAiSrvApiDeinit(), 0);
-    simulator_.Command("await clients 0");
+    simulator_.Await("clients 0");
     // The message thread and the callback stay, so the client may come back.
     Announce();
     ExpectPushArrives();
@@ -23,7 +23,7 @@ TEST_F(ConnectionTest, ServiceSeesTheClientComeAndGo) {
 TEST_F(ConnectionTest, SecondInitAnnouncesAgainAndKeepsTheFirstCallback) {
     Connect();
     ASSERT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, [](OrviAiEventId, void*) { ADD_FAILURE() << "wrong callback"; }), 0);
-    simulator_.Command("await request 0x60000f 2");
+    simulator_.Await("request 0x60000f 2");
     ExpectPushArrives();
 }
 
@@ -65,7 +65,7 @@ TEST_F(ConnectionTest, LeaveAndComeBackWithoutRest) {
         ASSERT_EQ(OrviAiSrvApiDeinit(), 0);
         ASSERT_EQ(Init(), 0);
     }
-    simulator_.Command("await request 0x60000f " + std::to_string(ROUNDS + 1));
+    simulator_.Await("request 0x60000f " + std::to_string(ROUNDS + 1));
     ExpectPushArrives();  // over the one connection that the service has to this process
     ExpectBackAt(baseline);
 }

@@ -20,13 +20,13 @@ TEST_P(ExitTest, IsCleanWheneverItComes) {
     for (int round = 0; round < 10; ++round) {
         ChildProcess application("exit_app", {GetParam(), ORVI_TEST_LIBRARY}, sandbox_.Path("exit_app.log"));
         ASSERT_TRUE(application.ReadUntil("connected"));
-        simulator_.Command("await clients 1");
+        simulator_.Await("clients 1");
         // Far more than it waits for: the rest arrives during its end or after it.
         for (int i = 0; i < 100; ++i) {
             (void)simulator_.Ask("push 0x60002b " + std::to_string(i));
         }
         ASSERT_EQ(application.Wait(), 7) << "round " << round;
-        simulator_.Command("await clients 0");
+        simulator_.Await("clients 0");
     }
 }
 

@@ -131,7 +131,7 @@ TEST_F(FaceTest, DetectorsAreLimitedAndBelongToTheirClient) {
 
     // Detectors of clients that have left make room.
     ASSERT_EQ(OrviAiSrvApiDeinit(), 0);
-    simulator_.Command("await clients 0");
+    simulator_.Await("clients 0");
     detectors.push_back(Start());
     AwaitServiceTime(THREE_PICTURES);
     // An announcement may be handled after the requests that follow it, as they go to another task: the detector has

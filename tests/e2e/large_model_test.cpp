@@ -51,6 +51,7 @@ class LargeModelTest : public VisionTest {
                 Answer& answer = underWay_[piece.requestId];
                 EXPECT_EQ(piece.index, answer.pieces++);
                 EXPECT_EQ(piece.textLength, std::strlen(piece.text));
+                EXPECT_NE(piece.text[0] & 0xC0, 0x80) << "begins inside a character";
                 answer.text += piece.text;
             } else if (event.id == ORVI_AI_EVENT_LARGE_MODEL_40) {
                 const auto end = As<OrviSimModelEnd>(event.record);
@@ -76,7 +77,10 @@ class LargeModelTest : public VisionTest {
 
 TEST_F(LargeModelTest, AnswersComeInPieces) {
     ConnectAndInit();
-    const std::string longText = std::string(4600, 'w') + " two  three\xC3\xA4 four";
+    std::string longText = " two  three four";
+    while (longText.size() < 4600) {
+        longText += "\xC3\xA4";  // a character of two bytes is not taken apart
+    }
     const struct {
         uint32_t type;
         std::string text;
@@ -161,7 +165,7 @@ TEST_F(LargeModelTest, ExampleAsks) {
     EXPECT_TRUE(example.ReadUntil("|You asked: \"Who"));
     EXPECT_TRUE(example.ReadUntil("pieces, 123 characters"));
     EXPECT_EQ(example.Wait(), 0);
-    simulator_.Command("await clients 0");
+    simulator_.Await("clients 0");
 }
 
 // The capability file, which the library's common library reads, and the service each tell a part.

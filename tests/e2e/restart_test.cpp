@@ -31,7 +31,7 @@ TEST_F(RestartTest, CallbackConnectsAgainAndTheReadyFlagFollows) {
     EXPECT_TRUE(AiSrvServiceProxy::isVisionOK);
     AnnounceAtEachStart();
     RestartSimulator();
-    simulator_.Command("await clients 1");
+    simulator_.Await("clients 1");
     ExpectPushArrives();  // behind the start on the same thread
     EXPECT_TRUE(AiSrvServiceProxy::isVisionOK);
 }

@@ -28,7 +28,7 @@ class SimulatorTest : public VisionTest {
         auto other =
             std::make_unique<ChildProcess>("first_steps", std::vector<std::string>{}, sandbox_.Path("other.log"));
         EXPECT_TRUE(other->ReadUntil("connected"));
-        simulator_.Command("await clients " + std::to_string(clients));
+        simulator_.Await("clients " + std::to_string(clients));
         return other;
     }
 };
@@ -117,7 +117,7 @@ TEST_F(SimulatorTest, MalformedOneWayMessagesChangeNothing) {
     SendToMaster(0x60000F, Bytes(35, 'z'));
     SendToMaster(0x600010, Bytes(35, 'z'));
     SendToMaster(0x600010, stranger);
-    simulator_.Command("await request 0x600010 2");
+    simulator_.Await("request 0x600010 2");
     EXPECT_EQ(simulator_.Command("clients").substr(0, 2), "1 ");
     EXPECT_NE(simulator_.Log().find("is not known"), std::string::npos);
 }
@@ -170,22 +170,12 @@ TEST_F(SimulatorTest, EndsCleanly) {
 
 TEST_F(SimulatorTest, ControlErrorsAreAnswers) {
     simulator_.Start();
-    const std::vector<std::string> lines = {"nonsense",
-                                            "push x",
-                                            "push 0x60002b y",
-                                            "push 0x60002b hex:123",
-                                            "push 0x60002b zeros:99999999",
-                                            "push 5000000000",
-                                            "pushto a",
-                                            "await clients x",
-                                            "await clients 1 2 3",
-                                            "await nothing 1",
-                                            "await clients 7 1",
-                                            "delay 0x600014"};
-    for (const std::string& line : lines) {
+    for (const char* line : {"nonsense", "push x", "push 1 y", "push 1 hex:123", "push 5000000000", "pushto a",
+                             "await clients x", "await clients 1 2 3", "await nothing 1", "await clients 7 1"}) {
         EXPECT_EQ(simulator_.Ask(line).substr(0, 6), "error ") << line;
     }
-    for (const char* lonely : {"push", "pushto", "await", "count", "silent", "reply", "reset", "hold", "mic"}) {
+    for (const char* lonely :
+         {"push", "pushto", "await", "count", "delay", "silent", "reply", "reset", "hold", "mic"}) {
         EXPECT_EQ(simulator_.Ask(lonely).substr(0, 6), "error ") << lonely;
     }
     EXPECT_EQ(simulator_.Command("push 0x60002b 1"), "0") << "nobody to send it to";
@@ -199,9 +189,9 @@ TEST_F(SimulatorTest, ClientThatDiesIsDropped) {
         // The bus reports the exit of a process that it has seen receiving, and a message that the process sends while
         // it receives shows it: told that the service has started, it announces itself once more from its callback.
         simulator_.Command("pushto " + ProcessName(other->Pid()) + " 0x600033 1");
-        simulator_.Command("await request 0x60000f " + std::to_string(1 + 2 * round));  // this process once
+        simulator_.Await("request 0x60000f " + std::to_string(1 + 2 * round));  // this process once
         other->Signal(SIGKILL);
-        simulator_.Command("await clients 1");
+        simulator_.Await("clients 1");
     }
     ExpectPushArrives();
 }
@@ -214,9 +204,9 @@ TEST_F(SimulatorTest, ClientThatNeverReceivedIsDroppedAtTheNextPush) {
     nobody[0] = 'x';
     nobody[16] = 'y';
     SendToMaster(0x60000F, nobody);
-    simulator_.Command("await clients 2");
+    simulator_.Await("clients 2");
     ExpectPushArrives(2);
-    simulator_.Command("await clients 1");
+    simulator_.Await("clients 1");
     EXPECT_NE(simulator_.Log().find("client x/y is gone"), std::string::npos);
 }
 
@@ -235,7 +225,7 @@ TEST_F(SimulatorTest, PushReachesTheClientThatIsMeant) {
     other->Signal(SIGTERM);
     EXPECT_TRUE(other->ReadUntil("left the service"));
     EXPECT_EQ(other->Wait(), 0);
-    simulator_.Command("await clients 1");
+    simulator_.Await("clients 1");
 }
 
 // The stopped client's queue fills and runs over; this client receives everything, one after the other.
@@ -255,7 +245,7 @@ TEST_F(SimulatorTest, StuckClientSlowsNobodyAndKeepsNobodyFromEnding) {
     EXPECT_EQ(log.find("queue of " + ProcessName()), std::string::npos);
 
     stuck->Signal(SIGCONT);
-    simulator_.Command("await sent");
+    simulator_.Await("sent");
     simulator_.Command("push 0x60002b 50");
     EXPECT_TRUE(stuck->ReadUntil("status of type 3 is 50")) << "the client is served again";
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, 50);

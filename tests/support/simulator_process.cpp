@@ -30,6 +30,11 @@ std::string SimulatorProcess::Command(const std::string& line) {
     return answer.size() > 3 ? answer.substr(3) : "";
 }
 
+void SimulatorProcess::Await(const std::string& what) {
+    const std::chrono::milliseconds limit = PATIENCE - std::chrono::seconds(2);
+    Command("await " + what + " " + std::to_string(limit.count()));
+}
+
 void SimulatorProcess::Kill() {
     child_->Signal(SIGKILL);
     EXPECT_EQ(child_->Wait(), -SIGKILL);

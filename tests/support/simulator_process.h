@@ -16,7 +16,8 @@ class SimulatorProcess {
     // Its log goes to the sandbox's service.log. Not started yet.
     explicit SimulatorProcess(const BusSandbox& sandbox) : sandbox_(sandbox) {}
 
-    // Starts it, or the program that the environment variable ORVI_TEST_SIMULATOR names, with --control and returns when every task can be reached. Fails the test otherwise.
+    // Starts it, or the program that the environment variable ORVI_TEST_SIMULATOR names, with --control and returns when
+    // every task can be reached. Fails the test otherwise.
     void Start(const std::vector<std::string>& options = {});
 
     bool Running() const { return child_ != nullptr; }
@@ -26,6 +27,9 @@ class SimulatorProcess {
     // what follows; Ask() takes any answer.
     std::string Command(const std::string& line);
     std::string Ask(const std::string& line);
+
+    // Its command "await", for a little less than PATIENCE.
+    void Await(const std::string& what);
 
     void Kill();                // SIGKILL; returns when the process is gone
     int Stop(int signal = 15);  // SIGTERM; its exit code

@@ -40,7 +40,7 @@ void VisionTest::Connect(const std::vector<std::string>& options) {
 
 void VisionTest::Announce() {
     ASSERT_EQ(Init(), 0);
-    simulator_.Command("await clients 1");
+    simulator_.Await("clients 1");
 }
 
 void VisionTest::ExpectPushArrives(int clients) {
