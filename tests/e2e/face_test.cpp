@@ -12,25 +12,17 @@ namespace orvi_test {
 namespace {
 
 auto& g_pictures = *new Recorder<OrviSimFaceEvent>;
-auto& g_others = *new Recorder<OrviSimFaceEvent>;
-
-OrviSimFaceEvent Copy(const tagOrviAiSrvFaceDetEvent* event) {
+void OnFaces(tagOrviAiSrvFaceDetEvent* event) {
     OrviSimFaceEvent picture;
     std::memcpy(&picture, event, sizeof(picture));
-    return picture;
-}
-void OnFaces(tagOrviAiSrvFaceDetEvent* event) {
-    g_pictures.Add(Copy(event));
-}
-void OnOtherFaces(tagOrviAiSrvFaceDetEvent* event) {
-    g_others.Add(Copy(event));
+    g_pictures.Add(picture);
 }
 
 class FaceTest : public VisionTest {
  protected:
-    void* Create(OrviAiSrvFaceCallback callback = OnFaces) {
+    void* Create() {
         void* handle = nullptr;
-        EXPECT_EQ(OrviAiSrvCreateFaceDetector(&handle, 0, 30, 1, callback), 0);
+        EXPECT_EQ(OrviAiSrvCreateFaceDetector(&handle, 0, 30, 1, OnFaces), 0);
         return handle;
     }
 
@@ -83,18 +75,6 @@ TEST_F(FaceTest, FacesMoveAndKeepTheirIds) {
     ASSERT_EQ(OrviAiSrvDestroyFaceDetector(detector), 0);
     ExpectNoPictures();
     ExpectBackAt(baseline);
-}
-
-TEST_F(FaceTest, TheLastDetectorOfASourceHasTheCallback) {
-    Connect();
-    void* const first = Start();
-    g_pictures.Next();
-    void* const second = Create(OnOtherFaces);
-    g_pictures.Clear();
-    g_others.Next();
-    EXPECT_EQ(g_pictures.Clear(), 0U);
-    EXPECT_EQ(OrviAiSrvDestroyFaceDetector(first), 0);
-    EXPECT_EQ(OrviAiSrvDestroyFaceDetector(second), 0);
 }
 
 TEST_F(FaceTest, ADetectorEndsWithTheService) {

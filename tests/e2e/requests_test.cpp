@@ -1,7 +1,6 @@
 // Synchronous requests: their replies, their failures, many at once.
 #include <atomic>
 #include <future>
-#include <thread>
 
 #include "orvi_ai_srv_proxy.h"
 #include "vision_test.h"
@@ -127,31 +126,6 @@ TEST_F(RequestsTest, CallbackMayAsk) {
     EventRecorder::ExpectIds({2, 100});
     EXPECT_EQ(answered, 2);
     EventRecorder::SetHook(nullptr);
-}
-
-TEST_F(RequestsTest, ThreadsGetTheirOwnReplies) {
-    Connect();
-    const Resources baseline = Resources::Now();
-    constexpr uint32_t THREADS = 32;
-    constexpr uint32_t REQUESTS = 20;
-    std::promise<void> go;
-    const std::shared_future<void> start = go.get_future().share();
-    std::atomic<uint32_t> right{0};
-    std::vector<std::thread> threads;
-    for (uint32_t thread = 0; thread < THREADS; ++thread) {
-        threads.emplace_back([&, thread] {
-            start.wait();
-            for (uint32_t i = 0; i < REQUESTS; ++i) {
-                right += IsAnswered(thread * 1000 + i) ? 1 : 0;
-            }
-        });
-    }
-    go.set_value();
-    for (std::thread& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(right, THREADS * REQUESTS);
-    ExpectBackAt(baseline);
 }
 
 // Threads that wait for an answer do not hold up one another, nor this one.

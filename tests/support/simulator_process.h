@@ -20,7 +20,6 @@ class SimulatorProcess {
     // every task can be reached. Fails the test otherwise.
     void Start(const std::vector<std::string>& options = {});
 
-    bool Running() const { return child_ != nullptr; }
     ChildProcess& Child() { return *child_; }
 
     // Sends a command and returns the answer. Command() fails the test unless the answer begins with "ok" and returns
