@@ -1,5 +1,4 @@
 // Peers that are not this library, or not honest: raw sockets at both ends.
-#include <cstring>
 #include <fstream>
 #include <poll.h>
 #include <sys/resource.h>
@@ -9,26 +8,13 @@
 
 #include "bus_peer.h"
 #include "bus_peer_ids.h"
-#include "frame.h"
+#include "frames.h"
 
 namespace {
 
 using orvi_bus::FrameKind;
-using Bytes = std::vector<uint8_t>;
 using Lines = std::vector<std::string>;
 const std::string kUid = std::to_string(geteuid());
-
-Bytes Frame(FrameKind kind, uint32_t sequence, uint32_t msgId, const Bytes& payload) {
-    orvi_bus::FrameHeader header;
-    header.kind = kind;
-    header.msgId = msgId;
-    header.sequence = sequence;
-    header.dataLen = static_cast<uint32_t>(payload.size());
-    Bytes bytes(orvi_bus::kHeaderSize);
-    EncodeHeader(header, bytes.data());
-    bytes.insert(bytes.end(), payload.begin(), payload.end());
-    return bytes;
-}
 
 // What tests/host/bus_peer.cpp takes for an undamaged payload.
 Bytes Payload(uint32_t length) {
@@ -37,16 +23,6 @@ Bytes Payload(uint32_t length) {
         payload[i] = static_cast<uint8_t>((i * 31 + length) & 0xFF);
     }
     return payload;
-}
-
-Bytes Greeting(uint64_t stream) {
-    orvi_bus::Hello hello;
-    strcpy(hello.procName, "raw");
-    hello.incarnation = 1;
-    hello.stream = stream;
-    Bytes payload(orvi_bus::kHelloSize);
-    EncodeHello(hello, payload.data());
-    return Frame(FrameKind::kHello, 0, 0, payload);
 }
 
 Bytes operator+(Bytes left, const Bytes& right) {
@@ -113,11 +89,11 @@ TEST_F(BusTest, LiesEndTheirConnectionWithOneLine) {
     const Bytes lies[] = {
         Bytes(100, 'x'),
         tooLong,
-        Greeting(1) + tooLong,
-        Greeting(1) + tooShort,
+        Greeting("raw", 1) + tooLong,
+        Greeting("raw", 1) + tooShort,
         Frame(FrameKind::kOneWay, 0, 1, {}),
-        Greeting(1) + Greeting(1),
-        Greeting(1) + Frame(FrameKind::kReply, 1, 1, {}),
+        Greeting("raw", 1) + Greeting("raw", 1),
+        Greeting("raw", 1) + Frame(FrameKind::kReply, 1, 1, {}),
         Frame(FrameKind::kHello, 0, 0, Bytes(orvi_bus::kHelloSize, 'x')),
     };
     for (const Bytes& lie : lies) {
@@ -129,11 +105,11 @@ TEST_F(BusTest, LiesEndTheirConnectionWithOneLine) {
     }
     {
         const Socket cut(path);
-        cut.Send(Greeting(1) + Bytes(7, 0x4F));
+        cut.Send(Greeting("raw", 1) + Bytes(7, 0x4F));
     }
     // What came whole before the lie has been delivered; the others go on.
     const Socket socket(path);
-    socket.Send(Greeting(1) + Frame(FrameKind::kOneWay, 0, kNote, Payload(3)) + Bytes(24, 'x'));
+    socket.Send(Greeting("raw", 1) + Frame(FrameKind::kOneWay, 0, kNote, Payload(3)) + Bytes(24, 'x'));
     EXPECT_TRUE(socket.IsEnded());
     EXPECT_EQ(client.Ask("call server t 2 5 0"), "reply 5 uid " + kUid);
     EXPECT_EQ(server.Seen(), (Lines{"message t 1 3 " + kUid, "message t 2 5 " + kUid}));
@@ -144,13 +120,13 @@ TEST_F(BusTest, OnlyMuteAndStuckConnectionsAreTimedOut) {
     const std::string path = directory + "/server:t";
     const Bytes note = Frame(FrameKind::kOneWay, 0, kNote, Payload(3));
     const Socket honest(path);
-    honest.Send(Greeting(1) + note);
+    honest.Send(Greeting("raw", 1) + note);
     const Socket silent(path);
-    silent.Send(Greeting(2));  // has introduced itself, and may take its time
+    silent.Send(Greeting("raw", 2));  // has introduced itself, and may take its time
     EXPECT_EQ(server.Next(), "message t 1 3 " + kUid);
     const Socket mute(path);
     const Socket stuck(path);
-    stuck.Send(Greeting(3) + Bytes(note.begin(), note.end() - 1));
+    stuck.Send(Greeting("raw", 3) + Bytes(note.begin(), note.end() - 1));
     EXPECT_TRUE(mute.IsEnded());
     EXPECT_TRUE(stuck.IsEnded());
     const std::string errors = server.Errors();
@@ -168,7 +144,7 @@ TEST_F(BusTest, PeersThatComeAndGoLeaveNothing) {
     const std::string before = server.Ask("stat");
     for (uint32_t i = 0; i < 1000; ++i) {
         const Socket socket(path);
-        socket.Send(Greeting(i) + Frame(FrameKind::kOneWay, 0, kNote, Payload(i % 50)));
+        socket.Send(Greeting("raw", i) + Frame(FrameKind::kOneWay, 0, kNote, Payload(i % 50)));
     }
     for (uint32_t i = 0; i < 1000; ++i) {
         EXPECT_NE(server.Next(), "(nothing)");
@@ -188,7 +164,7 @@ TEST_F(BusTest, APeersMemoryIsLimitedAndNothingIsLost) {
     std::vector<size_t> sent(7, 0);
     for (size_t i = 0; i < sent.size(); ++i) {
         sockets.emplace_back(directory + "/server:t");
-        sockets[i].Send(Greeting(i));
+        sockets[i].Send(Greeting("raw", i));
     }
     const auto push = [&](size_t most) {  // until the server takes no more
         for (bool more = true; more;) {
@@ -223,7 +199,7 @@ TEST_F(BusTest, AnUnreadAnswerDoesNotHoldUpTheTask) {
     StartTask("server", "t", {{"ORVI_BUS_SEND_WAIT_MS", "50"}});
     Peer& client = StartTask("client", "c");
     const Socket socket(directory + "/server:t");
-    socket.Send(Greeting(1) + Frame(FrameKind::kRequest, 1, kAnswerLarge, {}));
+    socket.Send(Greeting("raw", 1) + Frame(FrameKind::kRequest, 1, kAnswerLarge, {}));
     client.Tell("call server t 2 5 0");
     EXPECT_EQ(client.Answer(), "reply 5 uid " + kUid);
 }

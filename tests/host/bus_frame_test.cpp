@@ -1,39 +1,12 @@
 // The codec of the bus: what a peer may send, in any pieces, and what it may not.
-#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "frame.h"
+#include "frames.h"
 
 namespace orvi_bus {
 namespace {
-
-using Bytes = std::vector<uint8_t>;
-
-Bytes Frame(FrameKind kind, uint32_t sequence, uint32_t msgId, const Bytes& payload, uint16_t flags = 0) {
-    FrameHeader header;
-    header.kind = kind;
-    header.flags = flags;
-    header.msgId = msgId;
-    header.sequence = sequence;
-    header.dataLen = static_cast<uint32_t>(payload.size());
-    Bytes bytes(kHeaderSize);
-    EncodeHeader(header, bytes.data());
-    bytes.insert(bytes.end(), payload.begin(), payload.end());
-    return bytes;
-}
-
-Bytes Greeting(const char* name) {
-    Hello hello;
-    strncpy(hello.procName, name, sizeof(hello.procName) - 1);
-    hello.incarnation = 0x0102030405060708;
-    hello.stream = 9;
-    Bytes payload(kHelloSize);
-    EncodeHello(hello, payload.data());
-    return Frame(FrameKind::kHello, 0, 0, payload);
-}
 
 void Put32(Bytes* bytes, size_t at, uint32_t value) {
     for (size_t i = 0; i < 4; ++i) {
@@ -88,7 +61,7 @@ class Sink {
 Bytes Traffic() {
     Bytes all;
     const auto add = [&all](const Bytes& frame) { all.insert(all.end(), frame.begin(), frame.end()); };
-    add(Greeting("client"));
+    add(Greeting("client", 9));
     add(Frame(FrameKind::kOneWay, 0, 0x60000F, Bytes(36, 7)));
     add(Frame(FrameKind::kRequest, 1, 2, {}));
     add(Frame(FrameKind::kReply, UINT32_MAX, 3, {}, kFlagNoData));
@@ -120,7 +93,7 @@ TEST(BusFrame, AnyTwoPiecesGiveTheSameFrames) {
 }
 
 TEST(BusFrame, HeadersThatLieAreRefusedBeforeAnythingIsAllocated) {
-    const Bytes hello = Greeting("client");
+    const Bytes hello = Greeting("client", 9);
     const Bytes oneWay = Frame(FrameKind::kOneWay, 0, 1, Bytes(36, 1));
     const Bytes request = Frame(FrameKind::kRequest, 1, 1, Bytes(36, 1));
     const Bytes empty = Frame(FrameKind::kReply, 1, 1, {}, kFlagNoData);
@@ -193,7 +166,7 @@ TEST(BusFrame, NamesOfAHelloAreBounded) {
         memcpy(payload.data(), name, strlen(name));
         EXPECT_FALSE(DecodeHello(payload.data(), &hello)) << name;
     }
-    const Bytes greeting = Greeting("0123456789abcde");
+    const Bytes greeting = Greeting("0123456789abcde", 9);
     ASSERT_TRUE(DecodeHello(greeting.data() + kHeaderSize, &hello));
     EXPECT_STREQ(hello.procName, "0123456789abcde");
     EXPECT_EQ(hello.incarnation, 0x0102030405060708U);

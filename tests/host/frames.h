@@ -1,0 +1,36 @@
+// Frames of the bus as bytes, for tests that talk to it without its library.
+#ifndef ORVI_TESTS_HOST_FRAMES_H
+#define ORVI_TESTS_HOST_FRAMES_H
+
+#include <cstring>
+#include <vector>
+
+#include "frame.h"
+
+using Bytes = std::vector<uint8_t>;
+
+inline Bytes Frame(orvi_bus::FrameKind kind, uint32_t sequence, uint32_t msgId, const Bytes& payload,
+                   uint16_t flags = 0) {
+    orvi_bus::FrameHeader header;
+    header.kind = kind;
+    header.flags = flags;
+    header.msgId = msgId;
+    header.sequence = sequence;
+    header.dataLen = static_cast<uint32_t>(payload.size());
+    Bytes bytes(orvi_bus::kHeaderSize);
+    EncodeHeader(header, bytes.data());
+    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    return bytes;
+}
+
+inline Bytes Greeting(const char* name, uint64_t stream) {
+    orvi_bus::Hello hello;
+    strncpy(hello.procName, name, sizeof(hello.procName) - 1);
+    hello.incarnation = 0x0102030405060708;
+    hello.stream = stream;
+    Bytes payload(orvi_bus::kHelloSize);
+    EncodeHello(hello, payload.data());
+    return Frame(orvi_bus::FrameKind::kHello, 0, 0, payload);
+}
+
+#endif
