@@ -32,39 +32,29 @@ const Channel CREATE = [] {
     return channel;
 }();
 
-const Channel DESTROY = {
+// A channel whose lines stand under the name of its user.
+Channel Of(const Channel& lines, const char* sender, const char* what) {
+    Channel channel = lines;
+    channel.sender = sender;
+    channel.what = what;
+    return channel;
+}
+
+// On an existing detector.
+const Channel DETECTOR = {
     "ai_v_task_i",
     0,
-    "info <AiSrvServiceProxy::RemoveDetectTrackProxy> send destroy detecttrack msg.",
-    "info <AiSrvServiceProxy::RemoveDetectTrackProxy> get msg response: {id}.",
-    "error <AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call OsMsgSynSend failed.",
-    "error <AiSrvServiceProxy::RemoveDetectTrackProxy> failed: can not get msg response {id}.",
+    "info <AiSrvServiceProxy::{sender}> send {what} detecttrack msg.",
+    "info <AiSrvServiceProxy::{sender}> get msg response: {id}.",
+    "error <AiSrvServiceProxy::{sender}> failed: call OsMsgSynSend failed.",
+    "error <AiSrvServiceProxy::{sender}> failed: can not get msg response {id}.",
     "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
-    "error <AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.",
+    "error <AiSrvServiceProxy::{sender}> failed: call SetDefaultMsgBlockToMaster failed.",
     true,
 };
-const Channel START = {
-    "ai_v_task_i",
-    0,
-    "info <AiSrvServiceProxy::StartDetectTrackProxy> send start detecttrack msg.",
-    "info <AiSrvServiceProxy::StartDetectTrackProxy> get msg response: {id}.",
-    "error <AiSrvServiceProxy::StartDetectTrackProxy> failed: call OsMsgSynSend failed.",
-    "error <AiSrvServiceProxy::StartDetectTrackProxy> failed: can not get msg response {id}.",
-    "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
-    "error <AiSrvServiceProxy::StartDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.",
-    true,
-};
-const Channel STOP = {
-    "ai_v_task_i",
-    0,
-    "info <AiSrvServiceProxy::StopDetectTrackProxy> send stop detecttrack msg.",
-    "info <AiSrvServiceProxy::StopDetectTrackProxy> get msg response: {id}.",
-    "error <AiSrvServiceProxy::StopDetectTrackProxy> failed: call OsMsgSynSend failed.",
-    "error <AiSrvServiceProxy::StopDetectTrackProxy> failed: can not get msg response {id}.",
-    "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
-    "error <AiSrvServiceProxy::StopDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.",
-    true,
-};
+const Channel DESTROY = Of(DETECTOR, "RemoveDetectTrackProxy", "destroy");
+const Channel START = Of(DETECTOR, "StartDetectTrackProxy", "start");
+const Channel STOP = Of(DETECTOR, "StopDetectTrackProxy", "stop");
 
 const Channel OM = {
     "ai_om_task",
@@ -92,33 +82,22 @@ const Channel FACE_QUERY = {
 const Channel FACE = [] {
     Channel channel = FACE_QUERY;
     channel.refused = "free reply\nerror <SendSynMsgToFaceReturnInt> msgId={id} response VOS_ERROR.";
+    channel.notSent = "error <SendSynMsgToFaceReturnInt> call SendSynMsgToVision failed, msgId={id}.";
     return channel;
 }();
-constexpr char FACE_NOT_SENT[] = "error <SendSynMsgToFaceReturnInt> call SendSynMsgToVision failed, msgId={id}.";
 
-const Channel DIRECTOR = {
+const Channel VDIRECTOR = {
     "VDirector",
     0,
-    "info <DirectorSendMsgToVision> AiSrvServiceProxy send create-director-client msg: msgId={id}, recvProc=AI_VISION. "
-    "recvTask=VDirector, recvCpu=0.",
-    "info <DirectorSendMsgToVision> msgId={id}, get msg response.",
-    "error <DirectorSendMsgToVision> OsMsgSynSend failed. msgId={id}, ret = -8",
-    "error <DirectorSendMsgToVision> msgId={id}, can not get msg response.",
-    "error <DirectorSendMsgToVision> failed: call memcpy_s set {field} failed.",
+    "info <{sender}> AiSrvServiceProxy {what}: msgId={id}, recvProc=AI_VISION. recvTask=VDirector, recvCpu=0.",
+    "info <{sender}> msgId={id}, get msg response.",
+    "error <{sender}> OsMsgSynSend failed. msgId={id}, ret = -8",
+    "error <{sender}> msgId={id}, can not get msg response.",
+    "error <{sender}> failed: call memcpy_s set {field} failed.",
     true,
 };
-
-const Channel LOCK_STATE = {
-    "VDirector",
-    0,
-    "info <AiLockStateChange> AiSrvServiceProxy send lock-state msg: msgId={id}, recvProc=AI_VISION. "
-    "recvTask=VDirector, recvCpu=0.",
-    "info <AiLockStateChange> msgId={id}, get msg response.",
-    "error <AiLockStateChange> OsMsgSynSend failed. msgId={id}, ret = -8",
-    "error <AiLockStateChange> msgId={id}, can not get msg response.",
-    "error <AiLockStateChange> failed: call memcpy_s set {field} failed.",
-    true,
-};
+const Channel DIRECTOR = Of(VDIRECTOR, "DirectorSendMsgToVision", "send create-director-client msg");
+const Channel LOCK_STATE = Of(VDIRECTOR, "AiLockStateChange", "send lock-state msg");
 
 const Channel ASSISTANT = {
     "ai_assist_task",
@@ -219,131 +198,122 @@ int InitIntent() {
 
 const std::vector<Request>& ALL = *new std::vector<Request>{
     {"OrviAiSrvCreateFaceDetector", CreateDetector, CREATE, 0x600002, 48, 2, 52,
-     "info <OrviAiSrvCreateFaceDetector> create face detector request begin: sourceId=0, frameRate=25, neeedReID=0.",
+     "info <{name}> create face detector request begin: sourceId=0, frameRate=25, neeedReID=0.",
      "info <AiSrvServiceProxy::CreateDetectTrackProxy> succeed: client info, proc=, task=, cpu=0.\n"
-     "info <OrviAiSrvCreateFaceDetector> succeed: client info, proc=, task=, cpu=0.\n"
-     "info <OrviAiSrvCreateFaceDetector> create face detector request succeed.",
+     "info <{name}> succeed: client info, proc=, task=, cpu=0.\n"
+     "info <{name}> create face detector request succeed.",
      "error <AiSrvServiceProxy::CreateDetectTrackProxy> call SendSynMsgToVision failed.",
      "error <AiSrvServiceProxy::CreateDetectTrackProxy> failed: call memcpy_s failed.",
-     "error <OrviAiSrvCreateFaceDetector> create face detector failed: call CreateDetectTrackProxy failed."},
+     "error <{name}> create face detector failed: call CreateDetectTrackProxy failed."},
     {"OrviAiSrvDestroyFaceDetector", DestroyDetector, DESTROY, 0x600003, 52, 0, 52,
-     "info <OrviAiSrvDestroyFaceDetector> destroy face detector request begin.",
-     "info <OrviAiSrvDestroyFaceDetector> destroy face detector request succeed.", "",
+     "info <{name}> destroy face detector request begin.", "info <{name}> destroy face detector request succeed.", "",
      "error <AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call memcpy_s failed.",
-     "error <OrviAiSrvDestroyFaceDetector> destory face detector failed: call RemoveDetectTrackProxy failed."},
+     "error <{name}> destory face detector failed: call RemoveDetectTrackProxy failed."},
     {"OrviAiSrvStartFaceDetector", StartDetector, START, 0x600004, 52, 0, 52,
-     "info <OrviAiSrvStartFaceDetector> start face detector request begin.\n"
-     "info <OrviAiSrvStartFaceDetector> succeed: client info, proc=, task=, cpu=0, sourceId=0, status=0",
-     "info <OrviAiSrvStartFaceDetector> start face detector request succeed.", "",
+     "info <{name}> start face detector request begin.\n"
+     "info <{name}> succeed: client info, proc=, task=, cpu=0, sourceId=0, status=0",
+     "info <{name}> start face detector request succeed.", "",
      "error <AiSrvServiceProxy::StartDetectTrackProxy> failed: call memcpy_s failed.",
-     "error <OrviAiSrvStartFaceDetector> start face detector failed: call StartDetectTrackProxy failed."},
+     "error <{name}> start face detector failed: call StartDetectTrackProxy failed."},
     {"OrviAiSrvStopFaceDetector", StopDetector, STOP, 0x600005, 52, 0, 52,
-     "info <OrviAiSrvStopFaceDetector> stop face detector request begin.",
-     "info <OrviAiSrvStopFaceDetector> stop face detector request succeed.", "",
+     "info <{name}> stop face detector request begin.", "info <{name}> stop face detector request succeed.", "",
      "error <AiSrvServiceProxy::StopDetectTrackProxy> failed: call memcpy_s failed.",
-     "error <OrviAiSrvStopFaceDetector> stop face detector failed: call StopDetectTrackProxy failed."},
+     "error <{name}> stop face detector failed: call StopDetectTrackProxy failed."},
 
     {"OrviAiSrvCaptionInit", [] { return OrviAiSrvCaptionInit(OnCaption); }, INTERFACE, 0x600014, 36, 2, VERDICT,
-     "info <OrviAiSrvCaptionInit> init request begin.\n"
+     "info <{name}> init request begin.\n"
      "info <AiSrvServiceProxy::CaptionInit> enter CaptionInit",
-     "info <OrviAiSrvCaptionInit> succeed.", "error <AiSrvServiceProxy::CaptionInit> call SendSynMsgToVision failed.",
-     "error <AiSrvServiceProxy::CaptionInit> failed: response ret is error.",
-     "error <OrviAiSrvCaptionInit> init request failed."},
+     "info <{name}> succeed.", "error <AiSrvServiceProxy::CaptionInit> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::CaptionInit> failed: response ret is error.", "error <{name}> init request failed."},
     {"OrviAiSrvCaptionStart", StartCaptions, INTERFACE, 0x600015, 496, 3, VERDICT,
-     "info <OrviAiSrvCaptionStart> start request begin.\n"
+     "info <{name}> start request begin.\n"
      "info <AiSrvServiceProxy::StartCaptionProxy> enter StartCaptionProxy",
-     "info <OrviAiSrvCaptionStart> start Caption request succeed.",
+     "info <{name}> start Caption request succeed.",
      "error <AiSrvServiceProxy::StartCaptionProxy> call SendSynMsgToVision failed.",
      "error <AiSrvServiceProxy::StartCaptionProxy> failed: response ret is error.",
-     "error <OrviAiSrvCaptionStart> start Caption failed: call StartCaptionProxy failed."},
+     "error <{name}> start Caption failed: call StartCaptionProxy failed."},
     {"OrviAiSrvCaptionStop", OrviAiSrvCaptionStop, INTERFACE, 0x600016, 36, 2, VERDICT,
-     "info <OrviAiSrvCaptionStop> stop Caption request begin.",
-     "info <OrviAiSrvCaptionStop> stop Caption request succeed.",
+     "info <{name}> stop Caption request begin.", "info <{name}> stop Caption request succeed.",
      "error <AiSrvServiceProxy::StopCaptionProxy> call SendSynMsgToVision failed.",
      "error <AiSrvServiceProxy::StopCaptionProxy> failed: response ret is error.",
-     "error <OrviAiSrvCaptionStop> stop Caption failed: call StopCaptionProxy failed."},
+     "error <{name}> stop Caption failed: call StopCaptionProxy failed."},
     {"OrviAiSrvCaptionDeInit", OrviAiSrvCaptionDeInit, INTERFACE, 0x600017, 0, 0, VERDICT,
-     "info <OrviAiSrvCaptionDeInit> deinit request begin.\n"
+     "info <{name}> deinit request begin.\n"
      "info <AiSrvServiceProxy::CaptionDeinit> enter CaptionDeinit",
-     "info <OrviAiSrvCaptionDeInit> succeed.",
-     "error <AiSrvServiceProxy::CaptionDeinit> call SendSynMsgToVision failed.",
+     "info <{name}> succeed.", "error <AiSrvServiceProxy::CaptionDeinit> call SendSynMsgToVision failed.",
      "error <AiSrvServiceProxy::CaptionDeinit> failed: response ret is error.",
-     "error <OrviAiSrvCaptionDeInit> deinit request failed."},
+     "error <{name}> deinit request failed."},
 
     {"OrviAiSrvNamePlateInit", OrviAiSrvNamePlateInit, FACE, 0x60001A, 0, 0, VERDICT,
-     "info <OrviAiSrvNamePlateInit> init request begin.\n"
+     "info <{name}> init request begin.\n"
      "info <AiSrvServiceProxy::NameplateInit> enter NameplateInit",
-     "info <OrviAiSrvNamePlateInit> succeed.", FACE_NOT_SENT, "",
-     "error <OrviAiSrvNamePlateInit> init request failed."},
+     "info <{name}> succeed.", "", "", "error <{name}> init request failed."},
     {"OrviAiSrvNamePlateDeInit", OrviAiSrvNamePlateDeInit, FACE, 0x60001B, 0, 0, VERDICT,
-     "info <OrviAiSrvNamePlateDeInit> deinit request begin.\n"
+     "info <{name}> deinit request begin.\n"
      "info <AiSrvServiceProxy::NameplateDeinit> enter NameplateDeinit",
-     "info <OrviAiSrvNamePlateDeInit> succeed.", FACE_NOT_SENT, "",
-     "error <OrviAiSrvNamePlateDeInit> deinit request failed."},
+     "info <{name}> succeed.", "", "", "error <{name}> deinit request failed."},
     {"OrviAiSrvNamePlateStart", OrviAiSrvNamePlateStart, FACE, 0x60001C, 36, 2, VERDICT,
-     "info <OrviAiSrvNamePlateStart> start nameplate request begin.",
-     "info <OrviAiSrvNamePlateStart> start nameplate request succeed.", FACE_NOT_SENT, "",
-     "error <OrviAiSrvNamePlateStart> start nameplate failed: call StartNameplateProxy failed."},
+     "info <{name}> start nameplate request begin.", "info <{name}> start nameplate request succeed.", "", "",
+     "error <{name}> start nameplate failed: call StartNameplateProxy failed."},
     {"OrviAiSrvNamePlateStop", OrviAiSrvNamePlateStop, FACE, 0x60001D, 36, 2, VERDICT,
-     "info <OrviAiSrvNamePlateStop> stop nameplate request begin.",
-     "info <OrviAiSrvNamePlateStop> stop nameplate request succeed.", FACE_NOT_SENT, "",
-     "error <OrviAiSrvNamePlateStop> stop nameplate failed: call StopNameplateProxy failed."},
+     "info <{name}> stop nameplate request begin.", "info <{name}> stop nameplate request succeed.", "", "",
+     "error <{name}> stop nameplate failed: call StopNameplateProxy failed."},
 
     {"CreateDirectorTrackProxy", [] { return Proxy().CreateDirectorTrackProxy(); }, DIRECTOR, 0x600007, 4, 0, ANY,
-     "info <AiSrvServiceProxy::CreateDirectorTrackProxy> send create director msg", "", "", "",
-     "error <AiSrvServiceProxy::CreateDirectorTrackProxy> DirectorSendMsgToVision failed."},
+     "info <AiSrvServiceProxy::{name}> send create director msg", "", "", "",
+     "error <AiSrvServiceProxy::{name}> DirectorSendMsgToVision failed."},
     {"RemoveDirectorTrackProxy", [] { return Proxy().RemoveDirectorTrackProxy(); }, DIRECTOR, 0x600008, 4, 0, ANY,
-     "info <AiSrvServiceProxy::RemoveDirectorTrackProxy> send  remove director msg.", "", "", "",
-     "error <AiSrvServiceProxy::RemoveDirectorTrackProxy> DirectorSendMsgToVision failed."},
+     "info <AiSrvServiceProxy::{name}> send  remove director msg.", "", "", "",
+     "error <AiSrvServiceProxy::{name}> DirectorSendMsgToVision failed."},
     {"OrviAiSrvDirectorStart", OrviAiSrvDirectorStart, DIRECTOR, 0x600009, 4, 0, ANY,
-     "info <OrviAiSrvDirectorStart> start director request begin.\n"
+     "info <{name}> start director request begin.\n"
      "info <AiSrvServiceProxy::StartDirectorTrackProxy> send start director msg.",
-     "info <OrviAiSrvDirectorStart> start director request succeed.",
+     "info <{name}> start director request succeed.",
      "error <AiSrvServiceProxy::StartDirectorTrackProxy> DirectorSendMsgToVision failed.", "",
-     "error <OrviAiSrvDirectorStart> StartDirectorTrackProxy failed."},
+     "error <{name}> StartDirectorTrackProxy failed."},
     {"OrviAiSrvDirectorStop", OrviAiSrvDirectorStop, DIRECTOR, 0x60000A, 4, 0, ANY,
-     "info <OrviAiSrvDirectorStop> stop director request begin.\n"
+     "info <{name}> stop director request begin.\n"
      "info <AiSrvServiceProxy::StopDirectorTrackProxy> send stop director msg.",
-     "info <OrviAiSrvDirectorStop> stop director request succeed.",
+     "info <{name}> stop director request succeed.",
      "error <AiSrvServiceProxy::StopDirectorTrackProxy> DirectorSendMsgToVision failed.", "",
-     "error <OrviAiSrvDirectorStop> StopDirectorTrackProxy failed."},
+     "error <{name}> StopDirectorTrackProxy failed."},
     {"OrviAiLockStateChange", [] { return OrviAiLockStateChange(-7); }, LOCK_STATE, 0x60006F, 4, 0, ANY,
-     "info <OrviAiLockStateChange> begin.\n"
+     "info <{name}> begin.\n"
      "info <AiSrvServiceProxy::AiLockStateChange> send msg.",
-     "info <OrviAiLockStateChange> succeed.", "", "", "error <OrviAiLockStateChange> AiLockStateChange failed."},
+     "info <{name}> succeed.", "", "", "error <{name}> AiLockStateChange failed."},
 
     {"OrviAiSrvCheckInInit", OrviAiSrvCheckInInit, FACE, 0x600022, 36, 2, VERDICT,
-     "info <OrviAiSrvCheckInInit> init request begin.\n"
+     "info <{name}> init request begin.\n"
      "info <CheckInInit> enter",
-     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInInit> init request failed."},
+     "", "", "", "error <{name}> init request failed."},
     {"OrviAiSrvCheckInStart", [] { return OrviAiSrvCheckInStart({}); }, FACE, 0x600023, 1152, 0, VERDICT,
-     "info <OrviAiSrvCheckInStart> init request begin.\n"
+     "info <{name}> init request begin.\n"
      "info <CheckInStart> enter",
-     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInStart> init request failed."},
+     "", "", "", "error <{name}> init request failed."},
     {"OrviAiSrvCheckInStartReport", [] { return OrviAiSrvCheckInStartReport(ORVI_AI_CHECKIN_TYPE_0, {}); }, FACE,
-     0x600024, 1156, 5, VERDICT, "", "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInStartReport> init request failed."},
+     0x600024, 1156, 5, VERDICT, "", "", "", "", "error <{name}> init request failed."},
     {"OrviAiSrvCheckInStopReport", OrviAiSrvCheckInStopReport, FACE, 0x600025, 0, 0, VERDICT,
-     "info <OrviAiSrvCheckInStopReport> init request begin.\n"
+     "info <{name}> init request begin.\n"
      "info <CheckInStoptReport> enter",
-     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInStopReport> init request failed."},
+     "", "", "", "error <{name}> init request failed."},
     {"OrviAiSrvGetCheckinData", [] { return OrviAiSrvGetCheckinData(&g_checkinData, ORVI_AI_CHECKIN_SHOW_0, 1); },
      FACE_QUERY, 0x600026, 8, 0, 33164, "", "", "error <QueryCheckInData> call SendSynMsgToVision failed.",
-     "error <QueryCheckInData> call memcpy_s failed.", "error <OrviAiSrvGetCheckinData> init request failed."},
+     "error <QueryCheckInData> call memcpy_s failed.", "error <{name}> init request failed."},
     {"OrviAiSrvGetCheckinPhoto", GetPhoto, FACE_QUERY, 0x600027, 260, 1, 16, "", "",
      "error <QueryCheckInPhoto> call SendSynMsgToVision failed.", "error <QueryCheckInPhoto> call memcpy_s failed.",
-     "error <OrviAiSrvGetCheckinPhoto> init request failed."},
+     "error <{name}> init request failed."},
     {"OrviAiSrvCheckInStop", OrviAiSrvCheckInStop, FACE, 0x600028, 0, 0, VERDICT,
-     "info <OrviAiSrvCheckInStop> init request begin.\n"
+     "info <{name}> init request begin.\n"
      "info <CheckInStop> enter",
-     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInStop> init request failed."},
+     "", "", "", "error <{name}> init request failed."},
     {"OrviAiSrvCheckInClearData", OrviAiSrvCheckInClearData, FACE, 0x600029, 0, 0, VERDICT,
-     "info <OrviAiSrvCheckInClearData> init request begin.\n"
+     "info <{name}> init request begin.\n"
      "info <CheckInClearData> enter",
-     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInClearData> init request failed."},
+     "", "", "", "error <{name}> init request failed."},
     {"OrviAiSrvCheckInDeinit", OrviAiSrvCheckInDeinit, FACE, 0x60002A, 36, 2, VERDICT,
-     "info <OrviAiSrvCheckInDeinit> init request begin.\n"
+     "info <{name}> init request begin.\n"
      "info <CheckInDeinit> enter",
-     "", FACE_NOT_SENT, "", "error <OrviAiSrvCheckInDeinit> init request failed."},
+     "", "", "", "error <{name}> init request failed."},
 
     {"OrviAiSrvSignatureStart", [] { return OrviAiSrvSignatureStart({}); }, INTERFACE, 0x600035, 1196, 4, VERDICT,
      "info <OrviAiSrvMinutesStart> MinutesStart begin.\n"
@@ -357,87 +327,81 @@ const std::vector<Request>& ALL = *new std::vector<Request>{
      "error <AiSrvMinutesStop> failed: response ret is error.", ""},
 
     {"OrviAiSrvLargeModelInit", [] { return OrviAiSrvLargeModelInit({}); }, INTERFACE, 0x60003B, 580, 0, ANY,
-     "info <OrviAiSrvLargeModelInit> init. serverType[0]\n"
+     "info <{name}> init. serverType[0]\n"
      "info <AiSrvServiceProxy::LargeModelInit> enter serverType[0]",
-     "info <OrviAiSrvLargeModelInit> succeed.", "error <LargeModelInit> call SendSynMsgToVision failed.", "",
-     "error <OrviAiSrvLargeModelInit> init request failed."},
+     "info <{name}> succeed.", "error <LargeModelInit> call SendSynMsgToVision failed.", "",
+     "error <{name}> init request failed."},
     {"OrviAiSrvLargeModelRequest", [] { return OrviAiSrvLargeModelRequest({}); }, INTERFACE, 0x60003C, 4692, 0, 52,
-     "info <OrviAiSrvLargeModelRequest> in.\n"
-     "info OrviAiSrvLargeModelRequest type=0\n"
+     "info <{name}> in.\n"
+     "info {name} type=0\n"
      "info <AiSrvServiceProxy::LargeModelRequest> enter",
      "", "error <LargeModelRequest> call SendSynMsgToVision failed.",
-     "error <AiSrvServiceProxy::LargeModelRequest> failed: call memcpy_s failed.",
-     "error <OrviAiSrvLargeModelRequest> request failed."},
+     "error <AiSrvServiceProxy::LargeModelRequest> failed: call memcpy_s failed.", "error <{name}> request failed."},
     {"OrviAiSrvLargeModelDeInit", [] { return OrviAiSrvLargeModelDeInit({}); }, INTERFACE, 0x60003D, 580, 0, 52,
-     "info <OrviAiSrvLargeModelDeInit> in.\n"
+     "info <{name}> in.\n"
      "info <AiSrvServiceProxy::LargeModelDeInit> enter",
-     "info <OrviAiSrvLargeModelDeInit> succeed.", "error <LargeModelDeInit> call SendSynMsgToVision failed.",
+     "info <{name}> succeed.", "error <LargeModelDeInit> call SendSynMsgToVision failed.",
      "error <AiSrvServiceProxy::LargeModelDeInit> failed: call memcpy_s failed.",
-     "error <OrviAiSrvLargeModelDeInit> LargeModelDeInit failed."},
+     "error <{name}> LargeModelDeInit failed."},
     {"GetLargeModelAbility", [] { return Proxy().GetLargeModelAbility(&g_ability); }, OM, 0x60003A, 0, 0, 52, "", "",
-     "error <AiSrvServiceProxy::GetLargeModelAbility> SendSynMsgToVision msg:0x{id} failed. ret:-1",
-     "error <AiSrvServiceProxy::GetLargeModelAbility> failed: call memcpy_s failed.", ""},
+     "error <AiSrvServiceProxy::{name}> SendSynMsgToVision msg:0x{id} failed. ret:-1",
+     "error <AiSrvServiceProxy::{name}> failed: call memcpy_s failed.", ""},
 
     {"OrviAiAssistantInitKeyWord", [] { return OrviAiAssistantInitKeyWord(App()); }, HOT_WORD, 0x600060, 17, 2, ANY,
-     "storm OrviAiAssistantInitKeyWord enter", "", "error <AssistantInitKeyWord> SendSynMsg failed. appId[a]", "",
-     "error <OrviAiAssistantInitKeyWord> request failed."},
+     "storm {name} enter", "", "error <AssistantInitKeyWord> SendSynMsg failed. appId[a]", "",
+     "error <{name}> request failed."},
     {"OrviAiAssistantUpdateKeyWord",
      [] { return OrviAiAssistantUpdateKeyWord(App(), ORVI_AI_HOTWORD_UPDATE_TYPE1, g_words); }, HOT_WORD, 0x600062, 23,
      4, ANY,
-     "error OrviAiAssistantUpdateKeyWord enter\n"
+     "error {name} enter\n"
      "info <AssistantUpdateKeyWord> enter, type[1], appId[a]",
      "info <AssistantUpdateKeyWord> out, type[1], appId[a]",
      "error <AssistantUpdateKeyWord> SendSynMsg failed. msgId[0x{id}], type[1], appId[a]", "",
-     "error <OrviAiAssistantUpdateKeyWord> request failed."},
+     "error <{name}> request failed."},
     {"OrviAiAssistantInitIntent", InitIntent, ASSISTANT, 0x600056, 260, 1, ANY,
-     "storm OrviAiAssistantInitIntent enter, intents num 1\n"
+     "storm {name} enter, intents num 1\n"
      "OsMemMallocSetCharMon 260",
      "OSMemTypeFreeMon",
      "OSMemTypeFreeMon\n"
      "error <AiSrvServiceProxy::AssistantInitIntent> call SendSynMsgToVision failed.",
-     "", "error <OrviAiAssistantInitIntent> request failed."},
+     "", "error <{name}> request failed."},
     {"OrviAiAssistantRequestTts", [] { return OrviAiAssistantRequestTts(7, {}); }, STATE_MACHINE, 0x600057, 1032, 1,
      ANY,
-     "storm OrviAiAssistantRequestTts seq=7 tts: \n"
+     "storm {name} seq=7 tts: \n"
      "storm <AiSrvServiceProxy::AssistantRequestTts> enter",
-     "", "error <AssistantRequestTts> call SendSynMsgToVision failed.", "",
-     "error <OrviAiAssistantRequestTts> request failed."},
+     "", "error <AssistantRequestTts> call SendSynMsgToVision failed.", "", "error <{name}> request failed."},
     {"OrviAiAssistantNotifyIntentResult", [] { return OrviAiAssistantNotifyIntentResult(7, {}); }, ASSISTANT, 0x600058,
      1052, 1, ANY,
-     "storm OrviAiAssistantNotifyIntentResult seq=7 isFinal=0 isMulti=0 tts: \n"
+     "storm {name} seq=7 isFinal=0 isMulti=0 tts: \n"
      "storm <AiSrvServiceProxy::AssistantNotifyIntentResult> enter\n"
      "info <AiSrvServiceProxy::AssistantNotifyIntentResult> enter",
-     "", "error <AssistantNotifyIntentResult> call SendSynMsgToVision failed.", "",
-     "error <OrviAiAssistantNotifyIntentResult> notify failed."},
+     "", "error <AssistantNotifyIntentResult> call SendSynMsgToVision failed.", "", "error <{name}> notify failed."},
     {"OrviAiAssistantDisplayCard", [] { return OrviAiAssistantDisplayCard(0xFFFFFFFF, {}); }, ASSISTANT, 0x600059,
      20880, 1, ANY,
-     "storm OrviAiAssistantDisplayCard seq=4294967295\n"
+     "storm {name} seq=4294967295\n"
      "storm <AiSrvServiceProxy::AssistantDisplayCard> enter",
-     "", "error <AssistantDisplayCard> call SendSynMsgToVision failed.", "",
-     "error <OrviAiAssistantDisplayCard> display failed."},
+     "", "error <AssistantDisplayCard> call SendSynMsgToVision failed.", "", "error <{name}> display failed."},
     {"OrviAiAssistantChooseItem", [] { return OrviAiAssistantChooseItem(7, 0xFFFFFFFE); }, ASSISTANT, 0x60005A, 272, 0,
      ANY,
-     "storm OrviAiAssistantChooseItem seq=7 itemId=4294967294\n"
+     "storm {name} seq=7 itemId=4294967294\n"
      "storm <AiSrvServiceProxy::AssistantChooseItem> enter",
-     "", "error <AssistantChooseItem> call SendSynMsgToVision failed.", "",
-     "error <OrviAiAssistantChooseItem> choose item failed."},
+     "", "error <AssistantChooseItem> call SendSynMsgToVision failed.", "", "error <{name}> choose item failed."},
     {"OrviAiAssistantSleep", OrviAiAssistantSleep, ASSISTANT, 0x60005B, 0, 0, ANY, "storm OrviAiAssistantSleep", "",
-     "error <AssistantSleep> call SendSynMsgToVision failed.", "", "error <OrviAiAssistantSleep> sleep failed."},
+     "error <AssistantSleep> call SendSynMsgToVision failed.", "", "error <{name}> sleep failed."},
     {"OrviAiAssistantWakeUp", [] { return OrviAiAssistantWakeUp(static_cast<OrviAiAssistantRunningMode>(-2)); },
      ASSISTANT, 0x60005C, 4, 0, ANY, "storm OrviAiAssistantRunningMode mode=-2", "",
-     "error <AssistantWakeUp> call SendSynMsgToVision failed.", "", "error <OrviAiAssistantWakeUp> wake up failed."},
+     "error <AssistantWakeUp> call SendSynMsgToVision failed.", "", "error <{name}> wake up failed."},
     {"OrviAiAssistantSetPageInfo", [] { return OrviAiAssistantSetPageInfo({}); }, ASSISTANT, 0x60005D, 44, 0, ANY,
      "storm OrviAiAssistantSetPageInfo\n"
      "storm <AiSrvServiceProxy::AssistantSetPageInfo> enter",
-     "", "error <AssistantSetPageInfo> call SendSynMsgToVision failed.", "",
-     "error <OrviAiAssistantSetPageInfo> set page info failed."},
+     "", "error <AssistantSetPageInfo> call SendSynMsgToVision failed.", "", "error <{name}> set page info failed."},
     {"OrviAiAssistantGetPageInfo", [] { return OrviAiAssistantGetPageInfo(&g_pageInfo); }, ASSISTANT_QUERY, 0x60005E, 0,
      0, 44,
      "storm OrviAiAssistantGetPageInfo\n"
      "storm <AiSrvServiceProxy::AssistantGetPageInfo> enter",
      "", "error <AiSrvServiceProxy::AssistantGetPageInfo> call SendSynMsgToVision failed.",
      "error <AiSrvServiceProxy::AssistantGetPageInfo> failed: call memcpy_s failed.",
-     "error <OrviAiAssistantGetPageInfo> get page info failed."},
+     "error <{name}> get page info failed."},
 };
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 // How a request travels, and the lines that its sender logs, separated by '\n'. In the texts {id} stands for the
 // message in hexadecimal, {number} for the same in decimal, {length} for the bytes of the payload, {field} for one of
-// the receiver's two names.
+// the receiver's two names, {name} for the request's.
 struct Channel {
     const char* task;
     int waitMs;  // ONE_WAY: there is no reply
@@ -18,6 +18,9 @@ struct Channel {
     const char* unnamed;  // a name of the receiver cannot be copied
     bool takesNoData = false;
     const char* refused = "free reply";  // after the request's own line about an answer that it refuses
+    const char* notSent = "";            // after each failure to get an answer
+    const char* sender = "";
+    const char* what = "";
 };
 constexpr int ONE_WAY = -1;
 

@@ -28,6 +28,9 @@ class Requests : public PlatformTest {
         for (const std::string& text : texts) {
             std::istringstream stream(text);
             for (std::string line; std::getline(stream, line);) {
+                Replace(line, "{name}", request.name);
+                Replace(line, "{sender}", request.channel.sender);
+                Replace(line, "{what}", request.channel.what);
                 Replace(line, "{id}", Number("%x", request.id));
                 Replace(line, "{number}", std::to_string(request.id));
                 Replace(line, "{length}", std::to_string(request.length));
@@ -99,19 +102,21 @@ TEST_F(Requests, SendsThatFail) {
         SCOPED_TRACE(r.name);
         platform.asynSendResult = -8;
         platform.QueueSendFailure(-8);
-        Expect(r, -1, {r.begin, r.channel.before, Sent(r), r.channel.failure, r.notSent, r.failed});
+        Expect(r, -1, {r.begin, r.channel.before, Sent(r), r.channel.failure, r.channel.notSent, r.notSent, r.failed});
         platform.ForgetReplies();
         platform.asynSendResult = 0;
         if (r.channel.waitMs == ONE_WAY) {
             continue;
         }
         platform.QueueNoReply();
-        Expect(r, -1, {r.begin, r.channel.before, Sent(r), r.channel.noReply, r.notSent, r.failed});
+        Expect(r, -1, {r.begin, r.channel.before, Sent(r), r.channel.noReply, r.channel.notSent, r.notSent, r.failed});
         platform.QueueReplyWithoutData(r.channel.takesNoData ? 0 : 4);
         if (r.channel.takesNoData) {
             Expect(r, 0, {r.begin, r.channel.before, Sent(r), r.channel.success, "free reply", r.end});
         } else {
-            Expect(r, -1, {r.begin, r.channel.before, Sent(r), "free reply", r.channel.noReply, r.notSent, r.failed});
+            Expect(r, -1,
+                   {r.begin, r.channel.before, Sent(r), "free reply", r.channel.noReply, r.channel.notSent, r.notSent,
+                    r.failed});
         }
     }
 }
@@ -126,7 +131,7 @@ TEST_F(Requests, ReceiversThatCannotBeNamed) {
         std::string field = "recvProcName";
         for (int nth = 1; nth <= 2; ++nth) {
             platform.FailCopy(r.copies + nth);
-            Expect(r, -1, {r.begin, before, r.channel.unnamed, r.notSent, r.failed}, field);
+            Expect(r, -1, {r.begin, before, r.channel.unnamed, r.channel.notSent, r.notSent, r.failed}, field);
             field = "recvTaskName";
         }
     }
