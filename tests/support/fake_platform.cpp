@@ -407,23 +407,11 @@ int memcpy_s(void* destination, size_t destinationSize, const void* source, size
 }
 
 int strcpy_s(char* destination, size_t destinationSize, const char* source) {
-    if (FakePlatform::Get().CopyFails() || strlen(source) >= destinationSize) {
-        memset(destination, 0, destinationSize);
-        return 34;
-    }
-    memcpy(destination, source, strlen(source) + 1);
-    return 0;
+    return memcpy_s(destination, destinationSize, source, strlen(source) + 1);
 }
 
 int strncpy_s(char* destination, size_t destinationSize, const char* source, size_t count) {
-    const size_t length = strnlen(source, count);
-    if (FakePlatform::Get().CopyFails() || length >= destinationSize) {
-        memset(destination, 0, destinationSize);
-        return 34;
-    }
-    memcpy(destination, source, length);
-    destination[length] = '\0';
-    return 0;
+    return strcpy_s(destination, destinationSize, std::string(source, strnlen(source, count)).c_str());
 }
 
 int snprintf_s(char* destination, size_t destinationSize, size_t count, const char* format, ...) {

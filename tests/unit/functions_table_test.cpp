@@ -46,6 +46,7 @@ std::map<std::string, int (*)()> Calls() {
     }
     return calls;
 }
+
 struct Row {
     std::string function;
     std::string id;
@@ -76,21 +77,19 @@ std::vector<Row> ReadTable() {
     return rows;
 }
 
-bool IsNumber(const std::string& text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-}
-
-// What the recording platform says of the row's message, without a length that is not a number.
+// What the recording platform says of the row's message, up to a length that is not a number.
 std::string Expected(const Row& row) {
     if (row.id == "-") {
         return "";
     }
     const std::string id = row.id.size() > 8 ? "0x600062" : row.id;  // the test updates hot words of type 1
-    const std::string length = IsNumber(row.bytes) ? row.bytes : "";
-    if (row.wait == "one-way") {
-        return "asyn " + id + " " + row.task + " len=" + length;
+    const bool oneWay = row.wait == "one-way";
+    std::string message = (oneWay ? "asyn " : "syn ") + id + " " + row.task + " len=";
+    if (row.bytes.find_first_not_of("0123456789") != std::string::npos) {
+        return message;
     }
-    return "syn " + id + " " + row.task + " len=" + length + " wait=" + (row.wait == "bus" ? "0" : row.wait);
+    message += row.bytes;
+    return oneWay ? message : message + " wait=" + (row.wait == "bus" ? "0" : row.wait);
 }
 
 // What the table says of an answer.
@@ -107,30 +106,14 @@ std::string ExpectedReply(const Request& request) {
     return (request.channel.takesNoData ? "any, <= " : "data <= ") + std::to_string(request.answer);
 }
 
-class FunctionsTable : public PlatformTest {
- protected:
-    // The message that a function sends; empty when there is none.
-    std::string Sent(const std::string& function) {
-        (void)platform.Take();
-        (void)calls.at(function)();  // a request without an answer: it fails
-        std::string sent;
-        for (const std::string& line : platform.Take()) {
-            if (line.compare(0, 4, "syn ") == 0 || line.compare(0, 5, "asyn ") == 0) {
-                EXPECT_EQ(sent, "") << "a second message";
-                sent = line;
-            }
-        }
-        return sent;
-    }
-
-    const std::map<std::string, int (*)()> calls = Calls();
-};
+class FunctionsTable : public PlatformTest {};
 
 TEST_F(FunctionsTable, EachRowNamesTheMessage) {
     Init();
     Bytes capability(356, 0);
     capability[352] = 1;  // a large model: the service is asked for the ability
     platform.capabilityRecord = capability.data();
+    const std::map<std::string, int (*)()> calls = Calls();
     size_t called = 0;
     for (const Row& row : ReadTable()) {
         SCOPED_TRACE(row.function);
@@ -140,12 +123,17 @@ TEST_F(FunctionsTable, EachRowNamesTheMessage) {
             continue;
         }
         ++called;
-        const std::string expected = Expected(row);
-        std::string sent = Sent(row.function);
-        if (!IsNumber(row.bytes) && !expected.empty()) {
-            sent.erase(sent.find("len=") + 4);
+        (void)calls.at(row.function)();  // a request without an answer: it fails
+        std::string sent;
+        for (const std::string& line : platform.Take()) {
+            if (line.compare(0, 4, "syn ") == 0 || line.compare(0, 5, "asyn ") == 0) {
+                EXPECT_EQ(sent, "") << "a second message";
+                sent = line;
+            }
         }
-        EXPECT_EQ(sent, expected);
+        const std::string expected = Expected(row);
+        const bool anyLength = !expected.empty() && expected.back() == '=';
+        EXPECT_EQ(anyLength ? sent.substr(0, expected.size()) : sent, expected);
     }
     EXPECT_EQ(called, calls.size() - 3) << "three are methods of the proxy only";
 }

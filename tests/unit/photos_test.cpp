@@ -158,24 +158,18 @@ TEST_F(Photos, QueryFailuresLeaveTheResultAlone) {
     EXPECT_EQ(Trace(lines, 1, "GetFaceDetectorById"),
               "<AiSrvServiceProxy::GetFaceDetectorById> failed: can not get msg response 600006.");
 
-    struct Row {
-        void (*answer)(FakePlatform& platform);
-        const char* trace;
-    };
-    for (const Row& row : {Row{[](FakePlatform& p) { p.QueueReplyWithoutData(8); }, "imgBuff is nullptr."},
-                           Row{[](FakePlatform& p) {
-                                   p.QueueReply({0, 0, 0, 0});
-                               },
-                               "photoNums < 0."}}) {
-        row.answer(platform);
+    const auto expectUnparsed = [&](const std::string& reason) {
         lines = query();
         ASSERT_EQ(lines.size(), 4U);
-        EXPECT_EQ(Trace(lines, 1, "PhotoResultExtract"),
-                  std::string("<AiSrvServiceProxy::GetFaceDetectorById> failed: ") + row.trace);
+        EXPECT_EQ(Trace(lines, 1, "PhotoResultExtract"), "<AiSrvServiceProxy::GetFaceDetectorById> failed: " + reason);
         EXPECT_EQ(Trace(lines, 2, "GetFaceDetectorById"),
                   "<AiSrvServiceProxy::GetFaceDetectorById> failed: call PhotoResultExtract failed.");
         EXPECT_EQ(lines[3], "free reply");
-    }
+    };
+    platform.QueueReplyWithoutData(8);
+    expectUnparsed("imgBuff is nullptr.");
+    platform.QueueReply({0, 0, 0, 0});
+    expectUnparsed("photoNums < 0.");
 }
 
 TEST_F(Photos, AReplyCutAnywhereFailsWhole) {
@@ -201,17 +195,16 @@ TEST_F(Photos, AReplyCutAnywhereFailsWhole) {
 }
 
 TEST_F(Photos, CountsThatTheReplyCannotHoldFailBeforeTheList) {
+    Bytes reply = Reply(PHOTOS);
+    reply.resize(4 + 3 * 8 + 7);  // three heads and seven bytes of a fourth
     for (const int32_t count : {4, 1 << 27, 1 << 28, INT32_MAX}) {
-        Bytes reply = Reply(PHOTOS);
         memcpy(reply.data(), &count, sizeof(count));
-        reply.resize(4 + 3 * 8 + 7);  // three heads and seven bytes of a fourth
         EXPECT_EQ(Parse(reply), -1);
         EXPECT_EQ(platform.Take(), Lines{PARSE + ("the reply cannot hold " + std::to_string(count) + " photos.")});
         EXPECT_EQ(result.photoNums, count);
         EXPECT_EQ(result.photoList, nullptr);
     }
     for (const int32_t count : {0, -1, INT32_MIN}) {
-        Bytes reply = Reply(PHOTOS);
         memcpy(reply.data(), &count, sizeof(count));
         EXPECT_EQ(Parse(reply), -1);
         EXPECT_EQ(platform.Take(), Lines{}) << "traced only";
