@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "orvi_ai_srv_proxy.h"
 #include "orvi_os_msg.h"
 
 using Lines = std::vector<std::string>;
@@ -30,6 +31,15 @@ Bytes BytesOf(const Record& record) {
     const auto* const first = reinterpret_cast<const uint8_t*>(&record);
     return Bytes(first, first + sizeof(record));
 }
+
+template <typename T>
+std::vector<T> operator+(std::vector<T> left, const std::vector<T>& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+// The client's address once the library is initialised.
+constexpr tagAiTaskBasicInfo OWN_ADDRESS = {"ai_vpp4711", "ai_vpt4711", 1};
 
 class FakePlatform {
  public:
@@ -115,6 +125,7 @@ class PlatformTest : public testing::Test {
     static void Init();
 
     FakePlatform& platform = FakePlatform::Get();
+    OrviAiService::AiSrvServiceProxy& proxy = OrviAiService::AiSrvServiceProxy::GetInstance();
 };
 
 #endif

@@ -4,7 +4,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 #include "orvi_ai_srv_proxy_assistant_channels.h"
 
 using OrviAiService::AiSrvServiceProxy;
@@ -39,10 +38,7 @@ Bytes TextBytes(const std::string& text) {
     return Bytes(text.begin(), text.end());
 }
 
-class Assistant : public PlatformTest {
- protected:
-    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
-};
+class Assistant : public PlatformTest {};
 
 // --- Hot words ---
 
@@ -127,8 +123,7 @@ TEST_F(Assistant, Intents) {
         EXPECT_EQ(platform.TakeWithoutInfo()[0], "OsMemMallocSetCharMon " + std::to_string(4 + 256 * num));
         Bytes expected = BytesOf(num);
         for (int i = 0; i < num; ++i) {
-            const Bytes name = BytesOf(intents[static_cast<size_t>(i)].name);
-            expected.insert(expected.end(), name.begin(), name.end());
+            expected = expected + BytesOf(intents[static_cast<size_t>(i)].name);
         }
         EXPECT_EQ(platform.LastPayload(), expected);
     }
@@ -164,10 +159,7 @@ TEST_F(Assistant, IntentFailures) {
               (Lines{"OsMemMallocSetCharMon 516",
                      "error <AiSrvServiceProxy::AssistantInitIntent> failed: call memcpy_s failed.",
                      "asyn 0x600056 ai_assist_task len=516", "OSMemTypeFreeMon"}));
-    Bytes expected = {2, 0, 0, 0};
-    expected.resize(4 + 256, 0);
-    expected.resize(4 + 512, 'n');
-    EXPECT_EQ(platform.LastPayload(), expected);
+    EXPECT_EQ(platform.LastPayload(), Bytes({2, 0, 0, 0}) + Bytes(256, 0) + Bytes(256, 'n'));
 }
 
 TEST_F(Assistant, IntentResultPayload) {
@@ -251,10 +243,7 @@ TEST_F(Assistant, TextLimits) {
 TEST_F(Assistant, Card) {
     const auto card = Counting<OrviAiAssistantCard>();
     EXPECT_EQ(OrviAiAssistantDisplayCard(0x01020304, card), 0);
-    Bytes expected = {4, 3, 2, 1};
-    const Bytes bytes = BytesOf(card);
-    expected.insert(expected.end(), bytes.begin(), bytes.end());
-    EXPECT_EQ(platform.LastPayload(), expected);
+    EXPECT_EQ(platform.LastPayload(), Bytes({4, 3, 2, 1}) + BytesOf(card));
 
     platform.FailCopy(1);
     EXPECT_EQ(OrviAiAssistantDisplayCard(1, card), -1);
@@ -266,10 +255,7 @@ TEST_F(Assistant, Card) {
 
 TEST_F(Assistant, Choice) {
     EXPECT_EQ(OrviAiAssistantChooseItem(0x01020304, 0xFFFFFFFE), 0);
-    Bytes expected = {4, 3, 2, 1};
-    expected.resize(268, 0);
-    expected.insert(expected.end(), {0xFE, 0xFF, 0xFF, 0xFF});
-    EXPECT_EQ(platform.LastPayload(), expected);
+    EXPECT_EQ(platform.LastPayload(), Bytes({4, 3, 2, 1}) + Bytes(264, 0) + Bytes({0xFE, 0xFF, 0xFF, 0xFF}));
 }
 
 // --- Running state, page info ---
@@ -317,8 +303,7 @@ TEST_F(Assistant, Status) {
 
 TEST_F(Assistant, PageInfoRepliesReplaceTheStartOfTheRecord) {
     OrviAiAssistantPageInfo pageInfo;
-    Bytes untouched(4, 0);  // the record's first word is cleared before the request
-    untouched.resize(44, 0xEE);
+    const Bytes untouched = Bytes(4, 0) + Bytes(40, 0xEE);  // the first word is cleared before the request
     for (const size_t length : {0U, 1U, 3U, 4U, 20U, 43U, 44U}) {
         SCOPED_TRACE(length);
         memset(&pageInfo, 0xEE, sizeof(pageInfo));

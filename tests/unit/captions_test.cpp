@@ -3,7 +3,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 
 using OrviAiService::AiSrvServiceProxy;
 
@@ -28,8 +27,7 @@ TEST_F(Captions, TheStartCarriesTheClientAndTheConference) {
         tagOrviAiConfInfo conference = Conference();
         platform.QueueReply({0});
         EXPECT_EQ(OrviAiSrvCaptionStart(&conference, report), 0);
-        const tagAiTaskBasicInfo own = {"ai_vpp4711", "ai_vpt4711", 1};
-        EXPECT_EQ(platform.LastPayload(), BytesOf(tagAiCaptionStart{own, Conference(), report, {0, 0, 0}}));
+        EXPECT_EQ(platform.LastPayload(), BytesOf(tagAiCaptionStart{OWN_ADDRESS, Conference(), report, {0, 0, 0}}));
     }
 }
 
@@ -63,7 +61,7 @@ TEST_F(Captions, StartChecksTheContentBeforeTheFlag) {
     EXPECT_EQ(OrviAiSrvCaptionStart(nullptr, 9), -1);
     EXPECT_EQ(platform.Take(), (Lines{"info <OrviAiSrvCaptionStart> start request begin.",
                                       "error <OrviAiSrvCaptionStart> start caption failed: confInfo is nullptr"}));
-    EXPECT_EQ(AiSrvServiceProxy::GetInstance().StartCaptionProxy(nullptr, 9), -1);
+    EXPECT_EQ(proxy.StartCaptionProxy(nullptr, 9), -1);
     EXPECT_EQ(platform.TakeWithoutInfo(), Lines{inner + "confInfo is nullptr"});
 
     struct Row {
@@ -108,7 +106,7 @@ TEST_F(Captions, StartChecksTheContentBeforeTheFlag) {
 
 TEST_F(Captions, StartPausesFirstWhileTheServiceIsDown) {
     AiSrvServiceProxy::isVisionOK = false;
-    EXPECT_EQ(AiSrvServiceProxy::GetInstance().StartCaptionProxy(nullptr, 0), -1);
+    EXPECT_EQ(proxy.StartCaptionProxy(nullptr, 0), -1);
     EXPECT_EQ(platform.TakeWithoutInfo()[0], "OsUSleep 50") << "before the checks";
 }
 

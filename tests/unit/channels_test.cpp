@@ -1,5 +1,4 @@
 #include "fake_platform.h"
-#include "orvi_ai_srv_proxy.h"
 
 using OrviAiService::AiSrvServiceProxy;
 
@@ -7,7 +6,6 @@ namespace {
 
 class Channels : public PlatformTest {
  protected:
-    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
     uint8_t payload[3] = {1, 2, 3};
     TagMsgBlock* reply = nullptr;
 };

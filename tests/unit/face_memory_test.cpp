@@ -7,7 +7,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 #include "orvi_ai_srv_proxy_photos.h"
 
 using OrviAiService::AiSrvServiceProxy;

@@ -5,7 +5,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 
 using OrviAiService::AiSrvServiceProxy;
 
@@ -64,8 +63,6 @@ class Face : public PlatformTest {
         GiveFaceEvent();
         return {g_first, g_second};
     }
-
-    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
 };
 
 TEST_F(Face, CreateHandsTheDetectorOver) {
@@ -79,8 +76,7 @@ TEST_F(Face, CreateHandsTheDetectorOver) {
               (Lines{"info <AiSrvServiceProxy::CreateDetectTrackProxy> " + client,
                      "info <OrviAiSrvCreateFaceDetector> " + client,
                      "info <OrviAiSrvCreateFaceDetector> create face detector request succeed."}));
-    EXPECT_EQ(platform.LastPayload(),
-              BytesOf(tagAiCreateDetTrack{{"ai_vpp4711", "ai_vpt4711", 1}, 0, 25, 1, {0, 0, 0}}));
+    EXPECT_EQ(platform.LastPayload(), BytesOf(tagAiCreateDetTrack{OWN_ADDRESS, 0, 25, 1, {0, 0, 0}}));
     ASSERT_NE(handle, nullptr);
     EXPECT_EQ(memcmp(handle, BytesOf(DetectorWithFullTexts()).data(), 52), 0);
     EXPECT_EQ(CallsOfAnEvent(), std::make_pair(1, 0));
@@ -104,8 +100,7 @@ TEST_F(Face, FrameRatesAreClampedWithALine) {
         ASSERT_EQ(OrviAiSrvCreateFaceDetector(&handle, 0, row.asked, 0, OnFirst), 0);
         const Lines lines = platform.Take();
         EXPECT_EQ(lines[1].find("Rate is") != std::string::npos ? lines[1] : "", row.line);
-        EXPECT_EQ(platform.LastPayload(),
-                  BytesOf(tagAiCreateDetTrack{{"ai_vpp4711", "ai_vpt4711", 1}, 0, row.sent, 0, {0, 0, 0}}));
+        EXPECT_EQ(platform.LastPayload(), BytesOf(tagAiCreateDetTrack{OWN_ADDRESS, 0, row.sent, 0, {0, 0, 0}}));
         EXPECT_EQ(Destroy(handle), 0);
         (void)platform.Take();
     }

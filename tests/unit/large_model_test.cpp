@@ -3,7 +3,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 
 using OrviAiService::AiSrvServiceProxy;
 
@@ -23,10 +22,7 @@ OrviAiModelParams ModelParams() {
     return params;
 }
 
-class LargeModel : public PlatformTest {
- protected:
-    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
-};
+class LargeModel : public PlatformTest {};
 
 TEST_F(LargeModel, ParametersTravelAsTheyAre) {
     platform.QueueReply({9});  // whatever the first byte holds

@@ -2,7 +2,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 
 using OrviAiService::AiSrvServiceProxy;
 
@@ -13,11 +12,6 @@ void OnEventToo(OrviAiEventId, void*) {}
 
 const Lines INIT_HEAD = {"info <OrviAiSrvApiInit> init request begin.", "OsMsgRegLogFunc null", "OsMsgSetLogLevel 3"};
 
-Lines operator+(Lines left, const Lines& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
 class Lifecycle : public PlatformTest {};
 
 TEST_F(Lifecycle, FirstInitWritesTheWholeTranscript) {
@@ -27,12 +21,11 @@ TEST_F(Lifecycle, FirstInitWritesTheWholeTranscript) {
                                  "info <AiSrvServiceProxy::Initiate> msg proc name is ai_vpp4711.",
                                  "OsMsgRegTask ai_vpt4711 64", "OsPthreadCreateId", "asyn 0x60000F ai_v_task_m len=36",
                                  "info <AiSrvServiceProxy::Initiate> succeed.", "info <OrviAiSrvApiInit> succeed."}));
-    const tagAiTaskBasicInfo address = {"ai_vpp4711", "ai_vpt4711", 1};
-    EXPECT_EQ(platform.LastPayload(), BytesOf(address));
+    EXPECT_EQ(platform.LastPayload(), BytesOf(OWN_ADDRESS));
     EXPECT_EQ(platform.handler, &AiSrvServiceProxy::AiVisionProxyMsgHandler);
-    EXPECT_TRUE(AiSrvServiceProxy::GetInstance().isInited.load());
-    EXPECT_EQ(AiSrvServiceProxy::GetInstance().threadId, 77U);
-    EXPECT_EQ(AiSrvServiceProxy::GetInstance().AiVisionAPILogInit(), 1);
+    EXPECT_TRUE(proxy.isInited.load());
+    EXPECT_EQ(proxy.threadId, 77U);
+    EXPECT_EQ(proxy.AiVisionAPILogInit(), 1);
 }
 
 TEST_F(Lifecycle, SecondInitOnlyAnnouncesAndKeepsTheFirstCallback) {
@@ -48,7 +41,7 @@ TEST_F(Lifecycle, SecondInitOnlyAnnouncesAndKeepsTheFirstCallback) {
     EXPECT_EQ(OrviAiSrvApiDeinit(), 0);
     EXPECT_EQ(platform.Take(), (Lines{"info <OrviAiSrvApiDeInit> deinit request begin.",
                                       "asyn 0x600010 ai_v_task_m len=36", "info <OrviAiSrvApiDeInit> succeed."}));
-    EXPECT_TRUE(AiSrvServiceProxy::GetInstance().isInited.load());
+    EXPECT_TRUE(proxy.isInited.load());
     EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEventToo), 0);
     EXPECT_EQ(platform.Take(), again);
 
@@ -94,7 +87,7 @@ TEST_F(Lifecycle, NamesOfAPidWithTenDigitsDoNotFit) {
                      "error <AiSrvSendInitMsgToVision> call SetStAiTaskBasicInfo failed.",
                      "error <Initiate> Failed to send the initialization message.",
                      "error <OrviAiSrvApiInit> init request failed."}));
-    EXPECT_FALSE(AiSrvServiceProxy::GetInstance().isInited.load());
+    EXPECT_FALSE(proxy.isInited.load());
 
     (void)AiSrvServiceProxy::AiVisionProxyThread(nullptr);
     EXPECT_EQ(platform.TakeWithoutInfo(),
@@ -103,7 +96,7 @@ TEST_F(Lifecycle, NamesOfAPidWithTenDigitsDoNotFit) {
                      "OsPthreadSetName ai_vpt1234567890", "OsMsgTaskRoutineByName ai_vpt1234567890"}));
 
     tagAiTaskBasicInfo info;
-    EXPECT_EQ(AiSrvServiceProxy::GetInstance().SetProxyInfo(info), -1);
+    EXPECT_EQ(proxy.SetProxyInfo(info), -1);
     EXPECT_EQ(platform.Take(), (Lines{"error <SetProxyInfo> memcpy_s proc name failed."}));
 }
 
@@ -116,7 +109,6 @@ TEST_F(Lifecycle, NamesOfAPidWithNineDigitsFitExactly) {
 
 // Each failing step: what is logged, what stays, and that the next call goes on from there.
 TEST_F(Lifecycle, FailingStepsKeepWhatWasDone) {
-    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
     const Lines last = {"error <OrviAiSrvApiInit> init request failed."};
     const Lines begin = {"OsMsgRegLogFunc null", "OsMsgSetLogLevel 3", "OsMsgGetProcName 16"};
     const Lines joined = begin + Lines{"OsMsgInit ai_vpp4711", "OrviAiClientLogInit"};
@@ -196,12 +188,12 @@ TEST_F(Lifecycle, ACopyThatFailsEndsTheMessageWithALinePerCaller) {
         SCOPED_TRACE(nth);
         const bool filling = nth <= 2;
         platform.FailCopy(nth);
-        EXPECT_EQ(AiSrvServiceProxy::GetInstance().AiSrvSendInitMsgToVision(), -1);
+        EXPECT_EQ(proxy.AiSrvSendInitMsgToVision(), -1);
         EXPECT_EQ(platform.Take(),
                   (Lines{found[nth - 1], filling ? "error <AiSrvSendInitMsgToVision> call SetStAiTaskBasicInfo failed."
                                                  : "error <AiSrvSendInitMsgToVision> call SetMsgBlock failed."}));
         platform.FailCopy(nth);
-        EXPECT_EQ(AiSrvServiceProxy::GetInstance().AiSrvSendUninitMsgToVision(), -1);
+        EXPECT_EQ(proxy.AiSrvSendUninitMsgToVision(), -1);
         EXPECT_EQ(platform.Take(),
                   (Lines{found[nth - 1],
                          filling ? "error <AiSrvSendUninitMsgToVision> failed: call SetStAiTaskBasicInfo failed."

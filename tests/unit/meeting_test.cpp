@@ -4,7 +4,6 @@
 #include "dispatch_scope.h"
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 #include "orvi_ai_srv_proxy_meeting.h"
 
 using OrviAiService::AiSrvServiceProxy;
@@ -19,8 +18,6 @@ class Meeting : public PlatformTest {
         platform.onPause = nullptr;
         PlatformTest::TearDown();
     }
-
-    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
 };
 
 TEST_F(Meeting, TheDirectorHasNoInitialisation) {
@@ -107,10 +104,7 @@ TEST_F(Meeting, TheMinutesCarryTheClientAndTheConference) {
     std::iota(std::begin(conference.conference), std::end(conference.conference), uint8_t{1});
     platform.QueueReply({0});
     EXPECT_EQ(OrviAiSrvSignatureStart(conference), 0);
-    Bytes expected = BytesOf(tagAiTaskBasicInfo{"ai_vpp4711", "ai_vpt4711", 1});
-    const Bytes bytes = BytesOf(conference);
-    expected.insert(expected.end(), bytes.begin(), bytes.end());
-    EXPECT_EQ(platform.LastPayload(), expected);
+    EXPECT_EQ(platform.LastPayload(), BytesOf(OWN_ADDRESS) + BytesOf(conference));
 
     // After the two names of the address.
     (void)platform.Take();

@@ -4,7 +4,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 #include "orvi_ai_srv_proxy_photos.h"
 
 extern "C" int ReleasePhotosFromC(tagOrviAiSrvPhotoResult* result);
@@ -21,18 +20,14 @@ struct Photo {
     Bytes image;
 };
 
-void Append(Bytes& bytes, uint32_t value) {
-    const Bytes number = BytesOf(value);
-    bytes.insert(bytes.end(), number.begin(), number.end());
+Bytes Number(size_t value) {
+    return BytesOf(static_cast<uint32_t>(value));
 }
 
 Bytes Reply(const std::vector<Photo>& photos) {
-    Bytes reply;
-    Append(reply, static_cast<uint32_t>(photos.size()));
+    Bytes reply = Number(photos.size());
     for (const Photo& photo : photos) {
-        Append(reply, photo.faceId);
-        Append(reply, static_cast<uint32_t>(photo.image.size()));
-        reply.insert(reply.end(), photo.image.begin(), photo.image.end());
+        reply = reply + Number(photo.faceId) + Number(photo.image.size()) + photo.image;
     }
     return reply;
 }
@@ -81,7 +76,6 @@ class Photos : public PlatformTest {
         return result.photoNums == -77 && result.photoList == reinterpret_cast<const tagOrviAiSrvPhotoInfo*>(&result);
     }
 
-    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
     tagAiDetClientInfo detector = {{"AI_VISION", "face", 1}, 2, 3, 0, 4};
     tagOrviAiSrvPhotoResult result = {};
 };

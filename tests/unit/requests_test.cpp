@@ -7,7 +7,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy.h"
 
 using OrviAiService::AiSrvServiceProxy;
 
@@ -67,7 +66,7 @@ TEST_F(Requests, Successes) {
         Expect(r, 0, {r.begin, r.channel.before, Sent(r), r.channel.success, released, r.end});
         EXPECT_EQ(platform.LastPayloadWasNull(), r.length == 0);
         if (r.length == sizeof(tagAiTaskBasicInfo)) {
-            EXPECT_EQ(platform.LastPayload(), BytesOf(tagAiTaskBasicInfo{"ai_vpp4711", "ai_vpt4711", 1}));
+            EXPECT_EQ(platform.LastPayload(), BytesOf(OWN_ADDRESS));
         }
         platform.ForgetReplies();
     }
@@ -234,7 +233,6 @@ TEST_F(Requests, TwoPauseWhileTheServiceIsDown) {
 
 TEST_F(Requests, MethodsReturnTheVerdict) {
     using Method = int (AiSrvServiceProxy::*)();
-    AiSrvServiceProxy& proxy = AiSrvServiceProxy::GetInstance();
     const Method methods[] = {
         &AiSrvServiceProxy::NameplateInit,       &AiSrvServiceProxy::NameplateDeinit,
         &AiSrvServiceProxy::StartNameplateProxy, &AiSrvServiceProxy::StopNameplateProxy,
