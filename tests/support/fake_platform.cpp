@@ -179,13 +179,16 @@ void FakePlatform::FreeReply(TagMsgBlock* reply) {
     free(reply);
 }
 
-void FakePlatform::CheckSource(const char* source, uint32_t length) const {
+void FakePlatform::NoteRecord(const char* kind, const char* source, uint32_t length, uint32_t line, const char* format,
+                              va_list arguments) {
+    EXPECT_GT(line, 0U);
     EXPECT_EQ(strlen(source), length) << source;
     const std::string name = source;
     const bool known = name.compare(0, 17, "orvi_ai_srv_proxy") == 0 ||
                        name.compare(0, 21, "orvi_ai_srv_interface") == 0 ||
                        name.compare(0, 27, "orvi_ai_assistant_interface") == 0;
     EXPECT_TRUE(known) << name << " is not the name of a file that logs";
+    Note(kind + Format(format, arguments));
 }
 
 void PlatformTest::TearDown() {
@@ -368,24 +371,19 @@ void OrviOmLogModuleLogRecord(uint32_t level, uint32_t fileId, const char* sourc
     FakePlatform& platform = FakePlatform::Get();
     EXPECT_TRUE(level == 1 || level == 3) << level;
     EXPECT_EQ(fileId, platform.logFileId & 0xFFFFU);
-    EXPECT_GT(line, 0U);
-    platform.CheckSource(source, sourceLength);
     va_list arguments;
     va_start(arguments, format);
-    platform.Note((level == 1 ? "error " : "info ") + Format(format, arguments));
+    platform.NoteRecord(level == 1 ? "error " : "info ", source, sourceLength, line, format, arguments);
     va_end(arguments);
 }
 
 void OrviOmLogStormLogRecord(uint32_t level, uint32_t type, const char* source, uint32_t sourceLength, uint32_t line,
                              const char* format, ...) {
-    FakePlatform& platform = FakePlatform::Get();
     EXPECT_EQ(level, 3U);
     EXPECT_EQ(type, 3U);
-    EXPECT_GT(line, 0U);
-    platform.CheckSource(source, sourceLength);
     va_list arguments;
     va_start(arguments, format);
-    platform.Note("storm " + Format(format, arguments));
+    FakePlatform::Get().NoteRecord("storm ", source, sourceLength, line, format, arguments);
     va_end(arguments);
 }
 

@@ -12,6 +12,7 @@
 #ifndef ORVI_TESTS_FAKE_PLATFORM_H
 #define ORVI_TESTS_FAKE_PLATFORM_H
 
+#include <cstdarg>
 #include <cstdint>
 #include <deque>
 #include <gtest/gtest.h>
@@ -93,7 +94,8 @@ class FakePlatform {
     int SynSend(TagMsgBlock* message, TagMsgBlock** reply, uint32_t waitMs);
     int AsynSend(TagMsgBlock* message);
     void FreeReply(TagMsgBlock* reply);
-    void CheckSource(const char* source, uint32_t length) const;
+    void NoteRecord(const char* kind, const char* source, uint32_t length, uint32_t line, const char* format,
+                    va_list arguments) __attribute__((format(printf, 6, 0)));
     std::vector<OsMsgSubscribeEntry> subscriptions;
     int liveMonitored = 0;
 

@@ -105,14 +105,4 @@ TEST(Allocation, OnlyDetectorsHotWordsAndIntentsTakeMemory) {
     EXPECT_EQ(AllocationsOf([] { return static_cast<int>(OrviAiAssistantGetStatus()); }, 1), 0);
 }
 
-TEST(Allocation, TheCounterCounts) {
-    static std::string* text = nullptr;
-    const auto allocate = [] {
-        text = new std::string(100, 'x');
-        return 0;
-    };
-    EXPECT_EQ(AllocationsOf(allocate, 0), 2);
-    delete text;
-}
-
 }  // namespace

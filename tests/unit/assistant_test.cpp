@@ -173,84 +173,70 @@ TEST_F(Assistant, IntentResultPayload) {
     EXPECT_EQ(OrviAiAssistantNotifyIntentResult(0x01020304, result), 0);
     EXPECT_EQ(platform.Take()[0],
               "storm OrviAiAssistantNotifyIntentResult seq=16909060 isFinal=34 isMulti=255 tts: done");
-    Bytes expected = {4, 3, 2, 1, 0x11, 0x22, 0xFF, 0, 0, 0, 0, 0, 0x44};
-    expected.resize(24, 0);
-    expected.insert(expected.end(), {'d', 'o', 'n', 'e'});
-    expected.resize(1052, 0);
-    EXPECT_EQ(platform.LastPayload(), expected);
+    const Bytes head = {4, 3, 2, 1, 0x11, 0x22, 0xFF, 0, 0, 0, 0, 0, 0x44};
+    EXPECT_EQ(platform.LastPayload(), head + Bytes(11, 0) + TextBytes("done") + Bytes(1024, 0));
 }
 
 TEST_F(Assistant, SpeechPayload) {
     auto speech = WithText<OrviAiAssistantSpeechText>("say");
     speech.param = 0xA0B0C0D0;
     EXPECT_EQ(OrviAiAssistantRequestTts(7, speech), 0);
-    Bytes expected = {7, 0, 0, 0, 0xD0, 0xC0, 0xB0, 0xA0, 's', 'a', 'y'};
-    expected.resize(1032, 0);
-    EXPECT_EQ(platform.LastPayload(), expected);
+    const Bytes head = {7, 0, 0, 0, 0xD0, 0xC0, 0xB0, 0xA0};
+    EXPECT_EQ(platform.LastPayload(), head + TextBytes("say") + Bytes(1021, 0));
 }
 
 // The text limits that speech and intent results share. The log shows the whole text in any case.
 TEST_F(Assistant, TextLimits) {
     const struct {
         size_t length;
-        std::string reason;  // empty: sent
+        std::string refused;  // empty: sent
     } rows[] = {
         {0, ""},
         {1024, ""},
-        {1025, "failed: call memcpy_s failed."},
-        {2047, "failed: call memcpy_s failed."},
-        {2048, "failed: tts is not terminated."},
+        {1025, "> failed: call memcpy_s failed."},
+        {2047, "> failed: call memcpy_s failed."},
+        {2048, "> failed: tts is not terminated."},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.length);
-        const int expected = row.reason.empty() ? 0 : -1;
+        const bool isSent = row.refused.empty();
         const std::string text(row.length, 't');
-        Bytes sent(row.length, 't');
-        sent.resize(1028, 0);
         // The records are on the heap, so that the address sanitizer sees a read past them.
         const auto speech = std::make_unique<OrviAiAssistantSpeechText>(WithText<OrviAiAssistantSpeechText>(text));
-        EXPECT_EQ(proxy.AssistantRequestTts(1, *speech), expected);
-        (void)platform.Take();
-        EXPECT_EQ(OrviAiAssistantRequestTts(1, *speech), expected);
-        Lines lines = platform.Take();
-        EXPECT_EQ(lines[0], "storm OrviAiAssistantRequestTts seq=1 tts: " + text);
-        if (expected == 0) {
-            const Bytes payload = platform.LastPayload();
-            EXPECT_EQ(Bytes(payload.begin() + 8, payload.end()), Bytes(sent.begin(), sent.begin() + 1024));
-        } else {
-            EXPECT_EQ(Lines(lines.begin() + 2, lines.end()),
-                      (Lines{"error <AiSrvServiceProxy::AssistantRequestTts> " + row.reason,
-                             "error <OrviAiAssistantRequestTts> request failed."}));
+        EXPECT_EQ(proxy.AssistantRequestTts(1, *speech), isSent ? 0 : -1);
+        EXPECT_EQ(platform.TakeWithoutInfo()[0], isSent
+                                                     ? "asyn 0x600057 ai_state_mach len=1032"
+                                                     : "error <AiSrvServiceProxy::AssistantRequestTts" + row.refused);
+        if (isSent) {
+            EXPECT_EQ(platform.LastPayload(),
+                      Bytes({1, 0, 0, 0}) + Bytes(4, 0) + TextBytes(text) + Bytes(1024 - row.length, 0));
         }
+        (void)OrviAiAssistantRequestTts(1, *speech);
+        EXPECT_EQ(platform.Take()[0], "storm OrviAiAssistantRequestTts seq=1 tts: " + text);
 
         const auto result = std::make_unique<OrviAiAssistantIntentResult>(WithText<OrviAiAssistantIntentResult>(text));
-        EXPECT_EQ(proxy.AssistantNotifyIntentResult(1, *result), expected);
-        (void)platform.Take();
-        EXPECT_EQ(OrviAiAssistantNotifyIntentResult(1, *result), expected);
-        lines = platform.Take();
-        EXPECT_EQ(lines[0], "storm OrviAiAssistantNotifyIntentResult seq=1 isFinal=0 isMulti=0 tts: " + text);
-        if (expected == 0) {
-            const Bytes payload = platform.LastPayload();
-            EXPECT_EQ(Bytes(payload.begin() + 24, payload.end()), sent);
-        } else {
-            EXPECT_EQ(Lines(lines.begin() + 3, lines.end()),
-                      (Lines{"error <AiSrvServiceProxy::AssistantNotifyIntentResult> " + row.reason,
-                             "error <OrviAiAssistantNotifyIntentResult> notify failed."}));
+        EXPECT_EQ(proxy.AssistantNotifyIntentResult(1, *result), isSent ? 0 : -1);
+        EXPECT_EQ(platform.TakeWithoutInfo()[0],
+                  isSent ? "asyn 0x600058 ai_assist_task len=1052"
+                         : "error <AiSrvServiceProxy::AssistantNotifyIntentResult" + row.refused);
+        if (isSent) {
+            EXPECT_EQ(platform.LastPayload(),
+                      Bytes({1, 0, 0, 0}) + Bytes(20, 0) + TextBytes(text) + Bytes(1028 - row.length, 0));
         }
+        (void)OrviAiAssistantNotifyIntentResult(1, *result);
+        EXPECT_EQ(platform.Take()[0], "storm OrviAiAssistantNotifyIntentResult seq=1 isFinal=0 isMulti=0 tts: " + text);
     }
 }
 
 TEST_F(Assistant, Card) {
     const auto card = Counting<OrviAiAssistantCard>();
-    EXPECT_EQ(OrviAiAssistantDisplayCard(0x01020304, card), 0);
-    EXPECT_EQ(platform.LastPayload(), Bytes({4, 3, 2, 1}) + BytesOf(card));
-
     platform.FailCopy(1);
     EXPECT_EQ(OrviAiAssistantDisplayCard(1, card), -1);
-    const Lines lines = platform.Take();
-    EXPECT_EQ(Lines(lines.end() - 2, lines.end()),
+    EXPECT_EQ(platform.TakeWithoutInfo(),
               (Lines{"error <AiSrvServiceProxy::AssistantDisplayCard> failed: call memcpy_s failed.",
                      "error <OrviAiAssistantDisplayCard> display failed."}));
+    EXPECT_EQ(OrviAiAssistantDisplayCard(0x01020304, card), 0);
+    EXPECT_EQ(platform.LastPayload(), Bytes({4, 3, 2, 1}) + BytesOf(card));
 }
 
 TEST_F(Assistant, Choice) {

@@ -66,14 +66,15 @@ TEST_F(Lifecycle, NullCallbackIsRefusedBeforeTheBusIsTouched) {
               (Lines{"info <OrviAiSrvApiInit> init request begin.", "error <OrviAiSrvApiInit> callback is nullptr"}));
 }
 
-TEST_F(Lifecycle, AProcessThatHasANameKeepsIt) {
+TEST_F(Lifecycle, AProcessThatHasANameKeepsItAndFifteenCharactersFit) {
     platform.getProcNameResult = 0;
     platform.joinedName = "fifteen_chars_x";
+    platform.pid = 123456789;
     EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), 0);
     const Lines lines = platform.Take();
     EXPECT_EQ(lines[4], "OrviAiClientLogInit");
     EXPECT_EQ(lines[5], "info <AiSrvServiceProxy::Initiate> msg proc name is fifteen_chars_x.");
-    const tagAiTaskBasicInfo address = {"fifteen_chars_x", "ai_vpt4711", 1};
+    const tagAiTaskBasicInfo address = {"fifteen_chars_x", "ai_vpt123456789", 1};
     EXPECT_EQ(platform.LastPayload(), BytesOf(address));
 }
 
@@ -98,13 +99,6 @@ TEST_F(Lifecycle, NamesOfAPidWithTenDigitsDoNotFit) {
     tagAiTaskBasicInfo info;
     EXPECT_EQ(proxy.SetProxyInfo(info), -1);
     EXPECT_EQ(platform.Take(), (Lines{"error <SetProxyInfo> memcpy_s proc name failed."}));
-}
-
-TEST_F(Lifecycle, NamesOfAPidWithNineDigitsFitExactly) {
-    platform.pid = 123456789;
-    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), 0);
-    const tagAiTaskBasicInfo address = {"ai_vpp123456789", "ai_vpt123456789", 1};
-    EXPECT_EQ(platform.LastPayload(), BytesOf(address));
 }
 
 // Each failing step: what is logged, what stays, and that the next call goes on from there.
