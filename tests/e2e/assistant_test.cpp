@@ -340,8 +340,7 @@ TEST_F(AssistantTest, HotWordsBelongToTheirApplications) {
     };
     HotWords("first", ORVI_AI_HOTWORD_UPDATE, "too early");
     EXPECT_EQ(hotWords(), "");
-    EXPECT_NE(simulator_.Log().find("the application \"first\" has not registered its hot-word key"),
-              std::string::npos);
+    ExpectLogged("the application \"first\" has not registered its hot-word key");
     Register("first");
     Register("second");
     HotWords("first", ORVI_AI_HOTWORD_UPDATE, "alpha, beta");

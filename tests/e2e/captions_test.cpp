@@ -44,7 +44,7 @@ TEST_F(CaptionsTest, AConversationGrowsWordByWord) {
     ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
     const Resources baseline = Resources::Now();  // this thread has its connection to the service
     Start(1, 0);
-    EXPECT_NE(simulator_.Log().find("captions start for \"weekly\""), std::string::npos);
+    ExpectLogged("captions start for \"weekly\"");
 
     std::set<std::string> speakers;
     std::string speaker;

@@ -1,5 +1,5 @@
-// An application that ends while messages arrive: exit_app HOW LIBRARY. HOW is where the end comes from; the exit code is
-// 7 when nothing went wrong on the way. With "unload" the library is closed instead and must go on receiving.
+// An application that ends while messages arrive: exit_app HOW LIBRARY. HOW is where the end comes from; the exit code
+// is 7 when nothing went wrong on the way. With "unload" the library is closed instead and must go on receiving.
 #include <atomic>
 #include <chrono>
 #include <cstdio>

@@ -83,7 +83,7 @@ TEST_F(FaceTest, ADetectorEndsWithTheService) {
     RestartSimulator();
     Announce();
     EXPECT_EQ(OrviAiSrvStartFaceDetector(detector), -1);
-    EXPECT_NE(simulator_.Log().find("there is no detector 1 of this client"), std::string::npos);
+    ExpectLogged("there is no detector 1 of this client");
     EXPECT_EQ(OrviAiSrvDestroyFaceDetector(detector), 0);
     void* const another = Start();
     g_pictures.Next();
@@ -100,7 +100,7 @@ TEST_F(FaceTest, DetectorsAreLimitedAndBelongToTheirClient) {
     void* oneTooMany = nullptr;
     EXPECT_EQ(OrviAiSrvCreateFaceDetector(&oneTooMany, 0, 1, 0, OnFaces), -1);
     EXPECT_EQ(oneTooMany, nullptr);
-    EXPECT_NE(simulator_.Log().find("there are 64 detectors already"), std::string::npos);
+    ExpectLogged("there are 64 detectors already");
 
     Bytes stranger = Address();
     stranger[0] = 'x';

@@ -42,6 +42,12 @@ class MeetingTest : public VisionTest {
         EXPECT_NE(all.find(" " + state + " "), std::string::npos) << state << " in" << all;
     }
 
+    // A call has succeeded and left this state.
+    void ExpectDone(int result, const std::string& state) {
+        EXPECT_EQ(result, 0) << state;
+        ExpectState(state);
+    }
+
     void StartCheckin(const char* conference) {
         ASSERT_EQ(OrviAiSrvCheckInInit(), 0);
         ASSERT_EQ(OrviAiSrvCheckInStart(Conference(conference)), 0);
@@ -72,32 +78,25 @@ TEST_F(MeetingTest, NameplatesTellWhatBecameOfThem) {
     Connect();
     EXPECT_EQ(AiSrvServiceProxy::GetInstance().StartNameplateProxy(), ORVI_SIM_NOT_READY);
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_NAMEPLATE, 0);
-    EXPECT_EQ(OrviAiSrvNamePlateInit(), 0);
-    ExpectState("nameplate=ready");
+    ExpectDone(OrviAiSrvNamePlateInit(), "nameplate=ready");
     EXPECT_EQ(OrviAiSrvNamePlateStart(), 0);
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_NAMEPLATE, 1);
     ExpectState("nameplate=on");
     EXPECT_EQ(OrviAiSrvNamePlateStop(), 0);
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_NAMEPLATE, 0);
     ExpectState("nameplate=ready");
-    EXPECT_EQ(OrviAiSrvNamePlateDeInit(), 0);
-    ExpectState("nameplate=off");
+    ExpectDone(OrviAiSrvNamePlateDeInit(), "nameplate=off");
 }
 
 TEST_F(MeetingTest, DirectorAndLockState) {
     Connect();
     const auto& proxy = AiSrvServiceProxy::GetInstance();
     ExpectState("director=on");
-    EXPECT_EQ(OrviAiSrvDirectorStop(), 0);
-    ExpectState("director=off");
-    EXPECT_EQ(OrviAiSrvDirectorStart(), 0);
-    ExpectState("director=on");
-    EXPECT_EQ(proxy.RemoveDirectorTrackProxy(), 0);
-    ExpectState("director=removed");
-    EXPECT_EQ(proxy.CreateDirectorTrackProxy(), 0);
-    ExpectState("director=off");
-    EXPECT_EQ(OrviAiLockStateChange(-7), 0);
-    ExpectState("lock=-7");
+    ExpectDone(OrviAiSrvDirectorStop(), "director=off");
+    ExpectDone(OrviAiSrvDirectorStart(), "director=on");
+    ExpectDone(proxy.RemoveDirectorTrackProxy(), "director=removed");
+    ExpectDone(proxy.CreateDirectorTrackProxy(), "director=off");
+    ExpectDone(OrviAiLockStateChange(-7), "lock=-7");
 
     simulator_.Command("nodata 0x600009");  // any reply counts
     EXPECT_EQ(OrviAiSrvDirectorStart(), 0);
@@ -154,8 +153,7 @@ TEST_F(MeetingTest, AttendanceFromTheFirstToTheLast) {
     EventRecorder::ExpectIds({5});
     EXPECT_EQ(UsersOf(ORVI_SIM_CHECKIN_PRESENT), Users());
     ExpectState("check-in=ready");
-    EXPECT_EQ(OrviAiSrvCheckInDeinit(), 0);
-    ExpectState("check-in=off");
+    ExpectDone(OrviAiSrvCheckInDeinit(), "check-in=off");
 }
 
 TEST_F(MeetingTest, ViewsOfTheAttendance) {
@@ -252,12 +250,10 @@ TEST_F(MeetingTest, MinutesOfOneConferenceAtATime) {
     Connect();
     EXPECT_EQ(OrviAiSrvSignatureStop(), -1);
     EXPECT_EQ(OrviAiSrvSignatureStart(Minutes("")), -1);
-    EXPECT_EQ(OrviAiSrvSignatureStart(Minutes("weekly")), 0);
-    ExpectState("minutes=weekly");
+    ExpectDone(OrviAiSrvSignatureStart(Minutes("weekly")), "minutes=weekly");
     EXPECT_EQ(OrviAiSrvSignatureStart(Minutes("weekly")), 0);
     EXPECT_EQ(OrviAiSrvSignatureStart(Minutes("monthly")), -1);
-    EXPECT_EQ(OrviAiSrvSignatureStop(), 0);
-    ExpectState("minutes=none");
+    ExpectDone(OrviAiSrvSignatureStop(), "minutes=none");
 }
 
 }  // namespace

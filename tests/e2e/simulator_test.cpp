@@ -105,7 +105,7 @@ TEST_F(SimulatorTest, RefusalsAreLogged) {
     for (const auto& testCase : cases) {
         EXPECT_EQ(RequestFromTask(testCase.task, testCase.id, testCase.payload, LONG_WAIT_MS).data, Bytes{1})
             << testCase.line;
-        EXPECT_NE(simulator_.Log().find(testCase.line), std::string::npos) << testCase.line;
+        ExpectLogged(testCase.line);
     }
     EXPECT_EQ(simulator_.Command("clients").substr(0, 2), "1 ") << "no malformed client came or went";
 }
@@ -119,7 +119,7 @@ TEST_F(SimulatorTest, MalformedOneWayMessagesChangeNothing) {
     SendToMaster(0x600010, stranger);
     simulator_.Await("request 0x600010 2");
     EXPECT_EQ(simulator_.Command("clients").substr(0, 2), "1 ");
-    EXPECT_NE(simulator_.Log().find("is not known"), std::string::npos);
+    ExpectLogged("is not known");
 }
 
 TEST_F(SimulatorTest, OwnErrorsAreOneLineAndAnExitCode) {
@@ -207,7 +207,7 @@ TEST_F(SimulatorTest, ClientThatNeverReceivedIsDroppedAtTheNextPush) {
     simulator_.Await("clients 2");
     ExpectPushArrives(2);
     simulator_.Await("clients 1");
-    EXPECT_NE(simulator_.Log().find("client x/y is gone"), std::string::npos);
+    ExpectLogged("client x/y is gone");
 }
 
 TEST_F(SimulatorTest, PushReachesTheClientThatIsMeant) {
@@ -253,7 +253,7 @@ TEST_F(SimulatorTest, StuckClientSlowsNobodyAndKeepsNobodyFromEnding) {
     stuck->Signal(SIGSTOP);
     fillQueue();
     EXPECT_EQ(simulator_.Stop(), 0);
-    EXPECT_NE(simulator_.Log().find("queued messages for"), std::string::npos) << "what is dropped is told";
+    ExpectLogged("queued messages for");
 }
 
 }  // namespace

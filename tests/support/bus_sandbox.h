@@ -25,7 +25,8 @@ class BusSandbox {
     std::string directory_;
 };
 
-// Descriptors, threads and unreleased reply blocks of this process, without the library's log file, which opens with the first record.
+// Descriptors, threads and unreleased reply blocks of this process, without the library's log file, which opens with the
+// first record.
 struct Resources {
     size_t descriptors;
     size_t threads;
@@ -35,8 +36,8 @@ struct Resources {
     static Resources Now();
 };
 
-// Fails the test unless the process is back at `baseline`, with `more` descriptors in addition. A joined thread may be listed a moment longer, so this
-// waits for the numbers, but not for ever.
+// Fails the test unless the process is back at `baseline`, with `more` descriptors in addition. A joined thread may be
+// listed a moment longer, so this waits for the numbers, but not for ever.
 void ExpectBackAt(const Resources& baseline, size_t more = 0);
 
 std::string ReadFile(const std::string& path);

@@ -17,8 +17,7 @@ constexpr std::chrono::seconds PATIENCE{30};
 class ChildProcess {
  public:
     // Starts a program of the build tree, under the emulator when the build needs one, or a program with an absolute
-    // path as it is. What it writes to stderr goes
-    // to `errorFile`. Throws std::runtime_error when it cannot be started.
+    // path as it is. What it writes to stderr goes to `errorFile`. Throws std::runtime_error when it cannot be started.
     ChildProcess(const std::string& program, const std::vector<std::string>& arguments, const std::string& errorFile);
     ~ChildProcess();  // kills what still runs
     ChildProcess(const ChildProcess&) = delete;

@@ -34,6 +34,11 @@ class VisionTest : public testing::Test {
     // keeps back a reply for as long.
     void AwaitServiceTime(int milliseconds);
 
+    // What the simulator has logged so far contains this text.
+    void ExpectLogged(const std::string& text) const {
+        EXPECT_NE(simulator_.Log().find(text), std::string::npos) << text;
+    }
+
     // No reply block of the bus is left.
     void TearDown() override;
 
