@@ -57,56 +57,6 @@ Lines FakePlatform::TakeWithoutInfo() {
     return lines;
 }
 
-Bytes FakePlatform::LastPayload() const {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    return lastPayload_;
-}
-
-bool FakePlatform::LastPayloadWasNull() const {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    return lastPayloadWasNull_;
-}
-
-int FakePlatform::LiveReplies() const {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    return static_cast<int>(liveReplies_.size());
-}
-
-int FakePlatform::LiveMonitored() const {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    return liveMonitored;
-}
-
-void FakePlatform::QueueReply(const Bytes& data) {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    answers_.push_back({Answer::REPLY, data, 0, static_cast<uint32_t>(data.size())});
-}
-
-void FakePlatform::QueueReplyWithoutData(uint32_t dataLen) {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    answers_.push_back({Answer::NO_DATA, {}, 0, dataLen});
-}
-
-void FakePlatform::QueueNoReply() {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    answers_.push_back({Answer::NOTHING, {}, 0, 0});
-}
-
-void FakePlatform::QueueSendFailure(int result) {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    answers_.push_back({Answer::FAILURE, {}, result, 0});
-}
-
-void FakePlatform::ForgetReplies() {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    answers_.clear();
-}
-
-void FakePlatform::FailCopy(int nth) {
-    const std::lock_guard<std::recursive_mutex> lock(mutex_);
-    failCopy_ = nth;
-}
-
 bool FakePlatform::CopyFails() {
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     return failCopy_ > 0 && --failCopy_ == 0;
@@ -145,17 +95,14 @@ int FakePlatform::SynSend(TagMsgBlock* message, TagMsgBlock** reply, uint32_t wa
     }
     const Answer answer = answers_.front();
     answers_.pop_front();
-    if (answer.kind == Answer::FAILURE) {
+    if (!answer.hasBlock) {
         return answer.result;
-    }
-    if (answer.kind == Answer::NOTHING) {
-        return 0;
     }
     // Block and data are separate exact allocations, so that the address sanitizer sees a read past the data.
     auto* const block = static_cast<TagMsgBlock*>(calloc(1, sizeof(TagMsgBlock)));
     block->msgId = message->msgId;
     block->dataLen = answer.dataLen;
-    if (answer.kind == Answer::REPLY) {
+    if (answer.hasData) {
         block->data = malloc(answer.data.size());
         if (!answer.data.empty()) {
             memcpy(block->data, answer.data.data(), answer.data.size());
@@ -192,8 +139,8 @@ void FakePlatform::NoteRecord(const char* kind, const char* source, uint32_t len
 }
 
 void PlatformTest::TearDown() {
-    EXPECT_EQ(platform.LiveReplies(), 0) << "a reply block was not released";
-    EXPECT_EQ(platform.LiveMonitored(), 0) << "monitored memory was not released";
+    EXPECT_EQ(platform.LiveReplies(), 0U) << "a reply block was not released";
+    EXPECT_EQ(platform.liveMonitored, 0) << "monitored memory was not released";
 }
 
 void PlatformTest::Init() {

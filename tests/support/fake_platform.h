@@ -53,22 +53,22 @@ class FakePlatform {
     // The same without the info and storm lines, for tests that are about something else.
     Lines TakeWithoutInfo();
     // Payload of the last message sent, and whether its data pointer was null.
-    Bytes LastPayload() const;
-    bool LastPayloadWasNull() const;
-    int LiveReplies() const;    // reply blocks handed out and not yet released
-    int LiveMonitored() const;  // monitored memory blocks
+    Bytes LastPayload() const { return lastPayload_; }
+    bool LastPayloadWasNull() const { return lastPayloadWasNull_; }
+    // Reply blocks handed out and not yet released.
+    size_t LiveReplies() const { return liveReplies_.size(); }
 
     // --- What the platform shall do ---
 
     // Answers to the next synchronous sends, in order. Without one queued a send fails with -99.
-    void QueueReply(const Bytes& data);  // also length 0, with data
-    void QueueReplyWithoutData(uint32_t dataLen = 0);
-    void QueueNoReply();  // result 0, slot left null
-    void QueueSendFailure(int result);
-    void ForgetReplies();  // those queued and not asked for
+    void QueueReply(const Bytes& data) { Queue({0, true, true, static_cast<uint32_t>(data.size()), data}); }
+    void QueueReplyWithoutData(uint32_t dataLen = 0) { Queue({0, true, false, dataLen, {}}); }
+    void QueueNoReply() { Queue({0, false, false, 0, {}}); }  // result 0, slot left null
+    void QueueSendFailure(int result) { Queue({result, false, false, 0, {}}); }
+    void ForgetReplies() { answers_.clear(); }  // those queued and not asked for
 
     // Fails the nth bounded copy from now on (memcpy_s, strcpy_s, strncpy_s, snprintf_s count alike); 1 = the next.
-    void FailCopy(int nth);
+    void FailCopy(int nth) { failCopy_ = nth; }
 
     int asynSendResult = 0;
     int getProcNameResult = 1;  // not joined
@@ -97,16 +97,21 @@ class FakePlatform {
     void NoteRecord(const char* kind, const char* source, uint32_t length, uint32_t line, const char* format,
                     va_list arguments) __attribute__((format(printf, 6, 0)));
     std::vector<OsMsgSubscribeEntry> subscriptions;
-    int liveMonitored = 0;
+    int liveMonitored = 0;  // monitored memory blocks
 
  private:
     struct Answer {
-        enum Kind { REPLY, NO_DATA, NOTHING, FAILURE } kind;
-        Bytes data;
         int result;
+        bool hasBlock;
+        bool hasData;
         uint32_t dataLen;
+        Bytes data;
     };
 
+    void Queue(const Answer& answer) {
+        const std::lock_guard<std::recursive_mutex> lock(mutex_);
+        answers_.push_back(answer);
+    }
     void KeepPayload(const TagMsgBlock& message);
 
     mutable std::recursive_mutex mutex_;

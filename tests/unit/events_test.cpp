@@ -1,4 +1,3 @@
-#include <atomic>
 #include <cstring>
 #include <pthread.h>
 #include <stdexcept>
@@ -279,30 +278,6 @@ TEST_F(Events, ACallbackMayEndItsThread) {
     });
     ended.join();
     EXPECT_EQ(platform.Take(), Lines{}) << "no exception, so no line";
-}
-
-TEST_F(Events, ErasingWaitsForTheRunningCallback) {
-    static std::atomic<int> entered{0};
-    static std::atomic<bool> leave{false};
-    static std::atomic<bool> left{false};
-    ASSERT_TRUE(OrviAiService::StoreFaceCallback(0, [](tagOrviAiSrvFaceDetEvent*) {
-        entered = 1;
-        while (!leave) {
-            std::this_thread::yield();
-        }
-        left = true;
-    }));
-    std::thread dispatcher([] { EXPECT_EQ(Give(0x60000C, Bytes(288, 0)), 0); });
-    while (entered == 0) {
-        std::this_thread::yield();
-    }
-    std::thread eraser([] {
-        OrviAiService::EraseFaceCallback(0);
-        EXPECT_TRUE(left.load());
-    });
-    leave = true;
-    eraser.join();
-    dispatcher.join();
 }
 
 TEST_F(Events, TraceIsComposedUpToItsLimitAndNeverCut) {
