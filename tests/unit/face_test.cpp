@@ -1,6 +1,7 @@
 #include <atomic>
 #include <climits>
 #include <cstring>
+#include <functional>
 #include <thread>
 
 #include "fake_platform.h"
@@ -199,7 +200,7 @@ TEST_F(Face, ARequestSendsTheRecordAndTheReplyReplacesItsStart) {
         tagAiDetClientInfo info;
         const auto request = [&] {
             info = DetectorWithFullTexts();
-            const int result = (proxy.*method)(info);
+            const int result = std::invoke(method, proxy, info);
             EXPECT_EQ(platform.LastPayload(), sent);
             return result;
         };

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <functional>
 #include <numeric>
 
 #include "dispatch_scope.h"
@@ -43,7 +44,7 @@ TEST_F(Meeting, DirectorRequestsCarryANumber) {
     };
     for (const Method method : methods) {
         platform.QueueReply({0});
-        EXPECT_EQ((proxy.*method)(), 0);
+        EXPECT_EQ(std::invoke(method, proxy), 0);
         EXPECT_EQ(platform.LastPayload(), BytesOf(0));
     }
 }

@@ -2,6 +2,7 @@
 #include "requests.h"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <sstream>
 
@@ -243,7 +244,7 @@ TEST_F(Requests, MethodsReturnTheVerdict) {
     uint8_t verdict = 1;
     for (const Method method : methods) {
         platform.QueueReply({++verdict});
-        EXPECT_EQ((proxy.*method)(), verdict);
+        EXPECT_EQ(std::invoke(method, proxy), verdict);
     }
     tagOrviAiConfIdInfo conference = {};
     platform.QueueReply({254});
