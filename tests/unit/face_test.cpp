@@ -135,7 +135,7 @@ TEST_F(Face, CreateRefusesArgumentsInOrder) {
 TEST_F(Face, CreateFailuresLeaveTheFormerCallbackInPlace) {
     Init();
     void* const former = Create(OnFirst);
-    const auto create = [this] {
+    const auto create = [] {
         void* handle = nullptr;
         EXPECT_EQ(OrviAiSrvCreateFaceDetector(&handle, 0, 1, 0, OnSecond), -1);
         EXPECT_EQ(handle, nullptr);
