@@ -1,3 +1,4 @@
+#include <atomic>
 #include <cstring>
 #include <pthread.h>
 #include <stdexcept>
@@ -278,6 +279,43 @@ TEST_F(Events, ACallbackMayEndItsThread) {
     });
     ended.join();
     EXPECT_EQ(platform.Take(), Lines{}) << "no exception, so no line";
+}
+
+std::atomic<bool> g_entered{false};
+std::atomic<bool> g_ending{false};
+std::atomic<bool> g_ended{false};
+std::atomic<bool> g_left{false};
+
+// Stays until its end has begun on another thread, and then long enough for an end that does not wait.
+void OnFaceWhileEnding(tagOrviAiSrvFaceDetEvent*) {
+    g_entered = true;
+    while (!g_ending) {
+        std::this_thread::yield();
+    }
+    for (int turns = 0; turns < 100000 && !g_ended; ++turns) {
+        std::this_thread::yield();
+    }
+    g_left = true;
+}
+
+TEST_F(Events, ErasingAndReplacingACallbackWaitUntilItHasReturned) {
+    for (const bool erases : {true, false}) {
+        g_entered = g_ending = g_ended = g_left = false;
+        ASSERT_TRUE(OrviAiService::StoreFaceCallback(0, OnFaceWhileEnding));
+        std::thread dispatcher([] { EXPECT_EQ(Give(0x60000C, Bytes(288, 0)), 0); });
+        while (!g_entered) {
+            std::this_thread::yield();
+        }
+        g_ending = true;
+        if (erases) {
+            OrviAiService::EraseFaceCallback(0);
+        } else {
+            EXPECT_TRUE(OrviAiService::StoreFaceCallback(0, OnFace));
+        }
+        EXPECT_TRUE(g_left.load());
+        g_ended = true;
+        dispatcher.join();
+    }
 }
 
 TEST_F(Events, TraceIsComposedUpToItsLimitAndNeverCut) {
