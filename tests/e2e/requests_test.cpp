@@ -131,6 +131,7 @@ TEST_F(RequestsTest, CallbackMayAsk) {
 // Threads that wait for an answer do not hold up one another, nor this one.
 TEST_F(RequestsTest, WaitingThreadsDoNotQueue) {
     Connect();
+    simulator_.Command("reply 0x600017 hex:07");
     simulator_.Command("hold 0x600017");
     constexpr uint32_t THREADS = 8;
     std::vector<std::future<Outcome>> waiting;
@@ -142,7 +143,7 @@ TEST_F(RequestsTest, WaitingThreadsDoNotQueue) {
     EXPECT_EQ(AskForCaptions().data, Bytes{0});
     EXPECT_EQ(simulator_.Command("release 0x600017"), std::to_string(THREADS));
     for (auto& one : waiting) {
-        EXPECT_EQ(one.get().data, Bytes{0});
+        EXPECT_EQ(one.get().data, Bytes{7});
     }
 }
 
