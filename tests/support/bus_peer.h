@@ -6,14 +6,17 @@
 #include <deque>
 #include <gtest/gtest.h>
 #include <memory>
+#include <signal.h>
 #include <string>
 #include <sys/types.h>
 #include <utility>
 #include <vector>
 
+#include "child_process.h"
+
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
-// One process that runs tests/host/bus_peer.cpp. Ends with its forked children when the object does.
+// One process that runs tests/host/bus_peer.cpp. Ends when the object does.
 class Peer {
  public:
     // `uid` other than -1: the process gives up root for that uid, with `gid` as its only group.
@@ -24,30 +27,24 @@ class Peer {
 
     // Sends a command; its answer, without the "= ".
     std::string Ask(const std::string& command);
-    void Tell(const std::string& command);
+    void Tell(const std::string& command) { process_.WriteLine(command); }
     std::string Answer();
-    // The next line that is no answer, whenever it comes; "(ended)" after the end of the process, "(nothing)" after a
-    // time that only a hang exceeds.
+    // The next line that is no answer, whenever it comes; "(ended)" when none comes any more.
     std::string Next();
     // Lines that have come up to the answer of a command that is sent now.
     std::vector<std::string> Seen();
     // What it has written to standard error so far.
     std::string Errors() const;
 
-    void Kill();        // SIGKILL, and waits for the end
-    int WaitForExit();  // exit code, or -1 after a signal
-    void KillWithoutWait();
-    pid_t Pid() const { return pid_; }
-    bool IsAlive() const;
+    void Kill();                                          // SIGKILL, and waits for the end
+    void KillWithoutWait() { process_.Signal(SIGKILL); }  // the end comes soon
+    int WaitForExit() { return process_.Wait(); }         // exit code, or minus the signal that ended it
+    pid_t Pid() const { return process_.Pid(); }
+    bool IsAlive() const { return process_.IsAlive(); }
 
  private:
-    bool ReadLine(std::string* line);
-
-    pid_t pid_ = -1;
-    int input_ = -1;
-    int output_ = -1;
-    std::string errorPath_;
-    std::string received_;
+    const std::string errorPath_;
+    orvi_test::ChildProcess process_;
     std::deque<std::string> lines_;
 };
 

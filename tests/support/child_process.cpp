@@ -8,6 +8,7 @@
 #include <spawn.h>
 #include <sstream>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,9 +35,11 @@ bool AwaitReadable(int descriptor, Clock::time_point deadline) {
     }
 }
 
-std::vector<std::string> CommandLine(const std::string& program, const std::vector<std::string>& arguments) {
+std::vector<std::string> CommandLine(const std::string& program, const std::vector<std::string>& arguments,
+                                     const std::vector<std::string>& wrapper) {
     // setpriv makes the kernel end the program with its parent.
     std::vector<std::string> command{"/usr/bin/setpriv", "--pdeathsig", "KILL", "--"};
+    command.insert(command.end(), wrapper.begin(), wrapper.end());
     if (program.front() == '/') {
         command.push_back(program);
     } else {
@@ -59,10 +62,12 @@ void Require(bool condition, const std::string& what) {
 }  // namespace
 
 ChildProcess::ChildProcess(const std::string& program, const std::vector<std::string>& arguments,
-                           const std::string& errorFile) {
+                           const std::string& errorFile, const std::vector<std::string>& wrapper) {
     int toChild[2];
     int fromChild[2];
-    Require(pipe2(toChild, O_CLOEXEC) == 0 && pipe2(fromChild, O_CLOEXEC) == 0, "pipe2");
+    // A socket for its input: writing to a child that has ended raises no signal.
+    Require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, toChild) == 0 && pipe2(fromChild, O_CLOEXEC) == 0,
+            "no pipes");
     input_ = toChild[1];
     output_ = fromChild[0];
 
@@ -72,7 +77,7 @@ ChildProcess::ChildProcess(const std::string& program, const std::vector<std::st
     posix_spawn_file_actions_adddup2(&actions, fromChild[1], STDOUT_FILENO);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorFile.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
 
-    std::vector<std::string> command = CommandLine(program, arguments);
+    std::vector<std::string> command = CommandLine(program, arguments, wrapper);
     std::vector<char*> argv;
     for (std::string& word : command) {
         argv.push_back(word.data());
@@ -97,10 +102,14 @@ ChildProcess::~ChildProcess() {
     close(process_);
 }
 
+bool ChildProcess::IsAlive() const {
+    return !waited_ && !AwaitReadable(process_, Clock::now());
+}
+
 void ChildProcess::WriteLine(const std::string& line) {
     const std::string text = line + "\n";
     for (size_t done = 0; done < text.size();) {
-        const ssize_t count = write(input_, text.data() + done, text.size() - done);
+        const ssize_t count = send(input_, text.data() + done, text.size() - done, MSG_NOSIGNAL);
         if (count < 0 && errno != EINTR) {
             return;  // the missing answer tells
         }

@@ -17,13 +17,16 @@ constexpr std::chrono::seconds PATIENCE{30};
 class ChildProcess {
  public:
     // Starts a program of the build tree, under the emulator when the build needs one, or a program with an absolute
-    // path as it is. What it writes to stderr goes to `errorFile`. Throws std::runtime_error when it cannot be started.
-    ChildProcess(const std::string& program, const std::vector<std::string>& arguments, const std::string& errorFile);
+    // path as it is. What it writes to stderr goes to `errorFile`. `wrapper` is a command with an absolute path that
+    // runs it with something changed, as env does. Throws std::runtime_error when it cannot be started.
+    ChildProcess(const std::string& program, const std::vector<std::string>& arguments, const std::string& errorFile,
+                 const std::vector<std::string>& wrapper = {});
     ~ChildProcess();  // kills what still runs
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     pid_t Pid() const { return pid_; }
+    bool IsAlive() const;
 
     void WriteLine(const std::string& line);
     void CloseInput();
