@@ -54,7 +54,7 @@ TEST(Capability, EveryFlagHasItsPlace) {
                 EXPECT_EQ(ValueAt(record, offset), offset == c.offset ? 5 : 0) << c.name << " at " << offset;
             }
         });
-        EXPECT_EQ(ReadAll(dir / "err"), "");
+        EXPECT_EQ(ReadFile(dir / "err"), "");
     }
 }
 
@@ -111,7 +111,7 @@ TEST(Capability, FaultsAreNamed) {
         const TempDir dir;
         Write(dir / "c.xml", c.text);
         InChild({{"ORVI_AI_CAPABILITY", dir / "c.xml"}}, dir / "err", [] { EXPECT_EQ(OrviAiGetXmlData(), nullptr); });
-        const std::vector<std::string> lines = Lines(ReadAll(dir / "err"));
+        const std::vector<std::string> lines = Lines(ReadFile(dir / "err"));
         ASSERT_EQ(lines.size(), 1U) << c.what;
         EXPECT_NE(lines[0].find("ORVI_AI_CAPABILITY: cannot use " + (dir / "c.xml") + ": "), std::string::npos)
             << lines[0];
@@ -131,7 +131,7 @@ TEST(Capability, FilesThatCannotBeReadAreNamed) {
     for (const auto& c : cases) {
         const std::string err = dir / (std::string(c.name) + ".err");
         InChild({{"ORVI_AI_CAPABILITY", dir / c.name}}, err, [] { EXPECT_EQ(OrviAiGetXmlData(), nullptr); });
-        const std::vector<std::string> lines = Lines(ReadAll(err));
+        const std::vector<std::string> lines = Lines(ReadFile(err));
         ASSERT_EQ(lines.size(), 1U) << c.name;
         EXPECT_NE(lines[0].find(c.expected), std::string::npos) << lines[0];
     }
@@ -140,7 +140,7 @@ TEST(Capability, FilesThatCannotBeReadAreNamed) {
 // A sample that was cut anywhere ends in one line, and a file that was mended is used.
 TEST(Capability, CutSamplesAreAnsweredAndMendedFilesAreUsed) {
     const TempDir dir;
-    const std::string whole = ReadAll(ORVI_SAMPLE);
+    const std::string whole = ReadFile(ORVI_SAMPLE);
     const size_t end = whole.rfind('>') + 1;  // the rest is white space
     constexpr size_t kStep = 7;
     InChild({{"ORVI_AI_CAPABILITY", dir / "c.xml"}}, dir / "err", [&] {
@@ -155,7 +155,7 @@ TEST(Capability, CutSamplesAreAnsweredAndMendedFilesAreUsed) {
         EXPECT_EQ(OrviAiGetXmlData(), record) << "a record that was handed out stays";
         EXPECT_EQ(ValueAt(record, 192), 1);
     });
-    EXPECT_EQ(Lines(ReadAll(dir / "err")).size(), (end + kStep - 1) / kStep);
+    EXPECT_EQ(Lines(ReadFile(dir / "err")).size(), (end + kStep - 1) / kStep);
 }
 
 TEST(Capability, ThreadsShareOneRecord) {
@@ -185,7 +185,7 @@ TEST(Trace, LevelComesFromTheEnvironment) {
             EXPECT_EQ(GetGucAITraceLevel(), c.level) << c.value;
             EXPECT_EQ(GetGucAITraceLevel(), c.level) << c.value;
         });
-        EXPECT_EQ(Lines(ReadAll(dir / "err")).size(), c.complaints) << c.value;
+        EXPECT_EQ(Lines(ReadFile(dir / "err")).size(), c.complaints) << c.value;
     }
 }
 
@@ -209,7 +209,7 @@ TEST(Trace, PrefixServesAsAFormat) {
 #pragma GCC diagnostic pop
         OrviAiTracePrintf("AI_TRACE_ERROR: snprintf_s error!\n");
     });
-    const std::vector<std::string> lines = Lines(ReadAll(dir / "log"));
+    const std::vector<std::string> lines = Lines(ReadFile(dir / "log"));
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_NE(lines[0].find(" trace3 "), std::string::npos) << lines[0];
     EXPECT_NE(lines[0].find("[Function:12]:text\\nwith a newline 7"), std::string::npos) << lines[0];

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <string>
@@ -15,14 +14,11 @@
 #include <utility>
 #include <vector>
 
-using Environment = std::vector<std::pair<std::string, std::string>>;
+#include "read_file.h"
 
-inline std::string ReadAll(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
+using orvi_test::ReadFile;
+
+using Environment = std::vector<std::pair<std::string, std::string>>;
 
 inline std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;

@@ -50,7 +50,7 @@ TEST(LogClient, LevelsDecideWhatIsWritten) {
             Info("i");
             Storm("s");
         });
-        const std::vector<std::string> written = Lines(ReadAll(dir / "log"));
+        const std::vector<std::string> written = Lines(ReadFile(dir / "log"));
         ASSERT_EQ(written.size(), c.expected.size()) << c.level;
         for (size_t i = 0; i < written.size(); ++i) {
             int year = 0;
@@ -62,7 +62,7 @@ TEST(LogClient, LevelsDecideWhatIsWritten) {
             EXPECT_EQ(level[0], c.expected[i].back()) << written[i];
             EXPECT_EQ(written[i].substr(static_cast<size_t>(rest)), c.expected[i]) << written[i];
         }
-        EXPECT_EQ(Lines(ReadAll(dir / "err")).size(), c.complaints) << c.level << ReadAll(dir / "err");
+        EXPECT_EQ(Lines(ReadFile(dir / "err")).size(), c.complaints) << c.level << ReadFile(dir / "err");
         EXPECT_EQ(access((dir / "log").c_str(), F_OK) == 0, !c.expected.empty())
             << "a record that is filtered out must not touch the file system";
     }
@@ -92,7 +92,7 @@ TEST(LogClient, LinesStayLines) {
     for (const auto& c : cases) {
         const TempDir dir;
         InChild({{"ORVI_LOG_FILE", dir / "log"}}, "", [&] { OrviHostLogWriteLine(c.text.data(), c.text.size()); });
-        EXPECT_EQ(ReadAll(dir / "log"), c.expected + "\n");
+        EXPECT_EQ(ReadFile(dir / "log"), c.expected + "\n");
     }
 }
 
@@ -113,7 +113,7 @@ TEST(LogClient, LongLinesAreCutAndMarked) {
             whole += "\n";
             const TempDir dir;
             InChild({{"ORVI_LOG_FILE", dir / "log"}}, "", [&] { OrviHostLogWriteLine(text.data(), text.size()); });
-            const std::string line = ReadAll(dir / "log");
+            const std::string line = ReadFile(dir / "log");
             ASSERT_LE(line.size(), static_cast<size_t>(ORVI_HOST_LINE_SIZE));
             if (whole.size() <= ORVI_HOST_LINE_SIZE) {
                 EXPECT_EQ(line, whole);
@@ -131,7 +131,7 @@ TEST(LogClient, LongLinesAreCutAndMarked) {
 TEST(LogClient, ALongRecordIsMarkedToo) {
     const TempDir dir;
     InChild({{"ORVI_LOG_FILE", dir / "log"}}, "", [] { Error(std::string(5000, 'y').c_str()); });
-    const std::string line = ReadAll(dir / "log");
+    const std::string line = ReadFile(dir / "log");
     EXPECT_EQ(line.size(), static_cast<size_t>(ORVI_HOST_LINE_SIZE));
     EXPECT_EQ(line.substr(line.size() - 8), "y [cut]\n");
 }
@@ -159,7 +159,7 @@ TEST(LogClient, ThreadsAndProcessesDoNotMix) {
         }
         EXPECT_EQ(waitpid(twin, nullptr, 0), twin);
     });
-    const std::vector<std::string> lines = Lines(ReadAll(dir / "log"));
+    const std::vector<std::string> lines = Lines(ReadFile(dir / "log"));
     EXPECT_EQ(lines.size(), 2U * kThreads * kRecords);
     for (const std::string& line : lines) {
         ASSERT_EQ(line.substr(line.size() - text.size()), text);
@@ -179,7 +179,7 @@ TEST(LogClient, StormsAreCounted) {
     });
     int written = 0;
     int told = 0;
-    for (const std::string& line : Lines(ReadAll(dir / "log"))) {
+    for (const std::string& line : Lines(ReadFile(dir / "log"))) {
         int count = 0;
         if (line.find(" storm records left out: more than 1000 ") != std::string::npos &&
             std::sscanf(line.c_str(), "%*s log %*u: %d", &count) == 1) {
@@ -203,8 +203,8 @@ TEST(LogClient, AnUnusableFileIsToldOnceAndStandardErrorTakesOver) {
             Error("first");
             Error("second");
         });
-        const std::vector<std::string> lines = Lines(ReadAll(err));
-        ASSERT_EQ(lines.size(), 3U) << ReadAll(err);
+        const std::vector<std::string> lines = Lines(ReadFile(err));
+        ASSERT_EQ(lines.size(), 3U) << ReadFile(err);
         EXPECT_EQ(lines[0].find("ORVI_LOG_FILE: cannot write to " + (dir / name) + ": "), 0U) << lines[0];
         EXPECT_NE(lines[1].find("first"), std::string::npos);
         EXPECT_NE(lines[2].find("second"), std::string::npos);
@@ -271,7 +271,7 @@ TEST(LogClient, ErrnoIsTheCallers) {
         OrviOmLogModuleLogRecord(1, 7, "a.cpp", 5, 1, "reason: %m");
         EXPECT_EQ(errno, ENOENT);
     });
-    EXPECT_NE(ReadAll(dir / "err").find("reason: No such file or directory\n"), std::string::npos);
+    EXPECT_NE(ReadFile(dir / "err").find("reason: No such file or directory\n"), std::string::npos);
 }
 
 // A log opened while a standard descriptor is closed must not take its number: what the application prints would
@@ -284,7 +284,7 @@ TEST(LogClient, TheLogIsNoStandardDescriptor) {
         errno = 0;
         EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFD), -1);
     });
-    EXPECT_EQ(Lines(ReadAll(dir / "log")).size(), 1U);
+    EXPECT_EQ(Lines(ReadFile(dir / "log")).size(), 1U);
 }
 
 }  // namespace

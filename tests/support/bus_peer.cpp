@@ -3,8 +3,6 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
-#include <fstream>
-#include <sstream>
 #include <unistd.h>
 
 namespace {
@@ -80,13 +78,6 @@ std::vector<std::string> Peer::Seen() {
     std::vector<std::string> seen(lines_.begin(), lines_.end());
     lines_.clear();
     return seen;
-}
-
-std::string Peer::Errors() const {
-    std::ifstream file(errorPath_);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 void Peer::Kill() {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "child_process.h"
+#include "read_file.h"
 
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
@@ -34,7 +35,7 @@ class Peer {
     // Lines that have come up to the answer of a command that is sent now.
     std::vector<std::string> Seen();
     // What it has written to standard error so far.
-    std::string Errors() const;
+    std::string Errors() const { return orvi_test::ReadFile(errorPath_); }
 
     void Kill();                                          // SIGKILL, and waits for the end
     void KillWithoutWait() { process_.Signal(SIGKILL); }  // the end comes soon

@@ -3,11 +3,9 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <sched.h>
-#include <sstream>
 #include <stdexcept>
 #include <stdlib.h>
 
@@ -79,13 +77,6 @@ void ExpectBackAt(const Resources& baseline, size_t more) {
     EXPECT_EQ(now.descriptors, expected) << "now:\n" << now.listing << "before:\n" << baseline.listing;
     EXPECT_EQ(now.threads, baseline.threads);
     EXPECT_EQ(now.replyBlocks, baseline.replyBlocks);
-}
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream file(path);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
 }
 
 }  // namespace orvi_test

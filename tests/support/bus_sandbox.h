@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <string>
 
+#include "read_file.h"
+
 namespace orvi_test {
 
 // A private directory that holds the bus directory of this process and its children, and their log files. Removed with
@@ -39,8 +41,6 @@ struct Resources {
 // Fails the test unless the process is back at `baseline`, with `more` descriptors in addition. A joined thread may be
 // listed a moment longer, so this waits for the numbers, but not for ever.
 void ExpectBackAt(const Resources& baseline, size_t more = 0);
-
-std::string ReadFile(const std::string& path);
 
 }  // namespace orvi_test
 
