@@ -126,6 +126,7 @@ TEST_F(RequestsTest, CallbackMayAsk) {
     EventRecorder::ExpectIds({2, 100});
     EXPECT_EQ(answered, 2);
     EventRecorder::SetHook(nullptr);
+    connectionsOfOthers_ = 1;  // the message thread's
 }
 
 // Threads that wait for an answer do not hold up one another, nor this one.

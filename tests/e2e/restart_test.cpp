@@ -16,7 +16,8 @@ using OrviAiService::AiSrvServiceProxy;
 class RestartTest : public VisionTest {
  protected:
     // The callback announces this process again whenever the service has started.
-    static void AnnounceAtEachStart() {
+    void AnnounceAtEachStart() {
+        connectionsOfOthers_ = 1;  // the message thread's
         EventRecorder::SetHook([](OrviAiEventId event) {
             if (event == ORVI_AI_EVENT_SERVICE_START) {
                 EXPECT_FALSE(AiSrvServiceProxy::isVisionOK) << "set behind the callback";

@@ -21,6 +21,7 @@ class SimulatorProcess {
     void Start(const std::vector<std::string>& options = {});
 
     ChildProcess& Child() { return *child_; }
+    bool IsRunning() const { return child_ != nullptr; }
 
     // Sends a command and returns the answer. Command() fails the test unless the answer begins with "ok" and returns
     // what follows; Ask() takes any answer.

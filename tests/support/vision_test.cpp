@@ -57,10 +57,24 @@ void VisionTest::AwaitServiceTime(int milliseconds) {
 
 void VisionTest::TearDown() {
     EXPECT_EQ(OrviHostMsgOutstandingReplies(), 0U);
+    if (!initialised_) {
+        return;
+    }
+    if (simulator_.IsRunning()) {
+        simulator_.Kill();
+    }
+    // Looking for somebody else, the bus gives this thread's connections to the dead service up.
+    EXPECT_NE(RequestFromTask("nobody", 0, {}, LONG_WAIT_MS).result, 0);
+    // The presence, and of the task its endpoint and what its loop waits with: epoll, eventfd, inotify.
+    constexpr size_t OF_THE_BUS = 5;
+    ++baseline_.threads;  // the message thread
+    ExpectBackAt(baseline_, OF_THE_BUS + connectionsOfOthers_);
 }
 
 int VisionTest::Init() {
-    return OrviAiSrvApiInit(tagOrviAppInfo{}, &EventRecorder::OnEvent);
+    const int result = OrviAiSrvApiInit(tagOrviAppInfo{}, &EventRecorder::OnEvent);
+    initialised_ = initialised_ || result == 0;
+    return result;
 }
 
 void VisionTest::RestartSimulator() {

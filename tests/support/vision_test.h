@@ -39,7 +39,8 @@ class VisionTest : public testing::Test {
         EXPECT_NE(simulator_.Log().find(text), std::string::npos) << text;
     }
 
-    // No reply block of the bus is left.
+    // The simulator is ended if it still runs, and the process has then what the library needs while there is no service
+    // and nothing more: descriptors, threads, reply blocks.
     void TearDown() override;
 
     // The simulator is killed and started again; the events 0 and 1 are awaited.
@@ -54,6 +55,11 @@ class VisionTest : public testing::Test {
 
     BusSandbox sandbox_;
     SimulatorProcess simulator_{sandbox_};
+    size_t connectionsOfOthers_ = 0;  // that a living thread, as the message thread, has made and not looked at since
+
+ private:
+    Resources baseline_ = Resources::Now();
+    static inline bool initialised_ = false;
 };
 
 // Outcome of a synchronous request; the bus's reply block has been released.
