@@ -3,6 +3,7 @@
 # again, and the application that goes on. Exits with 0 only when every expected step was seen.
 #
 # usage: demo.sh BUILD_DIR [LAUNCHER...]      LAUNCHER runs the programs, for instance an emulator
+# ORVI_DEMO_SIMULATOR names the service of another build, which is run as it is.
 set -u
 
 if [[ $# -lt 1 ]]; then
@@ -17,6 +18,10 @@ fi
 
 bin=$1/bin
 launcher=("${@:2}")
+simulator=("${launcher[@]}" "$bin/orvi-vision-sim")
+if [[ -n ${ORVI_DEMO_SIMULATOR:-} ]]; then
+    simulator=("$ORVI_DEMO_SIMULATOR")
+fi
 for program in orvi-vision-sim first_steps face_photos live_captions voice_assistant ask_model meeting; do
     if [[ ! -x $bin/$program ]]; then
         echo "$0: $bin/$program is missing, build first" >&2
@@ -107,7 +112,7 @@ expect() {
 
 start_service() {
     say demo "$yellow" "$1"
-    "${launcher[@]}" "$bin/orvi-vision-sim" --control --arrival 100 <&4 >&3 2>&3 3>&- 4>&- &
+    "${simulator[@]}" --control --arrival 100 <&4 >&3 2>&3 3>&- 4>&- &
     service=$!
     expect 'ready AI_VISION*'
 }

@@ -1,7 +1,7 @@
 #!/bin/sh
 # Runs every case of a test program, each in a process of its own, against the simulated service of another build:
-# programs of different word sizes meet on one bus.
-#   run_mixed.sh PEER_BUILD_DIR SOURCE_DIR TEST_PROGRAM [LAUNCHER...]
+# programs of different word sizes meet on one bus. For the program first_steps it runs the demo.
+#   run_mixed.sh PEER_BUILD_DIR SOURCE_DIR PROGRAM [LAUNCHER...]
 # Exits with 77, "skipped", when the other build lacks the service, has the same word size or is older than its
 # sources.
 set -eu
@@ -26,6 +26,9 @@ word_size() {
 }
 [ "$(word_size "$simulator")" != "$(word_size "$program")" ] || skip "$simulator has the word size of this build"
 
+if [ "${program##*/}" = first_steps ]; then
+    ORVI_DEMO_SIMULATOR=$simulator exec bash "$source/examples/demo.sh" "${program%/bin/*}" "$@"
+fi
 ORVI_TEST_SIMULATOR=$simulator
 export ORVI_TEST_SIMULATOR
 cases=0
