@@ -31,9 +31,6 @@ install(FILES ${PROJECT_SOURCE_DIR}/include/orvi_ai_srv.h DESTINATION ${CMAKE_IN
 
 file(RELATIVE_PATH host_dir_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 foreach(program orvi-vision-sim orvi-bus-monitor)
-    if(NOT TARGET ${program})
-        continue()
-    endif()
     set_target_properties(${program} PROPERTIES
         INSTALL_RPATH "$ORIGIN/${host_dir_from_bin}/orvi-host;$ORIGIN/${host_dir_from_bin}")
     install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT host)

@@ -1,6 +1,7 @@
 // Peers that are not this library, or not honest: raw sockets at both ends.
 #include <fstream>
 #include <poll.h>
+#include <sched.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -13,6 +14,7 @@
 namespace {
 
 using orvi_bus::FrameKind;
+using orvi_test::ReadFile;
 using Lines = std::vector<std::string>;
 const std::string kUid = std::to_string(geteuid());
 
@@ -275,15 +277,32 @@ TEST_F(BusTest, TracingTellsAMonitorAndNeverWaits) {
     Peer& client = Start({{"ORVI_BUS_TRACE", "1"}});
     ASSERT_EQ(client.Ask("join client"), "0");
     EXPECT_EQ(client.Ask("send server t 1 5"), "0");  // nobody listens: lost
-    const Socket monitor(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = Socket::Address(directory + "/monitor");
-    ASSERT_EQ(bind(monitor.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+    const std::string errors = directory + "/errors";
+    const std::vector<std::string> inDirectory{"/usr/bin/env", "ORVI_BUS_DIR=" + directory};
+    const auto isListening = [&] {
+        while (ReadFile(errors).find("listening") == std::string::npos) {
+            (void)sched_yield();
+        }
+        return unlink(errors.c_str()) == 0;
+    };
+    {
+        orvi_test::ChildProcess killed("orvi-bus-monitor", {}, errors, inDirectory);
+        ASSERT_TRUE(isListening());
+        EXPECT_EQ(orvi_test::ChildProcess("orvi-bus-monitor", {}, errors, inDirectory).Wait(), 1);
+        EXPECT_NE(ReadFile(errors).find("another monitor"), std::string::npos) << ReadFile(errors);
+    }
+    orvi_test::ChildProcess monitor("orvi-bus-monitor", {}, errors, inDirectory);
+    ASSERT_TRUE(isListening());
     EXPECT_EQ(client.Ask("call server t 2 36 0"), "reply 36 uid " + kUid);
-    char line[512] = {};
-    ASSERT_GT(recv(monitor.Get(), line, sizeof(line) - 1, MSG_DONTWAIT), 0);
-    const std::string told = line;
-    EXPECT_EQ(told.substr(told.find(' ')), " request client server/t id=0x2 seq=1 len=36 result=0 lost=1");
-    EXPECT_EQ(client.Ask("sendmany server t 3 3000").substr(0, 9), "sent 3000");  // more than a monitor's queue holds
+    std::string line;
+    ASSERT_TRUE(monitor.ReadLine(line));
+    EXPECT_EQ(line, "    0.000000 request client server/t id=0x2 seq=1 len=36 result=0 lost=1");
+    monitor.Signal(SIGSTOP);
+    EXPECT_EQ(client.Ask("sendmany server t 3 3000"), "sent 3000");  // more than a monitor's queue holds
+    monitor.Signal(SIGTERM);
+    monitor.Signal(SIGCONT);
+    EXPECT_EQ(monitor.Wait(), 0);
+    EXPECT_NE(access((directory + "/monitor").c_str(), F_OK), 0);
 }
 
 }  // namespace
