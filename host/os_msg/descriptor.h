@@ -37,8 +37,8 @@ class Fd {
     int fd_ = -1;
 };
 
-// True in a child whose parent had descriptors here when it forked: it was on the bus. In such a child other threads' locks
-// may be held for ever: check this before any lock of the bus is taken.
+// True in a child whose parent had descriptors here when it forked: it was on the bus. In such a child other threads'
+// locks may be held for ever: check this before any lock of the bus is taken.
 bool InForkedChild();
 
 }  // namespace orvi_bus

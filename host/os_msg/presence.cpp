@@ -53,6 +53,9 @@ bool IsLocked(const Fd& file, off_t byte, pid_t* pid) {
 struct Record {
     uint64_t latest = 0;
     uint64_t latestStarted = 0;
+    bool operator==(const Record& other) const {
+        return latest == other.latest && latestStarted == other.latestStarted;
+    }
 };
 
 Record ReadRecord(const Fd& file) {
@@ -102,7 +105,8 @@ void WaitForEnd(pid_t holder) {
 }
 
 // Removes what dead processes left, so that names that hold a process id do not fill the directory; the record of one
-// that started a moment ago stays for watchers that have not looked since. `own` is left to the caller. Whoever opened a presence before it was removed finds out by IsCurrent.
+// that started a moment ago stays for watchers that have not looked since. `own` is left to the caller. Whoever opened a
+// presence before it was removed finds out by IsCurrent.
 void SweepDead(const Directory& directory, const std::string& own) {
     std::vector<std::string> stems;
     DIR* entries = opendir(directory.path.c_str());
@@ -130,6 +134,12 @@ void SweepDead(const Directory& directory, const std::string& own) {
 
 }  // namespace
 
+uint64_t IncarnationOfNow() {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000000U + static_cast<uint64_t>(now.tv_nsec);
+}
+
 int OwnPresence::Acquire(const Directory& directory, const char* name) {
     const std::string path = PresencePath(directory, name);
     const Deadline deadline(kDyingHolderWaitMs);
@@ -151,12 +161,8 @@ int OwnPresence::Acquire(const Directory& directory, const char* name) {
                 if (!IsCurrent(file, path)) {
                     continue;
                 }
-                timespec now{};
-                clock_gettime(CLOCK_REALTIME, &now);
-                const uint64_t clock =
-                    static_cast<uint64_t>(now.tv_sec) * 1000000000U + static_cast<uint64_t>(now.tv_nsec);
                 const Record before = ReadRecord(file);
-                incarnation_ = std::max(before.latest + 1, clock);
+                incarnation_ = std::max(before.latest + 1, IncarnationOfNow());
                 if (!WriteRecord(file, {incarnation_, before.latestStarted})) {
                     Log(kLogError, "cannot join as '%s': %s: %s", name, path.c_str(), strerror(errno));
                     return ORVI_BUS_E_SYSTEM;
@@ -200,8 +206,7 @@ Presence LookAt(const Directory& directory, const char* name) {
         presence.pid = 0;
         presence.joined = IsLocked(file, kNameByte, &presence.pid);
         presence.started = IsLocked(file, kStartedByte, &presence.pid);
-        const Record after = ReadRecord(file);
-        if (after.latest == record.latest && after.latestStarted == record.latestStarted) {
+        if (ReadRecord(file) == record) {
             return presence;
         }
     }

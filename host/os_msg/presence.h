@@ -18,11 +18,14 @@
 
 namespace orvi_bus {
 
+// Incarnations that join from now on have higher numbers.
+uint64_t IncarnationOfNow();
+
 class OwnPresence {
  public:
     // Takes the name or tells why not: one of ORVI_BUS_E_..., after one log line. What a dead process left under the
-    // name is removed, and so are the leftovers of other dead processes, their records after a while. Waits a bounded time for others that join and
-    // for a holder that is dying.
+    // name is removed, and so are the leftovers of other dead processes, their records after a while. Waits a bounded
+    // time for others that join and for a holder that is dying.
     int Acquire(const Directory& directory, const char* name);
     // Lets watchers see that the process has started. False with errno set when the kernel refuses the lock.
     bool MarkStarted();

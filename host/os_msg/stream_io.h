@@ -24,8 +24,8 @@ PeerIdentity PeerOf(const Fd& socket);
 // until the deadline, or ORVI_BUS_E_SYSTEM after a log line.
 int ConnectStream(const std::string& path, const Deadline& deadline, Fd* socket);
 
-// Sends all of both parts. 0, ORVI_BUS_E_TIMEOUT, ORVI_BUS_E_GONE or ORVI_BUS_E_SYSTEM; `taken` is the number of bytes that the kernel
-// has taken in any case. Raises no SIGPIPE.
+// Sends all of both parts. 0, ORVI_BUS_E_TIMEOUT, ORVI_BUS_E_GONE or ORVI_BUS_E_SYSTEM; `taken` is the
+// number of bytes that the kernel has taken in any case. Raises no SIGPIPE.
 int SendStream(const Fd& socket, const void* head, size_t headSize, const void* data, size_t dataSize,
                const Deadline& deadline, size_t* taken);
 

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/inotify.h>
@@ -37,13 +36,6 @@ Presence Look(const char* procName) {
     own.started = process.Started();
     own.latestStarted = own.Started();
     return own;
-}
-
-// Incarnations that join from now on have higher numbers, see OwnPresence::Acquire.
-uint64_t IncarnationOfNow() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1000000000U + static_cast<uint64_t>(now.tv_nsec);
 }
 
 }  // namespace
