@@ -1,5 +1,5 @@
-// Requests and one-way messages of many threads while the service is killed and started again: each call ends once, with
-// its own answer or an error; nothing arrives twice or out of order.
+// Requests and one-way messages of many threads while the service is killed and started again: each call ends once,
+// with its own answer or an error; nothing arrives twice or out of order.
 #include <array>
 #include <atomic>
 #include <chrono>

@@ -279,20 +279,20 @@ TEST_F(BusTest, TracingTellsAMonitorAndNeverWaits) {
     EXPECT_EQ(client.Ask("send server t 1 5"), "0");  // nobody listens: lost
     const std::string errors = directory + "/errors";
     const std::vector<std::string> inDirectory{"/usr/bin/env", "ORVI_BUS_DIR=" + directory};
-    const auto isListening = [&] {
-        while (ReadFile(errors).find("listening") == std::string::npos) {
+    const auto isListening = [&](const orvi_test::ChildProcess& started) {
+        while (started.IsAlive() && ReadFile(errors).find("listening") == std::string::npos) {
             (void)sched_yield();
         }
-        return unlink(errors.c_str()) == 0;
+        return started.IsAlive() && unlink(errors.c_str()) == 0;
     };
     {
         orvi_test::ChildProcess killed("orvi-bus-monitor", {}, errors, inDirectory);
-        ASSERT_TRUE(isListening());
+        ASSERT_TRUE(isListening(killed));
         EXPECT_EQ(orvi_test::ChildProcess("orvi-bus-monitor", {}, errors, inDirectory).Wait(), 1);
         EXPECT_NE(ReadFile(errors).find("another monitor"), std::string::npos) << ReadFile(errors);
     }
     orvi_test::ChildProcess monitor("orvi-bus-monitor", {}, errors, inDirectory);
-    ASSERT_TRUE(isListening());
+    ASSERT_TRUE(isListening(monitor)) << ReadFile(errors);
     EXPECT_EQ(client.Ask("call server t 2 36 0"), "reply 36 uid " + kUid);
     std::string line;
     ASSERT_TRUE(monitor.ReadLine(line));

@@ -13,16 +13,6 @@ const std::string kExit = "exit server" + kUid;
 
 class BusEvents : public BusTest {
  protected:
-    // A process "watcher" whose task "w" watches "server".
-    Peer& StartWatcher() {
-        Peer& watcher = Start();
-        EXPECT_EQ(watcher.Ask("join watcher"), "0");
-        EXPECT_EQ(watcher.Ask("task w"), "0");
-        EXPECT_EQ(watcher.Ask("watch w server"), "0") << watcher.Errors();
-        EXPECT_EQ(watcher.Ask("run w"), "0");
-        return watcher;
-    }
-
     static std::string Note(uint32_t length) { return "message w 1 " + std::to_string(length) + kUid; }
 
     static void HoldUp(Peer* sender, Peer* watcher) {

@@ -183,11 +183,7 @@ TEST_F(BusTest, NoDescriptorReachesAProgramThatIsStarted) {
 }
 
 TEST_F(BusTest, AForkedChildDoesNotKeepItsParentAlive) {
-    Peer& watcher = Start();
-    ASSERT_EQ(watcher.Ask("join watcher"), "0");
-    ASSERT_EQ(watcher.Ask("task w"), "0");
-    ASSERT_EQ(watcher.Ask("watch w server"), "0");
-    ASSERT_EQ(watcher.Ask("run w"), "0");
+    Peer& watcher = StartWatcher();
     Peer& server = StartTask("server", "t");
     EXPECT_EQ(watcher.Next(), "start server " + kUid);
     Peer& client = StartTask("client", "c");

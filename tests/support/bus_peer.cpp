@@ -119,3 +119,12 @@ Peer& BusTest::StartTask(const std::string& proc, const std::string& task, const
     EXPECT_EQ(peer.Ask("call " + proc + " " + task + " 3 0 0").substr(0, 7), "reply 0");  // the loop runs
     return peer;
 }
+
+Peer& BusTest::StartWatcher() {
+    Peer& watcher = Start();
+    EXPECT_EQ(watcher.Ask("join watcher"), "0");
+    EXPECT_EQ(watcher.Ask("task w"), "0");
+    EXPECT_EQ(watcher.Ask("watch w server"), "0") << watcher.Errors();
+    EXPECT_EQ(watcher.Ask("run w"), "0");
+    return watcher;
+}

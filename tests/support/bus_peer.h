@@ -62,6 +62,9 @@ class BusTest : public testing::Test {
     // The same, joined under `proc` with a running task.
     Peer& StartTask(const std::string& proc, const std::string& task, const Environment& more = {});
 
+    // A process "watcher" whose task "w" watches "server".
+    Peer& StartWatcher();
+
     std::string directory;
 
  private:

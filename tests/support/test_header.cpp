@@ -1,1 +1,1 @@
-// Nothing of its own: the program header is precompiled with it.
+// Nothing of its own: GoogleTest's header is precompiled along with it.
