@@ -13,17 +13,10 @@ std::string MakeFile() {
     return path;
 }
 
-std::vector<std::string> Wrapper(const Environment& environment, uid_t uid, gid_t gid) {
+std::vector<std::string> Wrapper(const Environment& environment) {
     std::vector<std::string> words{"/usr/bin/env", "--unset=ORVI_BUS_DIR"};
     for (const auto& [name, value] : environment) {
         words.push_back(name + "=" + value);
-    }
-    if (uid != static_cast<uid_t>(-1)) {
-        const std::string group = std::to_string(gid);
-        for (const std::string& word : {std::string("setpriv"), "--reuid=" + std::to_string(uid), "--regid=" + group,
-                                        "--groups=" + group, std::string("--")}) {
-            words.push_back(word);
-        }
     }
     return words;
 }
@@ -41,7 +34,11 @@ size_t OpenDescriptors() {
 }
 
 Peer::Peer(const Environment& environment, uid_t uid, gid_t gid)
-    : errorPath_(MakeFile()), process_("orvi-test-bus-peer", {}, errorPath_, Wrapper(environment, uid, gid)) {}
+    : errorPath_(MakeFile()), process_("orvi-test-bus-peer", {}, errorPath_, Wrapper(environment)) {
+    if (uid != static_cast<uid_t>(-1)) {
+        EXPECT_EQ(Ask("become " + std::to_string(uid) + " " + std::to_string(gid)), "0");
+    }
+}
 
 Peer::~Peer() {
     unlink(errorPath_.c_str());

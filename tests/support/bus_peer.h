@@ -20,7 +20,8 @@ using Environment = std::vector<std::pair<std::string, std::string>>;
 // One process that runs tests/host/bus_peer.cpp. Ends when the object does.
 class Peer {
  public:
-    // `uid` other than -1: the process gives up root for that uid, with `gid` as its only group.
+    // `uid` other than -1: the process gives up root for that uid, with `gid` as its only group, once it runs: the
+    // other user need not be able to read the build tree.
     explicit Peer(const Environment& environment, uid_t uid = static_cast<uid_t>(-1), gid_t gid = 0);
     ~Peer();
     Peer(const Peer&) = delete;
