@@ -152,9 +152,7 @@ TEST_F(BusTest, IdleConnectionsKeepNobodyOut) {
     }
     Peer& server = Start();
     ASSERT_EQ(server.Ask("nofile 1024"), "0");
-    ASSERT_EQ(server.Ask("join server"), "0");
-    ASSERT_EQ(server.Ask("task t"), "0");
-    ASSERT_EQ(server.Ask("run t"), "0");
+    Run(&server, "server", "t");
     std::vector<Socket> sockets;
     for (size_t i = 0; i < kIdle; ++i) {
         sockets.emplace_back(directory + "/server:t");
