@@ -47,22 +47,6 @@ void Say(const std::string& line) {
     }
 }
 
-// std::getline takes an interrupted read for the end.
-bool ReadCommand(std::string* line) {
-    line->clear();
-    for (char c = 0;;) {
-        const ssize_t count = read(STDIN_FILENO, &c, 1);
-        if (count == 1 && c == '\n') {
-            return true;
-        }
-        if (count == 1) {
-            *line += c;
-        } else if (count == 0 || errno != EINTR) {
-            return false;
-        }
-    }
-}
-
 // A payload that tells what it is: every byte depends on its place and on the message's length.
 std::string Payload(uint32_t length) {
     std::string payload(length, '\0');
@@ -129,7 +113,7 @@ int Handle(TagMsgBlock* message) {
         Say("message " + std::string(message->recvTaskName) + " " + std::to_string(message->msgId) + " " +
             std::to_string(message->dataLen) + uid + (whole ? "" : " damaged"));
     }
-    switch (message->msgId) {
+    switch ((message->msgId & kEchoBit) != 0 ? uint32_t{kEcho} : message->msgId) {
         case kEcho:
         case kEchoQuietly:
             (void)OrviHostMsgReply(message, message->data != nullptr ? message->data : "", message->dataLen);
@@ -401,11 +385,12 @@ std::string Do(const std::string& line) {
 
 int main() {
     signal(SIGPIPE, SIG_DFL);  // a broken connection of the bus must not end the process
-    for (std::string line; ReadCommand(&line);) {
+    for (std::string line; ReadLine(STDIN_FILENO, &line);) {
         if (line == "return") {
             return 0;
         }
-        Say("= " + Do(line));
+        const std::string answer = Do(line);
+        Say("= " + answer);
     }
     return 0;
 }
