@@ -1,19 +1,20 @@
 // The bus's operations as plain C functions: checks, and one call each.
 #include <new>
 
-#include "bus_log.h"
-#include "descriptor.h"
-#include "directory.h"
-#include "frame.h"
-#include "incoming.h"
-#include "message_token.h"
+#include "membership/directory.h"
 #include "orvi_host_bus.h"
 #include "orvi_os_msg.h"
 #include "process.h"
-#include "reply_block.h"
-#include "sender.h"
-#include "settings.h"
-#include "task.h"
+#include "receive/incoming.h"
+#include "receive/message_token.h"
+#include "receive/task.h"
+#include "send/reply_block.h"
+#include "send/sender.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/descriptor.h"
+#include "wire/frame.h"
+#include "wire/settings.h"
 
 #define ORVI_BUS_EXPORT __attribute__((visibility("default")))
 

@@ -4,12 +4,13 @@
 #include <cerrno>
 #include <cstring>
 
-#include "bus_log.h"
-#include "descriptor.h"
 #include "orvi_host_bus.h"
-#include "settings.h"
-#include "task.h"
-#include "trace.h"
+#include "receive/task.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/descriptor.h"
+#include "wire/settings.h"
+#include "wire/trace.h"
 
 namespace orvi_bus {
 
@@ -47,7 +48,9 @@ int Process::Join(const char* name) {
     }
     SetName(name_, name);
     incarnation_ = presence_.Incarnation();
-    g_tracing = GetSettings().trace;
+    if (GetSettings().trace) {
+        StartTrace(MonitorPath(directory_), name_);
+    }
     joined_.store(true, std::memory_order_release);
     Log(kLogInfo, "joined as '%s' in %s", name, directory_.path.c_str());
     return 0;

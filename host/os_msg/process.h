@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "directory.h"
-#include "mutex.h"
-#include "presence.h"
+#include "membership/directory.h"
+#include "wire/mutex.h"
+#include "membership/presence.h"
 
 namespace orvi_bus {
 

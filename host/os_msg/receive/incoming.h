@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <memory>
 
-#include "descriptor.h"
-#include "frame.h"
-#include "mutex.h"
-#include "stream_io.h"
+#include "wire/descriptor.h"
+#include "wire/frame.h"
+#include "wire/mutex.h"
+#include "wire/stream_io.h"
 
 namespace orvi_bus {
 

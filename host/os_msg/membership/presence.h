@@ -13,8 +13,8 @@
 #include <cstdint>
 #include <sys/types.h>
 
-#include "descriptor.h"
-#include "directory.h"
+#include "membership/directory.h"
+#include "wire/descriptor.h"
 
 namespace orvi_bus {
 

@@ -9,12 +9,16 @@
 #define ORVI_HOST_OS_MSG_TRACE_H
 
 #include <cstdint>
+#include <string>
 
-#include "frame.h"
+#include "wire/frame.h"
 
 namespace orvi_bus {
 
-extern bool g_tracing;  // set on joining, constant from then on
+extern bool g_tracing;  // set by StartTrace, constant from then on
+
+// Once, on joining: messages of the process `procName` are told to the socket from now on.
+void StartTrace(const std::string& monitorSocket, const char* procName);
 
 void TraceFrame(const FrameHeader& header, const char* toProc, const char* toTask, int result);
 

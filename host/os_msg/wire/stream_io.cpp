@@ -1,16 +1,27 @@
-#include "stream_io.h"
+#include "wire/stream_io.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
-#include "bus_log.h"
-#include "directory.h"
 #include "orvi_host_bus.h"
+#include "wire/bus_log.h"
 
 namespace orvi_bus {
+
+bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* length) {
+    *address = sockaddr_un{};
+    address->sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address->sun_path)) {
+        return false;
+    }
+    memcpy(address->sun_path, path.c_str(), path.size() + 1);
+    *length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size() + 1);
+    return true;
+}
 
 PeerIdentity PeerOf(const Fd& socket) {
     ucred credentials{};

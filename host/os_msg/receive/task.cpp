@@ -1,4 +1,4 @@
-#include "task.h"
+#include "receive/task.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -7,9 +7,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "bus_log.h"
 #include "orvi_host_bus.h"
 #include "process.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
 
 namespace orvi_bus {
 

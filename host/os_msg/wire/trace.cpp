@@ -1,4 +1,4 @@
-#include "trace.h"
+#include "wire/trace.h"
 
 #include <atomic>
 #include <cinttypes>
@@ -6,8 +6,9 @@
 #include <string>
 #include <sys/socket.h>
 
-#include "deadline.h"
-#include "process.h"
+#include "wire/bus_name.h"
+#include "wire/deadline.h"
+#include "wire/stream_io.h"
 
 namespace orvi_bus {
 
@@ -16,12 +17,12 @@ bool g_tracing = false;
 namespace {
 
 struct Monitor {
-    static const Monitor& Get() {
-        static const Monitor* monitor = new Monitor;  // never destroyed, like all of the bus
+    static Monitor& Get() {
+        static Monitor* monitor = new Monitor;  // never destroyed, like all of the bus
         return *monitor;
     }
-    Monitor() { reachable = MakeAddress(MonitorPath(Process::Get().BusDirectory()), &address, &length); }
-    Fd socket = Fd::DatagramSocket();
+    std::string own;  // the process's name, encoded
+    Fd socket;
     sockaddr_un address{};
     socklen_t length = 0;
     bool reachable = false;
@@ -35,14 +36,22 @@ const char* KindName(FrameKind kind) {
 
 }  // namespace
 
+void StartTrace(const std::string& monitorSocket, const char* procName) {
+    Monitor& monitor = Monitor::Get();
+    monitor.own = EncodeName(procName);
+    monitor.socket = Fd::DatagramSocket();
+    monitor.reachable = MakeAddress(monitorSocket, &monitor.address, &monitor.length);
+    g_tracing = true;
+}
+
 void TraceFrame(const FrameHeader& header, const char* toProc, const char* toTask, int result) {
     const Monitor& monitor = Monitor::Get();
     char line[320];
     const std::string task = *toTask != '\0' ? EncodeName(toTask) : "-";
-    const int size = snprintf(
-        line, sizeof(line), "%" PRId64 " %s %s %s/%s id=%#x seq=%u len=%u result=%d lost=%" PRIu64, MonotonicNs(),
-        KindName(header.kind), EncodeName(Process::Get().Name()).c_str(), EncodeName(toProc).c_str(), task.c_str(),
-        header.msgId, header.sequence, header.dataLen, result, g_lost.load(std::memory_order_relaxed));
+    const int size =
+        snprintf(line, sizeof(line), "%" PRId64 " %s %s %s/%s id=%#x seq=%u len=%u result=%d lost=%" PRIu64,
+                 MonotonicNs(), KindName(header.kind), monitor.own.c_str(), EncodeName(toProc).c_str(), task.c_str(),
+                 header.msgId, header.sequence, header.dataLen, result, g_lost.load(std::memory_order_relaxed));
     if (!monitor.reachable || sendto(monitor.socket.Get(), line, static_cast<size_t>(size), MSG_DONTWAIT | MSG_NOSIGNAL,
                                      reinterpret_cast<const sockaddr*>(&monitor.address), monitor.length) != size) {
         g_lost.fetch_add(1, std::memory_order_relaxed);

@@ -6,12 +6,12 @@
 #include <sys/epoll.h>
 #include <unistd.h>
 
-#include "bus_log.h"
-#include "deadline.h"
 #include "orvi_host_bus.h"
 #include "process.h"
-#include "settings.h"
-#include "task.h"
+#include "receive/task.h"
+#include "wire/bus_log.h"
+#include "wire/deadline.h"
+#include "wire/settings.h"
 
 namespace orvi_bus {
 

@@ -5,12 +5,13 @@
 #include <exception>
 #include <sys/epoll.h>
 
-#include "bus_log.h"
-#include "deadline.h"
-#include "message_token.h"
 #include "process.h"
-#include "settings.h"
-#include "task.h"
+#include "receive/message_token.h"
+#include "receive/task.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/deadline.h"
+#include "wire/settings.h"
 
 namespace orvi_bus {
 

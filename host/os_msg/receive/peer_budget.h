@@ -7,7 +7,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "incoming.h"
+#include "receive/incoming.h"
 
 namespace orvi_bus {
 

@@ -14,11 +14,11 @@
 #include <string>
 #include <vector>
 
-#include "descriptor.h"
-#include "incoming.h"
-#include "mutex.h"
 #include "orvi_os_msg.h"
-#include "peer_budget.h"
+#include "receive/incoming.h"
+#include "receive/peer_budget.h"
+#include "wire/descriptor.h"
+#include "wire/mutex.h"
 
 namespace orvi_bus {
 

@@ -1,4 +1,4 @@
-#include "frame.h"
+#include "wire/frame.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "presence.h"
+#include "membership/presence.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,9 +11,10 @@
 #include <unistd.h>
 #include <vector>
 
-#include "bus_log.h"
-#include "deadline.h"
 #include "orvi_host_bus.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/deadline.h"
 
 namespace orvi_bus {
 

@@ -1,4 +1,4 @@
-#include "bus_log.h"
+#include "wire/bus_log.h"
 
 #include <atomic>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "peer_budget.h"
+#include "receive/peer_budget.h"
 
 #include <algorithm>
 

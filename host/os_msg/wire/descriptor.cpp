@@ -1,4 +1,4 @@
-#include "descriptor.h"
+#include "wire/descriptor.h"
 
 #include <atomic>
 #include <cerrno>
@@ -12,7 +12,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "mutex.h"
+#include "wire/mutex.h"
 
 namespace orvi_bus {
 

@@ -1,12 +1,12 @@
-#include "incoming.h"
+#include "receive/incoming.h"
 
 #include <sys/socket.h>
 #include <unordered_map>
 #include <utility>
 
 #include "orvi_host_bus.h"
-#include "settings.h"
-#include "trace.h"
+#include "wire/settings.h"
+#include "wire/trace.h"
 
 namespace orvi_bus {
 

@@ -8,12 +8,9 @@
 #define ORVI_HOST_OS_MSG_DIRECTORY_H
 
 #include <string>
-#include <sys/socket.h>
 #include <sys/types.h>
-#include <sys/un.h>
 
-#include "descriptor.h"
-#include "orvi_os_msg.h"
+#include "wire/descriptor.h"
 
 namespace orvi_bus {
 
@@ -28,13 +25,6 @@ struct Directory {
 // sentence.
 bool FindDirectory(Directory* directory, std::string* why);
 
-// A bus name: 1 to 15 bytes and the NUL, within a field of OS_MSG_NAME_SIZE. Null is no name.
-bool IsName(const char* name);
-// Copies a name into a field, zero-filled.
-void SetName(char (&field)[OS_MSG_NAME_SIZE], const char* name);
-
-// The name as part of a file name: bytes that a file name or this directory's own grammar cannot hold become %XX.
-std::string EncodeName(const char* name);
 std::string PresencePath(const Directory& directory, const char* procName);
 std::string EndpointPath(const Directory& directory, const char* procName, const char* taskName);
 std::string JoinLockPath(const Directory& directory);
@@ -50,9 +40,6 @@ Fd OpenLockFile(const Directory& directory, const std::string& path);
 
 // Gives a new socket the directory's mode and group.
 bool AdoptSocket(const Directory& directory, const std::string& path);
-
-// False when the path does not fit a socket address.
-bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* length);
 
 }  // namespace orvi_bus
 

@@ -1,4 +1,4 @@
-#include "sender.h"
+#include "send/sender.h"
 
 #include <algorithm>
 #include <atomic>
@@ -11,14 +11,15 @@
 #include <sys/uio.h>
 #include <vector>
 
-#include "bus_log.h"
-#include "deadline.h"
-#include "frame.h"
 #include "orvi_host_bus.h"
 #include "process.h"
-#include "reply_block.h"
-#include "stream_io.h"
-#include "trace.h"
+#include "send/reply_block.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/deadline.h"
+#include "wire/frame.h"
+#include "wire/stream_io.h"
+#include "wire/trace.h"
 
 namespace orvi_bus {
 

@@ -12,11 +12,12 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-#include "bus_log.h"
-#include "deadline.h"
 #include "orvi_host_bus.h"
 #include "process.h"
-#include "task.h"
+#include "receive/task.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/deadline.h"
 
 namespace orvi_bus {
 

@@ -5,12 +5,17 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <sys/socket.h>
 #include <sys/types.h>
+#include <sys/un.h>
 
-#include "deadline.h"
-#include "descriptor.h"
+#include "wire/deadline.h"
+#include "wire/descriptor.h"
 
 namespace orvi_bus {
+
+// False when the path does not fit a socket address.
+bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* length);
 
 struct PeerIdentity {
     uid_t uid = static_cast<uid_t>(-1);

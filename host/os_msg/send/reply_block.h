@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "frame.h"
 #include "orvi_os_msg.h"
+#include "wire/frame.h"
 
 namespace orvi_bus {
 

@@ -1,9 +1,9 @@
-#include "settings.h"
+#include "wire/settings.h"
 
 #include <cerrno>
 #include <cstdlib>
 
-#include "bus_log.h"
+#include "wire/bus_log.h"
 
 namespace orvi_bus {
 

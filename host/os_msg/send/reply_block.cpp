@@ -1,4 +1,4 @@
-#include "reply_block.h"
+#include "send/reply_block.h"
 
 #include <atomic>
 #include <cstddef>

@@ -1,14 +1,15 @@
-#include "directory.h"
+#include "membership/directory.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
+
+#include "wire/bus_name.h"
 
 namespace orvi_bus {
 
@@ -84,11 +85,6 @@ bool IsRegular(const Fd& file) {
     return false;
 }
 
-bool IsPlain(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-' ||
-           c == '.';
-}
-
 }  // namespace
 
 bool FindDirectory(Directory* directory, std::string* why) {
@@ -118,33 +114,6 @@ bool FindDirectory(Directory* directory, std::string* why) {
     }
     directory->group = status.st_gid;
     return CheckDirectory(*directory, status, why);
-}
-
-bool IsName(const char* name) {
-    if (name == nullptr) {
-        return false;
-    }
-    const size_t length = strnlen(name, OS_MSG_NAME_SIZE);
-    return length > 0 && length < OS_MSG_NAME_SIZE;
-}
-
-void SetName(char (&field)[OS_MSG_NAME_SIZE], const char* name) {
-    memset(field, 0, sizeof(field));
-    memcpy(field, name, strnlen(name, OS_MSG_NAME_SIZE - 1));
-}
-
-std::string EncodeName(const char* name) {
-    std::string encoded;
-    for (const char* at = name; *at != '\0'; ++at) {
-        if (IsPlain(*at) && !(at == name && *at == '.')) {
-            encoded += *at;
-        } else {
-            char escape[4];
-            snprintf(escape, sizeof(escape), "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(*at)));
-            encoded += escape;
-        }
-    }
-    return encoded;
 }
 
 std::string PresencePath(const Directory& directory, const char* procName) {
@@ -217,17 +186,6 @@ bool AdoptSocket(const Directory& directory, const std::string& path) {
         (void)!lchown(path.c_str(), static_cast<uid_t>(-1), directory.group);
     }
     return fchmodat(AT_FDCWD, path.c_str(), directory.fileMode, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* length) {
-    *address = sockaddr_un{};
-    address->sun_family = AF_UNIX;
-    if (path.size() >= sizeof(address->sun_path)) {
-        return false;
-    }
-    memcpy(address->sun_path, path.c_str(), path.size() + 1);
-    *length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size() + 1);
-    return true;
 }
 
 }  // namespace orvi_bus

@@ -1,4 +1,4 @@
-#include "deadline.h"
+#include "wire/deadline.h"
 
 #include <algorithm>
 #include <cerrno>
