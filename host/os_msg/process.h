@@ -8,8 +8,9 @@
 #include <vector>
 
 #include "membership/directory.h"
-#include "wire/mutex.h"
 #include "membership/presence.h"
+#include "orvi_os_msg.h"
+#include "wire/mutex.h"
 
 namespace orvi_bus {
 
