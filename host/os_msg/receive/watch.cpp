@@ -14,6 +14,7 @@
 
 #include "orvi_host_bus.h"
 #include "process.h"
+#include "receive/message_token.h"
 #include "receive/task.h"
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
@@ -27,12 +28,12 @@ constexpr uint32_t kDyingProcessWaitMs = 500;
 
 // A look at one's own presence would end it, see presence.h.
 Presence Look(const char* procName) {
-    const Process& process = Process::Get();
+    const Identity& process = Process::Get().Self();
     if (strcmp(procName, process.Name()) != 0) {
-        return LookAt(process.BusDirectory(), procName);
+        return LookAt(process.Where(), procName);
     }
     Presence own;
-    own.latest = process.Incarnation();
+    own.latest = process.Number();
     own.joined = true;
     own.started = process.Started();
     own.latestStarted = own.Started();
@@ -43,7 +44,7 @@ Presence Look(const char* procName) {
 
 Watch::Watch(const char* name) : Source(Kind::kProcess) {
     SetName(procName, name);
-    const std::string path = PresencePath(Process::Get().BusDirectory(), name);
+    const std::string path = PresencePath(Process::Get().Self().Where(), name);
     fileName = path.substr(path.rfind('/') + 1);
 }
 
@@ -63,7 +64,7 @@ int Task::Subscribe(const char* procName, uint32_t eventId) {
         directoryEvents_ = Fd::Inotify();
         // Presences are written when their process joins and starts, and closed when it ends.
         if (!directoryEvents_ ||
-            inotify_add_watch(directoryEvents_.Get(), Process::Get().BusDirectory().path.c_str(),
+            inotify_add_watch(directoryEvents_.Get(), Process::Get().Self().Where().path.c_str(),
                               IN_MODIFY | IN_CLOSE_WRITE | IN_ONLYDIR | IN_EXCL_UNLINK) < 0 ||
             !Listen(&directorySource_, directoryEvents_.Get(), EPOLLIN)) {
             StartLooking(strerror(errno));
@@ -251,8 +252,11 @@ void Task::Announce(const Watch& watch, uint32_t eventId) {
     block.senderUid = geteuid();
     SetName(block.procName, watch.procName);
     block.msgId = eventId;
-    SetName(block.recvProcName, Process::Get().Name());
+    SetName(block.recvProcName, Process::Get().Self().Name());
     SetName(block.recvTaskName, name_);
+    OrviHostMsgSender concerned{};
+    SetName(concerned.procName, watch.procName);
+    PutSender(concerned, &block);
     CallHandler(&block);
 }
 
