@@ -194,8 +194,8 @@ bool OwnPresence::MarkStarted() {
     return TryLock(file_, kStartedByte) && WriteRecord(file_, {incarnation_, incarnation_});
 }
 
-Presence LookAt(const Directory& directory, const char* name) {
-    Presence presence;
+FormerPresence LookAt(const Directory& directory, const char* name) {
+    FormerPresence presence;
     const Fd file = Fd::Open(PresencePath(directory, name), O_RDONLY | O_NOFOLLOW | O_NONBLOCK, 0);
     if (!file) {
         return presence;

@@ -10,6 +10,7 @@
 #ifndef ORVI_HOST_OS_MSG_PRESENCE_H
 #define ORVI_HOST_OS_MSG_PRESENCE_H
 
+#include <cstddef>
 #include <cstdint>
 #include <sys/types.h>
 
@@ -36,7 +37,33 @@ class OwnPresence {
     uint64_t incarnation_ = 0;
 };
 
+// One process of a name. Number 0: none.
+struct Incarnation {
+    uint64_t number = 0;  // grows from each incarnation of a name to the next
+    pid_t pid = 0;        // 0 when it is not visible from here
+    bool started = false;
+};
+
+// What a look at a name found.
 struct Presence {
+    enum class Seen { kAbsent, kUnknown, kThere };  // kUnknown: it could not be looked at, which says nothing
+    static constexpr size_t kMostEarlier = 32;
+
+    Seen seen = Seen::kAbsent;
+    int error = 0;       // errno when kUnknown
+    uid_t owner = 0;     // of the record
+    bool alive = false;  // the latest incarnation has not ended
+    Incarnation latest;
+    Incarnation earlier[kMostEarlier];  // newest first
+    size_t earlierCount = 0;
+};
+
+// Incarnations that join from now on have higher numbers.
+inline uint64_t NumberOfNow() {
+    return IncarnationOfNow();
+}
+
+struct FormerPresence {
     uint64_t latest = 0;         // incarnation that joined last, 0 when none ever did
     uint64_t latestStarted = 0;  // incarnation that started last, 0 when none ever did
     bool joined = false;         // `latest` holds the name now
@@ -46,7 +73,7 @@ struct Presence {
     uint64_t Started() const { return started ? latest : 0; }
 };
 
-Presence LookAt(const Directory& directory, const char* name);
+FormerPresence LookAt(const Directory& directory, const char* name);
 
 }  // namespace orvi_bus
 

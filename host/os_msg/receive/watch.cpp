@@ -26,12 +26,12 @@ namespace {
 constexpr uint32_t kDyingProcessWaitMs = 500;
 
 // A look at one's own presence would end it, see presence.h.
-Presence Look(const char* procName) {
+FormerPresence Look(const char* procName) {
     const Process& process = Process::Get();
     if (strcmp(procName, process.Name()) != 0) {
         return LookAt(process.BusDirectory(), procName);
     }
-    Presence own;
+    FormerPresence own;
     own.latest = process.Incarnation();
     own.joined = true;
     own.started = process.Started();
@@ -77,7 +77,7 @@ int Task::Subscribe(const char* procName, uint32_t eventId) {
     }
     if (watch == nullptr) {
         auto made = std::make_unique<Watch>(procName);
-        const Presence presence = Look(procName);
+        const FormerPresence presence = Look(procName);
         made->current = presence.Started();
         // One that has joined and not started may start; whoever came before has nothing to announce.
         made->settled =
@@ -143,7 +143,7 @@ void Task::SettleWatches() {
     for (Watch* watch : Watches()) {
         while (watch->dirty && !Interrupted()) {
             watch->dirty = false;
-            const Presence presence = Look(watch->procName);
+            const FormerPresence presence = Look(watch->procName);
             if (!presence.started && presence.latestStarted > watch->settled) {
                 Follow(watch, presence.latestStarted, 0);  // it came and went since the last look
                 watch->dirty = true;
@@ -220,7 +220,7 @@ void Task::BeforeMessage(const Incoming& connection, bool senderStarted) {
             sender <= watch->settled) {
             continue;
         }
-        const Presence presence = Look(watch->procName);
+        const FormerPresence presence = Look(watch->procName);
         const uint64_t now = presence.Started();
         if (now != sender && senderStarted && (now == 0 || now > sender)) {
             // It had started when it sent this and has ended since.
