@@ -110,8 +110,8 @@ Fd Fd::Accept(int listener) {
         Registry::Get().Add([listener] { return accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); }));
 }
 
-Fd Fd::Open(const std::string& path, int flags, mode_t mode) {
-    return Fd(Registry::Get().Add([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); }));
+Fd Fd::Open(const char* path, int flags, mode_t mode) {
+    return Fd(Registry::Get().Add([&] { return open(path, flags | O_CLOEXEC, mode); }));
 }
 
 Fd Fd::Epoll() {
