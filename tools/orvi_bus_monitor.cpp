@@ -16,7 +16,7 @@
 #include <unistd.h>
 
 #include "membership/directory.h"
-#include "wire/stream_io.h"
+#include "wire/socket.h"
 
 namespace {
 

@@ -5,21 +5,18 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
-#include <dirent.h>
-#include <fcntl.h>
 #include <map>
 #include <mutex>
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <sys/inotify.h>
-#include <sys/stat.h>
-#include <sys/time.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -27,8 +24,11 @@
 #include "orvi_host_bus.h"
 #include "orvi_os_msg.h"
 #include "tests/host/bus_peer_ids.h"
+#include "tests/host/bus_peer_process.h"
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 // What handlers and commands share. Never destroyed: handlers run while the process exits.
 struct Shared {
@@ -157,6 +157,10 @@ int Handle(TagMsgBlock* message) {
             (void)OrviHostMsgReply(message, nullptr, 0);
             break;
         }
+        case kSlow:
+            for (const auto end = Clock::now() + std::chrono::milliseconds(30); Clock::now() < end;) {
+            }
+            break;
         case kThrow:
             throw std::runtime_error("thrown on purpose");
         case kEndThread:
@@ -186,18 +190,6 @@ int Handle(TagMsgBlock* message) {
             break;
     }
     return 0;
-}
-
-size_t CountEntries(const char* folder) {
-    size_t count = 0;
-    DIR* entries = opendir(folder);
-    while (entries != nullptr && readdir(entries) != nullptr) {
-        ++count;
-    }
-    if (entries != nullptr) {
-        closedir(entries);
-    }
-    return count;
 }
 
 void RunLoop(const std::string& task) {
@@ -254,6 +246,47 @@ std::string SendMany(const std::string& proc, const std::string& task, uint32_t 
         }
     }
     return "sent " + std::to_string(count);
+}
+
+// Takes a task off the bus on one thread while another starts its loop: the task has connections that an earlier run
+// has accepted. Tells how often both ended in good order.
+std::string RaceOff(const std::string& proc, uint32_t count, uint32_t connections) {
+    uint32_t good = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        int results[2] = {OsMsgRegTask("race", 64, &Handle), 0};
+        std::thread before([&] { results[1] = OsMsgTaskRoutineByName("race"); });
+        std::vector<std::thread> senders;
+        std::atomic<uint32_t> answered{0};
+        std::atomic<bool> over{false};
+        for (uint32_t c = 0; c < connections; ++c) {
+            senders.emplace_back([&] {
+                answered += Call(proc, "race", kEchoQuietly, 1, 0).rfind("reply 1 ", 0) == 0 ? 1 : 0;
+                while (!over.load()) {
+                    sched_yield();  // the thread's end would close its connection
+                }
+            });
+        }
+        while (answered.load() != connections) {
+            sched_yield();
+        }
+        (void)OrviHostMsgStopRoutine("race");
+        before.join();
+        std::atomic<bool> go{false};
+        std::thread again([&] {
+            go.store(true);
+            results[1] += OsMsgTaskRoutineByName("race");  // 0, or 3 when the task has gone
+        });
+        while (!go.load()) {
+        }
+        results[0] += OsMsgUnregTask(proc.c_str(), 1, "race");
+        again.join();
+        over.store(true);
+        for (std::thread& sender : senders) {
+            sender.join();
+        }
+        good += results[0] == 0 && (results[1] == 0 || results[1] == 3) ? 1 : 0;
+    }
+    return std::to_string(good) + " good";
 }
 
 std::string Do(const std::string& line) {
@@ -321,6 +354,10 @@ std::string Do(const std::string& line) {
         words >> proc >> task >> length >> wait;
         return Storm(proc, task, length, wait);
     }
+    if (command == "raceoff") {
+        words >> proc >> length >> wait;
+        return RaceOff(proc, length, wait);
+    }
     if (command == "release") {
         words >> length;
         const std::lock_guard<std::mutex> lock(g_shared.mutex);
@@ -340,49 +377,12 @@ std::string Do(const std::string& line) {
         }
         return told;
     }
-    if (command == "fork") {  // leaves a child behind that lives until its group is ended
-        const pid_t child = fork();
-        if (child == 0) {
-            for (;;) {
-                pause();
-            }
-        }
-        return std::to_string(child);
-    }
-    if (command == "stat") {
-        return "fds " + std::to_string(CountEntries("/proc/self/fd")) + " threads " +
-               std::to_string(CountEntries("/proc/self/task")) + " replies " +
-               std::to_string(OrviHostMsgOutstandingReplies());
-    }
     if (command == "level") {
         words >> length;
         return std::to_string(OsMsgSetLogLevel(length));
     }
-    if (command == "inherited") {  // how many descriptors a program that is started now would get, beside 0 to 2
-        int count = 0;
-        for (int fd = 3; fd < 1024; ++fd) {
-            const int flags = fcntl(fd, F_GETFD);
-            count += flags >= 0 && (flags & FD_CLOEXEC) == 0 ? 1 : 0;
-        }
-        return std::to_string(count);
-    }
-    if (command == "alarm") {  // a signal every millisecond, which interrupts what can be interrupted
-        struct sigaction action {};
-        action.sa_handler = [](int) {};
-        const itimerval interval{{0, 1000}, {0, 1000}};
-        return sigaction(SIGALRM, &action, nullptr) == 0 && setitimer(ITIMER_REAL, &interval, nullptr) == 0 ? "0" : "1";
-    }
-    if (command == "umask") {
-        words >> task;
-        umask(static_cast<mode_t>(std::stoul(task, nullptr, 8)));
-        return "0";
-    }
-    if (command == "exhaust") {  // the user's inotify instances, until this process ends
-        while (inotify_init1(IN_CLOEXEC) >= 0) {
-        }
-        return "0";
-    }
-    return "unknown command";
+    std::string answer;
+    return DoProcessCommand(command, words, &answer) ? answer : "unknown command";
 }
 
 }  // namespace

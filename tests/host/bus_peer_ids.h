@@ -18,7 +18,8 @@ enum BusPeerMessage {
     kStopInside = 13,
     kUnregisterInside = 14,
     kExitInside = 15,
-    kForkInside = 16
+    kForkInside = 16,
+    kSlow = 17  // takes 30 ms
 };
 
 #endif

@@ -25,13 +25,13 @@ struct Table {
 
 }  // namespace
 
-Incoming::Incoming(uint64_t number, Fd accepted)
-    : Source(Kind::kConnection), id(number), peer(PeerOf(accepted)), socket_(std::move(accepted)) {}
+Incoming::Incoming(uint64_t number, Socket accepted)
+    : Source(Kind::kConnection), id(number), peer(accepted.Peer()), socket_(std::move(accepted)) {}
 
 std::shared_ptr<Incoming> Incoming::Make(Fd accepted) {
     Table& table = Table::Get();
     MutexLock lock(table.mutex);
-    auto connection = std::make_shared<Incoming>(table.nextId++, std::move(accepted));
+    auto connection = std::make_shared<Incoming>(table.nextId++, Socket(std::move(accepted)));
     table.connections.emplace(connection->id, connection);
     return connection;
 }
@@ -65,11 +65,10 @@ int Incoming::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint32
     header.dataLen = dataLen;
     uint8_t head[kHeaderSize];
     EncodeHeader(header, head);
-    size_t taken = 0;
-    const int result =
-        SendStream(socket_, head, sizeof(head), data, dataLen, Deadline(GetSettings().sendWaitMs), &taken);
+    Parcel parcel{head, sizeof(head), data, dataLen};
+    const int result = socket_.Send(&parcel, Deadline(GetSettings().sendWaitMs));
     Trace(header, hello.procName, "", result);
-    if (result != 0 && taken != 0) {
+    if (result != 0 && parcel.taken != 0) {
         // Half an answer must not be followed by another. What the peer has sent is still read.
         shutdown(socket_.Get(), SHUT_WR);
     }
@@ -81,9 +80,7 @@ void Incoming::Close() {
     {
         MutexLock lock(mutex_);
         open_ = false;
-        // Tells the peer even while a program that another thread starts holds the descriptor up to its exec.
-        shutdown(socket_.Get(), SHUT_RDWR);
-        socket_.Reset();
+        socket_.HangUp();
     }
     Table& table = Table::Get();
     MutexLock lock(table.mutex);

@@ -8,7 +8,7 @@
 #include "wire/descriptor.h"
 #include "wire/frame.h"
 #include "wire/mutex.h"
-#include "wire/stream_io.h"
+#include "wire/socket.h"
 
 namespace orvi_bus {
 
@@ -22,11 +22,11 @@ struct Source {
 // All members but the ones under `mutex` belong to the thread that runs the task's loop.
 class Incoming : public Source {
  public:
-    Incoming(uint64_t number, Fd accepted);
+    Incoming(uint64_t number, Socket accepted);
 
     const uint64_t id;  // grows from each accepted connection of the process to the next
     const PeerIdentity peer;
-    FrameReader reader;
+    FrameReader reader{FrameReader::Direction::kToTask};
     Hello hello;
     bool greeted = false;   // the hello has come
     bool ordered = false;   // what came before it over its thread's earlier connections has been handled
@@ -37,8 +37,8 @@ class Incoming : public Source {
     int64_t deadlineNs = 0;  // when it counts as stuck, 0 for never
     size_t charged = 0;      // bytes of `reader` that the peer's budget counts
 
-    int Socket() const { return socket_.Get(); }
-    ssize_t Receive(uint8_t* at, size_t room) const { return ReceiveSome(socket_, at, room); }
+    int Descriptor() const { return socket_.Get(); }
+    Socket::Received Receive(uint8_t* at, size_t room, size_t* count) const { return socket_.Receive(at, room, count); }
 
     // The request with this number may be answered now, and no earlier one.
     void ExpectAnswer(uint32_t sequence);
@@ -51,7 +51,7 @@ class Incoming : public Source {
     static std::shared_ptr<Incoming> Make(Fd accepted);
 
  private:
-    Fd socket_;  // closed under mutex_
+    Socket socket_;  // closed under mutex_
     Mutex mutex_;
     bool open_ ORVI_BUS_GUARDED_BY(mutex_) = true;
     uint32_t pending_ ORVI_BUS_GUARDED_BY(mutex_) = 0;  // sequence of the request that waits for its answer, or 0

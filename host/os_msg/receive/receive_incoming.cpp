@@ -90,7 +90,7 @@ Task::Filled Task::Fill(Incoming* connection, bool unlimited) {
         connection->paused = true;
         UpdateDeadline(connection, false);
         // Deleted, since a hang-up would be reported whatever the events asked for.
-        (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, connection->Socket(), nullptr);
+        (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, connection->Descriptor(), nullptr);
         return Filled::kNothing;
     }
     uint8_t* at = nullptr;
@@ -99,13 +99,15 @@ Task::Filled Task::Fill(Incoming* connection, bool unlimited) {
         Fail(connection, "there is no memory for its frame");
         return Filled::kClosed;
     }
-    const ssize_t count = connection->Receive(at, room);
-    if (count > 0) {
-        connection->reader.Received(static_cast<size_t>(count));
-        return Filled::kBytes;
-    }
-    if (count < 0) {
-        return Filled::kNothing;
+    size_t count = 0;
+    switch (connection->Receive(at, room, &count)) {
+        case Socket::Received::kBytes:
+            connection->reader.Received(count);
+            return Filled::kBytes;
+        case Socket::Received::kNothing:
+            return Filled::kNothing;
+        default:
+            break;
     }
     if (connection->reader.InsideFrame()) {
         Fail(connection, "it was closed inside a frame");
@@ -139,10 +141,6 @@ bool Task::DispatchHeld(Incoming* connection) {
             case FrameReader::Result::kFrame:
                 break;
         }
-        if (header.kind != FrameKind::kOneWay && header.kind != FrameKind::kRequest) {
-            Fail(connection, "a frame that does not belong there");
-            return false;
-        }
         if (watchCount_.load(std::memory_order_relaxed) != 0) {
             BeforeMessage(*connection, (header.flags & kFlagStarted) != 0);
             if (Interrupted()) {
@@ -167,8 +165,8 @@ bool Task::Greet(Incoming* connection) {
         case FrameReader::Result::kFrame:
             break;
     }
-    if (header.kind != FrameKind::kHello || !DecodeHello(payload, &connection->hello)) {
-        Fail(connection, "its first frame is no hello");
+    if (!DecodeHello(payload, &connection->hello)) {
+        Fail(connection, "a hello without a name");
         return false;
     }
     connection->reader.Consume();
@@ -227,10 +225,16 @@ void Task::Dispatch(Incoming* connection, const FrameHeader& header, const uint8
     TagMsgBlock block{};
     block.senderUid = connection->peer.uid;
     block.msgId = header.msgId;
-    SetName(block.recvProcName, Process::Get().Name());
+    SetName(block.recvProcName, Process::Get().Self().Name());
     SetName(block.recvTaskName, name_);
     block.dataLen = header.dataLen;
     block.data = data.get();
+    OrviHostMsgSender sender{};
+    SetName(sender.procName, connection->hello.procName);
+    sender.pid = static_cast<uint32_t>(connection->peer.pid);
+    sender.uid = connection->peer.uid;
+    sender.incarnation = connection->hello.incarnation;
+    PutSender(sender, &block);
     if (header.kind == FrameKind::kRequest) {
         connection->ExpectAnswer(header.sequence);
         PutToken({connection->id, header.sequence}, &block);
@@ -269,7 +273,7 @@ void Task::SettleBudget(Incoming* connection) {
     for (Incoming* resumed : budget_.Settle(connection)) {
         resumed->paused = false;
         UpdateDeadline(resumed, true);
-        (void)Listen(resumed, resumed->Socket(), EPOLLIN);
+        (void)Listen(resumed, resumed->Descriptor(), EPOLLIN);
     }
 }
 
@@ -285,7 +289,7 @@ void Task::Close(Incoming* connection) {
     if (found == connections_.end()) {
         return;
     }
-    (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, connection->Socket(), nullptr);  // see StopListening
+    (void)epoll_ctl(epoll_.Get(), EPOLL_CTL_DEL, connection->Descriptor(), nullptr);  // see StopListening
     connection->Close();
     UpdateDeadline(connection, false);
     SettleBudget(connection);

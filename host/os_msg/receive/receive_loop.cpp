@@ -67,7 +67,7 @@ int Task::Run() {
     if (off_.load()) {
         return 0;
     }
-    const int result = Process::Get().MarkStarted();
+    const int result = Process::Get().Self().MarkStarted();
     return result != 0 ? result : Loop();
 }
 

@@ -27,8 +27,8 @@ bool Task::HasName(const char* name) const {
 }
 
 int Task::Open() {
-    const Directory& directory = Process::Get().BusDirectory();
-    path_ = EndpointPath(directory, Process::Get().Name(), name_);
+    const Directory& directory = Process::Get().Self().Where();
+    path_ = EndpointPath(directory, Process::Get().Self().Name(), name_);
     // Only this process makes names that begin with its own, so the name of the unfinished endpoint is free.
     const std::string unfinished = path_ + '~';
     sockaddr_un address{};

@@ -14,6 +14,7 @@
 
 #include "orvi_host_bus.h"
 #include "process.h"
+#include "receive/message_token.h"
 #include "receive/task.h"
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
@@ -25,25 +26,40 @@ namespace {
 
 constexpr uint32_t kDyingProcessWaitMs = 500;
 
-// A look at one's own presence would end it, see presence.h.
-FormerPresence Look(const char* procName) {
-    const Process& process = Process::Get();
-    if (strcmp(procName, process.Name()) != 0) {
-        return LookAt(process.BusDirectory(), procName);
+// What the events are made of.
+struct Sight {
+    uint64_t latest = 0;         // incarnation that joined last, 0 when none ever did
+    uint64_t latestStarted = 0;  // incarnation that started last, 0 when none ever did
+    bool joined = false;         // `latest` holds the name now
+    bool started = false;        // and has started
+    pid_t pid = 0;               // of the holder; 0 when it is not visible from here
+    // The incarnation that counts as started now, or 0.
+    uint64_t Started() const { return started ? latest : 0; }
+};
+
+Sight Look(const char* procName) {
+    const Presence presence = Process::Get().Self().Look(procName);
+    Sight sight;
+    sight.latest = presence.latest.number;
+    sight.joined = presence.alive;
+    sight.started = presence.alive && presence.latest.started;
+    sight.pid = presence.alive ? presence.latest.pid : 0;
+    for (size_t i = presence.earlierCount; i > 0; --i) {
+        if (presence.earlier[i - 1].started) {
+            sight.latestStarted = presence.earlier[i - 1].number;
+        }
     }
-    FormerPresence own;
-    own.latest = process.Incarnation();
-    own.joined = true;
-    own.started = process.Started();
-    own.latestStarted = own.Started();
-    return own;
+    if (presence.latest.started) {
+        sight.latestStarted = sight.latest;
+    }
+    return sight;
 }
 
 }  // namespace
 
 Watch::Watch(const char* name) : Source(Kind::kProcess) {
     SetName(procName, name);
-    const std::string path = PresencePath(Process::Get().BusDirectory(), name);
+    const std::string path = PresencePath(Process::Get().Self().Where(), name);
     fileName = path.substr(path.rfind('/') + 1);
 }
 
@@ -63,8 +79,8 @@ int Task::Subscribe(const char* procName, uint32_t eventId) {
         directoryEvents_ = Fd::Inotify();
         // Presences are written when their process joins and starts, and closed when it ends.
         if (!directoryEvents_ ||
-            inotify_add_watch(directoryEvents_.Get(), Process::Get().BusDirectory().path.c_str(),
-                              IN_MODIFY | IN_CLOSE_WRITE | IN_ONLYDIR | IN_EXCL_UNLINK) < 0 ||
+            inotify_add_watch(directoryEvents_.Get(), Process::Get().Self().Where().path.c_str(),
+                              IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ONLYDIR | IN_EXCL_UNLINK) < 0 ||
             !Listen(&directorySource_, directoryEvents_.Get(), EPOLLIN)) {
             StartLooking(strerror(errno));
         }
@@ -77,11 +93,11 @@ int Task::Subscribe(const char* procName, uint32_t eventId) {
     }
     if (watch == nullptr) {
         auto made = std::make_unique<Watch>(procName);
-        const FormerPresence presence = Look(procName);
+        const Sight presence = Look(procName);
         made->current = presence.Started();
         // One that has joined and not started may start; whoever came before has nothing to announce.
         made->settled =
-            presence.joined && !presence.started ? presence.latest - 1 : std::max(presence.latest, IncarnationOfNow());
+            presence.joined && !presence.started ? presence.latest - 1 : std::max(presence.latest, NumberOfNow());
         watch = made.get();
         watches_.push_back(std::move(made));
         watchCount_.store(watches_.size(), std::memory_order_relaxed);
@@ -143,7 +159,7 @@ void Task::SettleWatches() {
     for (Watch* watch : Watches()) {
         while (watch->dirty && !Interrupted()) {
             watch->dirty = false;
-            const FormerPresence presence = Look(watch->procName);
+            const Sight presence = Look(watch->procName);
             if (!presence.started && presence.latestStarted > watch->settled) {
                 Follow(watch, presence.latestStarted, 0);  // it came and went since the last look
                 watch->dirty = true;
@@ -220,7 +236,7 @@ void Task::BeforeMessage(const Incoming& connection, bool senderStarted) {
             sender <= watch->settled) {
             continue;
         }
-        const FormerPresence presence = Look(watch->procName);
+        const Sight presence = Look(watch->procName);
         const uint64_t now = presence.Started();
         if (now != sender && senderStarted && (now == 0 || now > sender)) {
             // It had started when it sent this and has ended since.
@@ -251,8 +267,11 @@ void Task::Announce(const Watch& watch, uint32_t eventId) {
     block.senderUid = geteuid();
     SetName(block.procName, watch.procName);
     block.msgId = eventId;
-    SetName(block.recvProcName, Process::Get().Name());
+    SetName(block.recvProcName, Process::Get().Self().Name());
     SetName(block.recvTaskName, name_);
+    OrviHostMsgSender concerned{};
+    SetName(concerned.procName, watch.procName);
+    PutSender(concerned, &block);
     CallHandler(&block);
 }
 

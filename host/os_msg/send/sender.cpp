@@ -5,35 +5,24 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <poll.h>
 #include <pthread.h>
-#include <sys/socket.h>
-#include <sys/uio.h>
 #include <vector>
 
 #include "orvi_host_bus.h"
-#include "process.h"
-#include "send/reply_block.h"
+#include "send/outgoing.h"
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
 #include "wire/deadline.h"
-#include "wire/frame.h"
-#include "wire/stream_io.h"
 #include "wire/trace.h"
 
 namespace orvi_bus {
 
 namespace {
 
-struct Outgoing {
-    char procName[OS_MSG_NAME_SIZE] = {};
-    char taskName[OS_MSG_NAME_SIZE] = {};
-    Fd socket;
-    uint32_t receiverUid = 0;
-    bool greeted = false;
-    uint32_t sequence = 0;
-    FrameReader replies;
-};
+// While a listener's backlog is full there is no descriptor to wait for.
+constexpr uint32_t kBacklogPauseMs = 20;
 
 // The connections of one thread. They are closed when the thread ends. The key's destructor does that and not a
 // thread_local's: the main thread may still send from exit handlers, after its thread_local objects are gone.
@@ -44,30 +33,41 @@ class ThreadConnections {
 
     Outgoing* Find(const TagMsgBlock& to);
     // 0 and the new connection, or an error.
-    int Open(const TagMsgBlock& to, const Deadline& deadline, Outgoing** opened);
+    int Open(const Directory& directory, const TagMsgBlock& to, const Deadline* deadline, Outgoing** opened);
     void Close(const Outgoing* connection);
+    int AwaitRoom(int wake, uint32_t waitMs);
     uint64_t Stream() const { return stream_; }
 
  private:
+    static constexpr size_t kFew = 16;
     void CloseDead();
 
     static std::atomic<uint64_t> nextStream_;
     const uint64_t stream_ = nextStream_.fetch_add(1, std::memory_order_relaxed);
     std::vector<std::unique_ptr<Outgoing>> connections_;
+    size_t latest_ = 0;         // index of the connection that was used last
+    size_t closeDeadAt_ = 0;    // number of connections at which the dead among them are looked for
+    bool backlogFull_ = false;  // the latest Open answered WOULD_BLOCK
 };
 
 std::atomic<uint64_t> ThreadConnections::nextStream_{1};
 
 ThreadConnections* ThreadConnections::Mine() {
-    static const pthread_key_t key = [] {
-        pthread_key_t made{};
-        pthread_key_create(&made, [](void* mine) { delete static_cast<ThreadConnections*>(mine); });
-        return made;
-    }();
-    auto* mine = static_cast<ThreadConnections*>(pthread_getspecific(key));
+    struct Key {
+        Key() {
+            good = pthread_key_create(&key, [](void* mine) { delete static_cast<ThreadConnections*>(mine); }) == 0;
+        }
+        pthread_key_t key{};
+        bool good = false;
+    };
+    static const Key key;
+    if (!key.good) {
+        return nullptr;
+    }
+    auto* mine = static_cast<ThreadConnections*>(pthread_getspecific(key.key));
     if (mine == nullptr) {
         mine = new (std::nothrow) ThreadConnections;
-        if (mine != nullptr && pthread_setspecific(key, mine) != 0) {
+        if (mine != nullptr && pthread_setspecific(key.key, mine) != 0) {
             delete mine;
             mine = nullptr;
         }
@@ -76,28 +76,30 @@ ThreadConnections* ThreadConnections::Mine() {
 }
 
 Outgoing* ThreadConnections::Find(const TagMsgBlock& to) {
-    for (const auto& connection : connections_) {
-        if (strcmp(connection->procName, to.recvProcName) == 0 && strcmp(connection->taskName, to.recvTaskName) == 0) {
-            return connection.get();
+    if (latest_ < connections_.size() && connections_[latest_]->LeadsTo(to)) {
+        return connections_[latest_].get();
+    }
+    for (size_t i = 0; i < connections_.size(); ++i) {
+        if (connections_[i]->LeadsTo(to)) {
+            latest_ = i;
+            return connections_[i].get();
         }
     }
     return nullptr;
 }
 
-int ThreadConnections::Open(const TagMsgBlock& to, const Deadline& deadline, Outgoing** opened) {
+int ThreadConnections::Open(const Directory& directory, const TagMsgBlock& to, const Deadline* deadline,
+                            Outgoing** opened) {
     CloseDead();
-    auto connection = std::make_unique<Outgoing>();
-    SetName(connection->procName, to.recvProcName);
-    SetName(connection->taskName, to.recvTaskName);
-    const std::string path = EndpointPath(Process::Get().BusDirectory(), connection->procName, connection->taskName);
-    const int result = ConnectStream(path, deadline, &connection->socket);
-    if (result != 0) {
-        return result;
+    connections_.reserve(connections_.size() + 1);  // before the receiver sees a connection
+    auto connection = std::make_unique<Outgoing>(to);
+    const int result = connection->Connect(EndpointPath(directory, to.recvProcName, to.recvTaskName), deadline);
+    backlogFull_ = result == ORVI_BUS_E_WOULD_BLOCK;
+    if (result == 0) {
+        *opened = connection.get();
+        connections_.push_back(std::move(connection));
     }
-    connection->receiverUid = PeerOf(connection->socket).uid;
-    *opened = connection.get();
-    connections_.push_back(std::move(connection));
-    return 0;
+    return result;
 }
 
 void ThreadConnections::Close(const Outgoing* connection) {
@@ -106,162 +108,185 @@ void ThreadConnections::Close(const Outgoing* connection) {
                        connections_.end());
 }
 
-// A thread that talks to ever new processes would collect the connections to those that have gone.
+// A thread that talks to ever new processes would collect the connections to those that have gone. With many of them
+// this waits until they have doubled, so that the looks cost a constant share of the connections made.
 void ThreadConnections::CloseDead() {
+    if (connections_.size() >= kFew && connections_.size() < closeDeadAt_) {
+        return;
+    }
     connections_.erase(std::remove_if(connections_.begin(), connections_.end(),
-                                      [](const auto& connection) { return HasHungUp(connection->socket); }),
+                                      [](const auto& connection) { return connection->HasHungUp(); }),
                        connections_.end());
+    closeDeadAt_ = 2 * connections_.size();
 }
 
-int Transmit(Outgoing* connection, uint64_t stream, const FrameHeader& header, const void* data,
-             const Deadline& deadline, size_t* taken) {
-    uint8_t head[kHeaderSize + kHelloSize + kHeaderSize];
-    size_t headSize = 0;
-    if (!connection->greeted) {
-        const Process& process = Process::Get();
-        FrameHeader greeting;
-        greeting.kind = FrameKind::kHello;
-        greeting.dataLen = kHelloSize;
-        EncodeHeader(greeting, head);
-        Hello hello;
-        SetName(hello.procName, process.Name());
-        hello.incarnation = process.Incarnation();
-        hello.stream = stream;
-        EncodeHello(hello, head + kHeaderSize);
-        headSize = kHeaderSize + kHelloSize;
+int ThreadConnections::AwaitRoom(int wake, uint32_t waitMs) {
+    const Deadline deadline(backlogFull_ ? std::min(waitMs, kBacklogPauseMs) : waitMs);
+    const int outOfTime = backlogFull_ ? 0 : ORVI_BUS_E_TIMEOUT;
+    backlogFull_ = false;
+    std::vector<pollfd> entries;
+    for (;;) {
+        entries.assign(1, {wake, POLLIN, 0});
+        for (const auto& connection : connections_) {
+            if (connection->refused || connection->HasRest()) {
+                entries.push_back({connection->Get(), POLLOUT, 0});
+            }
+        }
+        if (wake < 0 && entries.size() == 1 && outOfTime != 0) {
+            return 0;
+        }
+        if (!PollAnyFor(entries.data(), entries.size(), deadline)) {
+            return outOfTime;
+        }
+        bool room = entries[0].revents != 0;
+        for (size_t i = connections_.size(), entry = entries.size(); i-- > 0;) {
+            Outgoing* connection = connections_[i].get();
+            if ((!connection->refused && !connection->HasRest()) || entries[--entry].revents == 0) {
+                continue;
+            }
+            const int result = connection->HasRest() ? connection->SendRest(nullptr) : 0;
+            if (result != ORVI_BUS_E_WOULD_BLOCK) {
+                room = room || connection->refused;
+                connection->refused = false;
+            }
+            if (result != 0 && result != ORVI_BUS_E_WOULD_BLOCK) {
+                Close(connection);
+            }
+        }
+        if (room) {
+            return 0;
+        }
     }
-    EncodeHeader(header, head + headSize);
-    headSize += kHeaderSize;
-    const int result = SendStream(connection->socket, head, headSize, data, header.dataLen, deadline, taken);
-    if (result == 0) {
-        connection->greeted = true;
-    }
-    return result;
 }
+
+// What is being sent: whose, to whom, how long it may take. `deadline` null: never waits.
+struct Delivery {
+    const Identity& self;
+    const TagMsgBlock& block;
+    FrameKind kind;
+    const Deadline* deadline;
+};
 
 // Sends one frame and leaves the connection that took it in `used`. What the kernel refuses before it took a byte,
 // since the receiver has restarted, goes over a fresh connection once; nothing is sent twice.
-int Deliver(const TagMsgBlock& block, FrameKind kind, const Deadline& deadline, ThreadConnections* mine,
-            Outgoing** used) {
+int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used) {
+    const TagMsgBlock& block = delivery.block;
     FrameHeader header;
-    header.kind = kind;
-    header.flags = Process::Get().Started() ? kFlagStarted : uint16_t{0};
+    header.kind = delivery.kind;
+    header.flags = delivery.self.Started() ? kFlagStarted : uint16_t{0};
     header.msgId = block.msgId;
     header.dataLen = block.dataLen;
+    Hello hello;
+    SetName(hello.procName, delivery.self.Name());
+    hello.incarnation = delivery.self.Number();
+    hello.stream = mine->Stream();
     for (bool again = true;; again = false) {
         Outgoing* connection = mine->Find(block);
         if (connection == nullptr) {
-            const int result = mine->Open(block, deadline, &connection);
+            const int result = mine->Open(delivery.self.Where(), block, delivery.deadline, &connection);
             if (result != 0) {
                 return result;
             }
         }
-        if (kind == FrameKind::kRequest) {
-            connection->sequence = NextSequence(connection->sequence);
-            header.sequence = connection->sequence;
+        if (delivery.kind == FrameKind::kRequest) {
+            header.sequence = connection->NextRequest();
         }
-        size_t taken = 0;
-        const int result = Transmit(connection, mine->Stream(), header, block.data, deadline, &taken);
+        bool begun = false;
+        const int result = connection->Send(header, block.data, hello, delivery.deadline, &begun);
+        const int error = errno;
         Trace(header, block.recvProcName, block.recvTaskName, result);
         if (result == 0) {
             *used = connection;
             return 0;
         }
-        if (taken != 0 || result != ORVI_BUS_E_TIMEOUT) {
+        if (begun || (result != ORVI_BUS_E_TIMEOUT && result != ORVI_BUS_E_WOULD_BLOCK)) {
             mine->Close(connection);  // half a frame would spoil what follows it
         }
-        if (result != ORVI_BUS_E_GONE || taken != 0 || !again) {
+        errno = error;
+        if (result != ORVI_BUS_E_GONE || begun || !again) {
             return result;
         }
     }
 }
 
-int AwaitReply(Outgoing* connection, const Deadline& deadline, TagMsgBlock** reply) {
-    FrameReader& replies = connection->replies;
-    for (;;) {
-        FrameHeader header;
-        const uint8_t* payload = nullptr;
-        switch (replies.Next(&header, &payload)) {
-            case FrameReader::Result::kBad:
-                Log(kLogError, "connection to %s/%s ended: it sent %s", connection->procName, connection->taskName,
-                    replies.Complaint());
-                return ORVI_BUS_E_GONE;
-            case FrameReader::Result::kFrame:
-                if (header.kind != FrameKind::kReply) {
-                    Log(kLogError, "connection to %s/%s ended: it sent what is no reply", connection->procName,
-                        connection->taskName);
-                    return ORVI_BUS_E_GONE;
-                }
-                replies.Consume();
-                if (header.sequence != connection->sequence) {
-                    Log(kLogInfo, "dropped a reply of %s/%s that nobody waits for", connection->procName,
-                        connection->taskName);
-                    continue;
-                }
-                *reply = MakeReplyBlock(header, payload, connection->receiverUid);
-                replies.Trim();
-                return *reply != nullptr ? 0 : ORVI_BUS_E_SYSTEM;
-            case FrameReader::Result::kMore:
-                break;
-        }
-        uint8_t* at = nullptr;
-        size_t room = 0;
-        if (!replies.Room(&at, &room)) {
-            return ORVI_BUS_E_SYSTEM;
-        }
-        if (!PollFor(connection->socket.Get(), POLLIN, deadline)) {
-            return ORVI_BUS_E_TIMEOUT;
-        }
-        const ssize_t count = ReceiveSome(connection->socket, at, room);
-        if (count == 0) {
-            return ORVI_BUS_E_GONE;
-        }
-        if (count > 0) {
-            replies.Received(static_cast<size_t>(count));
-        }
+// One line for what was not delivered or not answered; errno belongs to the result.
+int Tell(const Delivery& delivery, int result) {
+    const TagMsgBlock& block = delivery.block;
+    const int error = errno;
+    const auto tell = [&block](uint32_t level, const char* why) {
+        Log(level, "message %#x to %s/%s failed: %s", block.msgId, block.recvProcName, block.recvTaskName, why);
+    };
+    switch (result) {
+        case 0:
+        case ORVI_BUS_E_WOULD_BLOCK:
+            break;
+        case ORVI_BUS_E_ABSENT:
+            Log(kLogError,
+                "message %#x: nobody receives as %s/%s in %s; does that process run, and with the same bus directory "
+                "(ORVI_BUS_DIR, user)?",
+                block.msgId, block.recvProcName, block.recvTaskName, delivery.self.Where().path.c_str());
+            break;
+        case ORVI_BUS_E_TIMEOUT:
+            tell(kLogInfo, "the wait ran out");
+            break;
+        case ORVI_BUS_E_GONE:
+            tell(kLogInfo, error == 0 ? "the receiver hung up" : strerror(error));
+            break;
+        default:
+            tell(kLogError, strerror(error));
+            break;
     }
-}
-
-void Tell(const TagMsgBlock& block, int result) {
-    if (result == ORVI_BUS_E_ABSENT) {
-        Log(kLogInfo, "message %#x: nobody receives as %s/%s", block.msgId, block.recvProcName, block.recvTaskName);
-    } else if (result != 0) {
-        Log(kLogInfo, "message %#x to %s/%s failed: %s", block.msgId, block.recvProcName, block.recvTaskName,
-            result == ORVI_BUS_E_TIMEOUT ? "the wait ran out" : "the connection broke");
-    }
+    return result;
 }
 
 }  // namespace
 
-int SendOneWay(const TagMsgBlock& block, uint32_t waitMs) {
-    ThreadConnections* mine = ThreadConnections::Mine();
-    if (mine == nullptr) {
-        return ORVI_BUS_E_SYSTEM;
-    }
-    Outgoing* connection = nullptr;
-    const int result = Deliver(block, FrameKind::kOneWay, Deadline(waitMs), mine, &connection);
-    Tell(block, result);
-    return result;
-}
-
-int SendRequest(const TagMsgBlock& block, uint32_t waitMs, TagMsgBlock** reply) {
+int SendOneWay(const Identity& self, const TagMsgBlock& block, uint32_t waitMs) {
     ThreadConnections* mine = ThreadConnections::Mine();
     if (mine == nullptr) {
         return ORVI_BUS_E_SYSTEM;
     }
     const Deadline deadline(waitMs);
+    const Delivery delivery{self, block, FrameKind::kOneWay, &deadline};
     Outgoing* connection = nullptr;
-    int result = Deliver(block, FrameKind::kRequest, deadline, mine, &connection);
+    return Tell(delivery, Deliver(delivery, mine, &connection));
+}
+
+int TrySend(const Identity& self, const TagMsgBlock& block) {
+    ThreadConnections* mine = ThreadConnections::Mine();
+    if (mine == nullptr) {
+        return ORVI_BUS_E_SYSTEM;
+    }
+    const Delivery delivery{self, block, FrameKind::kOneWay, nullptr};
+    Outgoing* connection = nullptr;
+    return Tell(delivery, Deliver(delivery, mine, &connection));
+}
+
+int AwaitRoom(int wake, uint32_t waitMs) {
+    ThreadConnections* mine = ThreadConnections::Mine();
+    return mine != nullptr ? mine->AwaitRoom(wake, waitMs) : ORVI_BUS_E_SYSTEM;
+}
+
+int SendRequest(const Identity& self, const TagMsgBlock& block, uint32_t waitMs, TagMsgBlock** reply) {
+    ThreadConnections* mine = ThreadConnections::Mine();
+    if (mine == nullptr) {
+        return ORVI_BUS_E_SYSTEM;
+    }
+    const Deadline deadline(waitMs);
+    const Delivery delivery{self, block, FrameKind::kRequest, &deadline};
+    Outgoing* connection = nullptr;
+    int result = Deliver(delivery, mine, &connection);
     if (result == 0) {
-        result = AwaitReply(connection, deadline, reply);
+        result = connection->AwaitReply(deadline, reply);
         if (result != 0) {
             // After a wait that ran out too: the receiver then learns that nobody waits for its answer any more, and no
             // late answer fills this connection.
+            const int error = errno;
             mine->Close(connection);
+            errno = error;
         }
     }
-    Tell(block, result);
-    return result;
+    return Tell(delivery, result);
 }
 
 }  // namespace orvi_bus

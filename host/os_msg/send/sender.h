@@ -8,14 +8,19 @@
 
 #include <cstdint>
 
+#include "membership/identity.h"
 #include "orvi_os_msg.h"
 
 namespace orvi_bus {
 
-// Both want a block whose names and payload have been checked, in a process that has joined. Return 0 or
+// All want a block whose names and payload have been checked, and an identity that has joined. Return 0 or
 // ORVI_BUS_E_....
-int SendOneWay(const TagMsgBlock& block, uint32_t waitMs);
-int SendRequest(const TagMsgBlock& block, uint32_t waitMs, TagMsgBlock** reply);
+int SendOneWay(const Identity& self, const TagMsgBlock& block, uint32_t waitMs);
+int SendRequest(const Identity& self, const TagMsgBlock& block, uint32_t waitMs, TagMsgBlock** reply);
+
+// See OrviHostMsgTrySend and OrviHostMsgAwaitRoom.
+int TrySend(const Identity& self, const TagMsgBlock& block);
+int AwaitRoom(int wake, uint32_t waitMs);
 
 }  // namespace orvi_bus
 

@@ -27,16 +27,20 @@ timeval Deadline::RemainingTimeval() const {
 
 bool PollFor(int fd, short events, const Deadline& deadline) {
     pollfd entry{fd, events, 0};
+    return PollAnyFor(&entry, 1, deadline);
+}
+
+bool PollAnyFor(pollfd* entries, size_t count, const Deadline& deadline) {
     for (;;) {
         const int64_t left = deadline.RemainingNs();
         timespec wait{};
         wait.tv_sec = static_cast<time_t>(left / 1000000000);
         wait.tv_nsec = static_cast<long>(left % 1000000000);
-        const int count = ppoll(&entry, 1, &wait, nullptr);
-        if (count > 0) {
+        const int ready = ppoll(entries, count, &wait, nullptr);
+        if (ready > 0) {
             return true;
         }
-        if (left == 0 || (count < 0 && errno != EINTR)) {
+        if (left == 0 || (ready < 0 && errno != EINTR)) {
             return false;
         }
     }

@@ -2,7 +2,9 @@
 #ifndef ORVI_HOST_OS_MSG_DEADLINE_H
 #define ORVI_HOST_OS_MSG_DEADLINE_H
 
+#include <cstddef>
 #include <cstdint>
+#include <poll.h>
 #include <sys/time.h>
 
 namespace orvi_bus {
@@ -24,6 +26,8 @@ class Deadline {
 // Waits until the descriptor reports one of `events`, or an error or hang-up, which poll always reports. False when
 // the deadline has passed. Signals do not end the wait.
 bool PollFor(int fd, short events, const Deadline& deadline);
+// The same for several descriptors, any of them; `revents` tells of each.
+bool PollAnyFor(pollfd* entries, size_t count, const Deadline& deadline);
 
 }  // namespace orvi_bus
 

@@ -110,6 +110,23 @@ void FrameReader::Free::operator()(uint8_t* bytes) const {
     free(bytes);
 }
 
+// Null, or what is wrong with the header where it stands.
+const char* FrameReader::Judge(const uint8_t* at, FrameHeader* header) const {
+    const char* complaint = DecodeHeader(at, header);
+    if (complaint != nullptr) {
+        return complaint;
+    }
+    const bool isReply = header->kind == FrameKind::kReply;
+    if (direction_ == Direction::kToCaller) {
+        return isReply ? nullptr : "a frame that is no reply";
+    }
+    const bool isHello = header->kind == FrameKind::kHello;
+    if (!greeted_) {
+        return isHello ? nullptr : "a first frame that is no hello";
+    }
+    return isHello || isReply ? "a frame that does not belong there" : nullptr;
+}
+
 FrameReader::Result FrameReader::Next(FrameHeader* header, const uint8_t** payload) {
     if (complaint_ != nullptr) {
         return Result::kBad;
@@ -118,7 +135,7 @@ FrameReader::Result FrameReader::Next(FrameHeader* header, const uint8_t** paylo
     if (held < kHeaderSize) {
         return Result::kMore;
     }
-    complaint_ = DecodeHeader(buffer_.get() + begin_, header);
+    complaint_ = Judge(buffer_.get() + begin_, header);
     if (complaint_ != nullptr) {
         return Result::kBad;
     }
@@ -130,7 +147,14 @@ FrameReader::Result FrameReader::Next(FrameHeader* header, const uint8_t** paylo
     return Result::kFrame;
 }
 
+bool FrameReader::HasFrame() {
+    FrameHeader header;
+    const uint8_t* payload = nullptr;
+    return Next(&header, &payload) != Result::kMore;
+}
+
 void FrameReader::Consume() {
+    greeted_ = true;  // whatever a task is sent begins with the hello
     begin_ += frameSize_;
     frameSize_ = 0;
 }

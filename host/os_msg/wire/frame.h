@@ -56,15 +56,21 @@ void EncodeHello(const Hello& hello, uint8_t* out);
 bool DecodeHello(const uint8_t* in, Hello* hello);
 
 // Cuts a stream of received bytes into frames. The buffer grows with the bytes that were received, at most to twice
-// their number; a header is judged before anything is allocated for its payload. One thread at a time.
+// their number; a header is judged, also for its place in the stream, before anything is allocated for its payload. One
+// thread at a time.
 class FrameReader {
  public:
+    enum class Direction { kToTask, kToCaller };
     enum class Result { kMore, kFrame, kBad };
+
+    explicit FrameReader(Direction direction) : direction_(direction) {}
 
     // The next frame, if it is complete; it stays the next one until Consume. `payload` is valid until the next call of
     // Room or Trim. After kBad the stream is lost: Complaint tells why.
     Result Next(FrameHeader* header, const uint8_t** payload);
     void Consume();
+    // A whole frame or what is none is held: Next will not answer kMore.
+    bool HasFrame();
     const char* Complaint() const { return complaint_; }
 
     // After kMore: room for received bytes, at least one. False when there is no memory.
@@ -87,6 +93,10 @@ class FrameReader {
     static constexpr size_t kFirstCapacity = 4096;
     static constexpr size_t kKeptCapacity = size_t{64} * 1024;  // Trim gives back a larger one
 
+    const char* Judge(const uint8_t* at, FrameHeader* header) const;
+
+    const Direction direction_;
+    bool greeted_ = false;  // the hello has been consumed
     std::unique_ptr<uint8_t[], Free> buffer_;
     size_t capacity_ = 0;
     size_t begin_ = 0;  // first byte of the next frame

@@ -8,7 +8,7 @@
 
 #include "wire/bus_name.h"
 #include "wire/deadline.h"
-#include "wire/stream_io.h"
+#include "wire/socket.h"
 
 namespace orvi_bus {
 
