@@ -259,7 +259,7 @@ TEST_F(BusTest, UsersMeetInASharedDirectory) {
     ASSERT_EQ(service.Ask("watch s application"), "0");
     ASSERT_EQ(service.Ask("run s"), "0");
     EXPECT_EQ(ModeOf(directory + "/service:s"), 0660U);
-    EXPECT_EQ(ModeOf(directory + "/service.lock"), 0660U);
+    EXPECT_EQ(ModeOf(directory + "/service.lock"), 0640U);
     EXPECT_EQ(ModeOf(directory + "/.lock"), 0660U);
     Peer application(environment, 1000, kGroup);
     ASSERT_EQ(application.Ask("umask 077"), "0");

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <fcntl.h>
+#include <new>
 #include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -34,8 +35,10 @@ class Registry {
         const int fd = make();
         if (fd >= 0) {
             const size_t index = static_cast<size_t>(fd);
-            if (index >= ours_.size()) {
-                ours_.resize(index + 64);
+            if (index >= ours_.size() && !Grow(index + 64)) {
+                close(fd);
+                errno = ENOMEM;
+                return -1;
             }
             ours_[index] = true;
         }
@@ -50,6 +53,15 @@ class Registry {
 
  private:
     Registry() { pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild); }
+
+    bool Grow(size_t size) ORVI_BUS_REQUIRES(mutex_) {
+        try {
+            ours_.resize(size);
+            return true;
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
 
     static void BeforeFork() ORVI_BUS_TSA(no_thread_safety_analysis) { Get().mutex_.Lock(); }
     static void AfterForkInParent() ORVI_BUS_TSA(no_thread_safety_analysis) { Get().mutex_.Unlock(); }
@@ -110,8 +122,8 @@ Fd Fd::Accept(int listener) {
         Registry::Get().Add([listener] { return accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); }));
 }
 
-Fd Fd::Open(const std::string& path, int flags, mode_t mode) {
-    return Fd(Registry::Get().Add([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); }));
+Fd Fd::Open(const char* path, int flags, mode_t mode) {
+    return Fd(Registry::Get().Add([&] { return open(path, flags | O_CLOEXEC, mode); }));
 }
 
 Fd Fd::Epoll() {
