@@ -38,9 +38,9 @@ int64_t LimitNs(uint32_t ms) {
 
 }  // namespace
 
-Connection::Connection(uint64_t number, Socket accepted, EventLoop* loop, Budget* budget)
+Connection::Connection(uint64_t serial, Socket accepted, EventLoop* loop, Budget* budget)
     : Source(Kind::kConnection),
-      id(number),
+      id(serial),
       peer(accepted.Peer()),
       loop_(loop),
       budget_(budget),

@@ -34,7 +34,7 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     // Any thread: the connection that a request came over, while it lives.
     static std::shared_ptr<Connection> ById(uint64_t id);
 
-    Connection(uint64_t number, Socket accepted, EventLoop* loop, Budget* budget);
+    Connection(uint64_t serial, Socket accepted, EventLoop* loop, Budget* budget);
     ~Connection();
 
     const uint64_t id;  // grows from each accepted connection of the process to the next
