@@ -98,7 +98,7 @@ Connection::Filled Connection::Fill(const char** reason) {
         case Socket::Received::kBytes:
             reader.Received(count);
             progressed = true;
-            readable = count == room;  // a stream that gives less has no more
+            readable = hungUp || count == room;  // a stream that gives less has no more but its end
             return Filled::kBytes;
         case Socket::Received::kNothing:
             readable = false;

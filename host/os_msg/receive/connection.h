@@ -47,6 +47,7 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     Hello hello;                                     // what the peer claims; constant once the state is no longer kMute
     uint64_t number ORVI_BUS_GUARDED_BY(kLoop) = 0;  // incarnation, backed by the presence of hello's name; 0: unknown
     bool readable ORVI_BUS_GUARDED_BY(kLoop) = true;     // the kernel may hold bytes of it
+    bool hungUp ORVI_BUS_GUARDED_BY(kLoop) = false;      // the kernel has told so: the end follows what it holds
     uint64_t emptyAt ORVI_BUS_GUARDED_BY(kLoop) = 0;     // Connections' tick when nothing more was found in it
     bool progressed ORVI_BUS_GUARDED_BY(kLoop) = false;  // bytes have come since its deadline was set
     bool suspected ORVI_BUS_GUARDED_BY(kLoop) = false;   // the deadline has passed, and it gets a last look

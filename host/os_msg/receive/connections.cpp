@@ -130,6 +130,7 @@ void Connections::OnEvent(Connection* connection, uint32_t events) {
         Close(connection, "it does not read its answers");
         return;
     }
+    connection->hungUp = connection->hungUp || (events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0;
     if ((events & ~static_cast<uint32_t>(EPOLLOUT)) != 0) {
         connection->readable = true;
         if (connection->state == Connection::State::kMute || connection->state == Connection::State::kOpen) {
