@@ -13,10 +13,6 @@ using orvi_test::ReadFile;
 using Lines = std::vector<std::string>;
 const std::string kUid = std::to_string(geteuid());
 
-long LinesOf(const std::string& text) {
-    return std::count(text.begin(), text.end(), '\n');
-}
-
 TEST_F(BusTest, LiesEndTheirConnectionWithOneLine) {
     Peer& server = StartTask("server", "t", {{"ORVI_BUS_FRAME_WAIT_MS", "86400000"}});
     Peer& client = StartTask("client", "c");
@@ -91,11 +87,7 @@ TEST_F(BusTest, PeersThatComeAndGoLeaveNothing) {
     for (uint32_t i = 0; i < 1000; ++i) {
         EXPECT_NE(server.Next(), "(ended)");
     }
-    std::string now;
-    for (int look = 0; look < 20000 && now != before; ++look) {
-        now = server.Ask("stat");
-    }
-    EXPECT_EQ(now, before);
+    AwaitStat(&server, before);
 }
 
 // One process sends more at once than it is lent memory for, to one task or to several: some of its connections wait,

@@ -186,7 +186,7 @@ TEST_F(BusEvents, WithoutTheKernelsNoticesItLooksAndSaysSoOnce) {
     ASSERT_EQ(watcher.Ask("run w"), "0");
     const std::string errors = watcher.Errors();
     EXPECT_NE(errors.find("looking at it from time to time"), std::string::npos) << errors;
-    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_EQ(LinesOf(errors), 1) << errors;
     for (int cycle = 0; cycle < 3; ++cycle) {
         Peer server(environment, kUser, kUser);
         Run(&server, "server", "t");
@@ -226,19 +226,24 @@ TEST_F(BusEvents, AClaimedNameAnnouncesAndSilencesNothing) {
 
 // Everybody who joins looks at what the dead have left, and that is no life.
 TEST_F(BusEvents, TheLongDeadAreNotAnnouncedWhileOthersJoin) {
-    ASSERT_EQ(Start().Ask("churn 100 dead started 0"), "100 joined");
+    ASSERT_EQ(Start().Ask("churn 10 dead started 0"), "10 joined");
     Peer& joining = Start();
-    joining.Tell("churn 400 alive joined 0");
+    joining.Tell("churn 300 alive joined 0");
     for (int subscriber = 0; subscriber < 8; ++subscriber) {
         Peer& watcher = Start();
-        Run(&watcher, "w" + std::to_string(subscriber), "w");
-        for (int i = 0; i < 100; ++i) {
-            ASSERT_EQ(watcher.Ask("watch w dead" + std::to_string(i)), "0");
+        ASSERT_EQ(watcher.Ask("join watcher" + std::to_string(subscriber)), "0");
+        for (int i = 0; i < 200; ++i) {
+            const std::string task = "w" + std::to_string(i / 10);
+            if (i % 10 == 0) {
+                ASSERT_EQ(watcher.Ask("task " + task), "0");
+                ASSERT_EQ(watcher.Ask("run " + task), "0");
+            }
+            ASSERT_EQ(watcher.Ask("watch " + task + " dead" + std::to_string(i % 10)), "0");
         }
         EXPECT_EQ(watcher.Seen(), Lines{});
         watcher.Kill();
     }
-    EXPECT_EQ(joining.Answer(), "400 joined");
+    EXPECT_EQ(joining.Answer(), "300 joined");
 }
 
 // A record of lies, or one that is another name for a living process's, announces nothing and keeps nobody from his name.

@@ -47,22 +47,6 @@ void Say(const std::string& line) {
     }
 }
 
-// std::getline takes an interrupted read for the end.
-bool ReadCommand(std::string* line) {
-    line->clear();
-    for (char c = 0;;) {
-        const ssize_t count = read(STDIN_FILENO, &c, 1);
-        if (count == 1 && c == '\n') {
-            return true;
-        }
-        if (count == 1) {
-            *line += c;
-        } else if (count == 0 || errno != EINTR) {
-            return false;
-        }
-    }
-}
-
 // A payload that tells what it is: every byte depends on its place and on the message's length.
 std::string Payload(uint32_t length) {
     std::string payload(length, '\0');
@@ -103,6 +87,11 @@ std::string Call(const std::string& proc, const std::string& task, uint32_t id, 
     return "reply " + told;
 }
 
+void Spin(std::chrono::nanoseconds time) {
+    for (const auto end = Clock::now() + time; Clock::now() < end;) {
+    }
+}
+
 void Block() {
     std::unique_lock<std::mutex> lock(g_shared.mutex);
     g_shared.changed.wait(lock, [] { return g_shared.release > 0; });
@@ -124,7 +113,7 @@ int Handle(TagMsgBlock* message) {
         Say("message " + std::string(message->recvTaskName) + " " + std::to_string(message->msgId) + " " +
             std::to_string(message->dataLen) + uid + (whole ? "" : " damaged"));
     }
-    switch (message->msgId) {
+    switch ((message->msgId & kEchoBit) != 0 ? uint32_t{kEcho} : message->msgId) {
         case kEcho:
         case kEchoQuietly:
             (void)OrviHostMsgReply(message, message->data != nullptr ? message->data : "", message->dataLen);
@@ -158,8 +147,7 @@ int Handle(TagMsgBlock* message) {
             break;
         }
         case kSlow:
-            for (const auto end = Clock::now() + std::chrono::milliseconds(30); Clock::now() < end;) {
-            }
+            Spin(std::chrono::milliseconds(30));
             break;
         case kThrow:
             throw std::runtime_error("thrown on purpose");
@@ -248,8 +236,8 @@ std::string SendMany(const std::string& proc, const std::string& task, uint32_t 
     return "sent " + std::to_string(count);
 }
 
-// Takes a task off the bus on one thread while another starts its loop: the task has connections that an earlier run
-// has accepted. Tells how often both ended in good order.
+// Takes a task off the bus on one thread while another starts its loop and a third subscribes it to events. The task has
+// connections that an earlier run has accepted. Tells how often all ended in good order.
 std::string RaceOff(const std::string& proc, uint32_t count, uint32_t connections) {
     uint32_t good = 0;
     for (uint32_t i = 0; i < count; ++i) {
@@ -271,15 +259,23 @@ std::string RaceOff(const std::string& proc, uint32_t count, uint32_t connection
         }
         (void)OrviHostMsgStopRoutine("race");
         before.join();
-        std::atomic<bool> go{false};
+        std::atomic<int> ready{0};
+        std::atomic<bool> off{false};
+        std::thread subscriber([&] {
+            ++ready;
+            for (int name = 0; !off.load() && Subscribe("race", "nobody" + std::to_string(name % 100)) == 0; ++name) {
+            }
+        });
         std::thread again([&] {
-            go.store(true);
+            ++ready;
             results[1] += OsMsgTaskRoutineByName("race");  // 0, or 3 when the task has gone
         });
-        while (!go.load()) {
+        while (ready.load() != 2) {
         }
         results[0] += OsMsgUnregTask(proc.c_str(), 1, "race");
+        off.store(true);
         again.join();
+        subscriber.join();
         over.store(true);
         for (std::thread& sender : senders) {
             sender.join();
@@ -389,11 +385,12 @@ std::string Do(const std::string& line) {
 
 int main() {
     signal(SIGPIPE, SIG_DFL);  // a broken connection of the bus must not end the process
-    for (std::string line; ReadCommand(&line);) {
+    for (std::string line; ReadLine(STDIN_FILENO, &line);) {
         if (line == "return") {
             return 0;
         }
-        Say("= " + Do(line));
+        const std::string answer = Do(line);
+        Say("= " + answer);
     }
     return 0;
 }

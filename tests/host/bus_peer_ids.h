@@ -22,4 +22,7 @@ enum BusPeerMessage {
     kSlow = 17  // takes 30 ms
 };
 
+// An id of a test's own that is answered like kEcho.
+constexpr unsigned kEchoBit = 0x40000000;
+
 #endif

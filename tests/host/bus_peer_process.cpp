@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
+#include <map>
 #include <random>
 #include <signal.h>
 #include <sys/inotify.h>
@@ -137,7 +138,83 @@ std::string Churn(uint32_t count, const std::string& stem, bool untilStarted, ui
     return std::to_string(good) + " joined";
 }
 
+// Children that take commands as this process does, one by one: by name, and killed with this process.
+struct Child {
+    pid_t pid = -1;
+    int input = -1;
+    int output = -1;
+};
+std::map<std::string, Child> g_children;
+
+bool Spawn(const std::string& name) {
+    int input[2];
+    int output[2];
+    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) {
+        return false;
+    }
+    const pid_t pid = fork();
+    if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        dup2(input[0], STDIN_FILENO);
+        dup2(output[1], STDOUT_FILENO);
+        for (const auto& [other, child] : g_children) {
+            close(child.input);
+            close(child.output);
+        }
+        g_children.clear();
+    } else {
+        g_children[name] = {pid, input[1], output[0]};
+    }
+    close(input[0]);
+    close(output[1]);
+    if (pid == 0) {
+        close(input[1]);
+        close(output[0]);
+        return true;  // the child answers the command that made it, like its parent
+    }
+    std::string answer;
+    return pid > 0 && ReadLine(output[0], &answer);
+}
+
+// Hands a command to the child and takes its answer; lines before that are dropped.
+std::string AskChild(const std::string& name, std::string command) {
+    const Child& child = g_children[name];
+    command += '\n';
+    std::string line;
+    if (write(child.input, command.data(), command.size()) == static_cast<ssize_t>(command.size())) {
+        while (ReadLine(child.output, &line)) {
+            if (line.compare(0, 2, "= ") == 0) {
+                return line.substr(2);
+            }
+        }
+    }
+    return "(ended)";
+}
+
+bool KillChild(const std::string& name) {
+    const Child child = g_children[name];
+    g_children.erase(name);
+    close(child.input);
+    close(child.output);
+    return kill(child.pid, SIGKILL) == 0 && waitpid(child.pid, nullptr, 0) == child.pid;
+}
+
 }  // namespace
+
+bool ReadLine(int descriptor, std::string* line) {
+    line->clear();
+    for (char c = 0;;) {
+        const ssize_t count = read(descriptor, &c, 1);
+        if (count == 1 && c == '\n') {
+            return true;
+        }
+        if (count == 1) {
+            *line += c;
+        } else if (count == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+}
 
 bool DoProcessCommand(const std::string& command, std::istringstream& words, std::string* answer) {
     std::string text;
@@ -158,6 +235,13 @@ bool DoProcessCommand(const std::string& command, std::istringstream& words, std
         *answer = std::to_string(LeaveChild());
         return true;
     }
+    if (command == "in") {
+        std::string rest;
+        words >> text;
+        std::getline(words >> std::ws, rest);
+        *answer = AskChild(text, rest);
+        return true;
+    }
     if (command == "churn") {
         std::string until;
         words >> first >> text >> until >> second;
@@ -166,6 +250,12 @@ bool DoProcessCommand(const std::string& command, std::istringstream& words, std
     }
     if (command == "alarm") {
         good = RaiseAlarms();
+    } else if (command == "spawn") {
+        words >> text;
+        good = Spawn(text);
+    } else if (command == "kill") {
+        words >> text;
+        good = KillChild(text);
     } else if (command == "umask") {
         words >> text;
         umask(static_cast<mode_t>(std::stoul(text, nullptr, 8)));

@@ -5,6 +5,9 @@
 #include <sstream>
 #include <string>
 
+// One line of a descriptor's input, without its end: std::getline takes an interrupted read for the end. False at the end.
+bool ReadLine(int descriptor, std::string* line);
+
 // Carries a command out. False when it is none of these; else `answer` is set.
 bool DoProcessCommand(const std::string& command, std::istringstream& words, std::string* answer);
 

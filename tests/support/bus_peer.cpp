@@ -82,6 +82,15 @@ void Peer::Kill() {
     (void)WaitForExit();
 }
 
+void AwaitStat(Peer* peer, const std::string& before) {
+    const auto deadline = std::chrono::steady_clock::now() + orvi_test::PATIENCE;
+    std::string now = peer->Ask("stat");
+    while (now != before && std::chrono::steady_clock::now() < deadline) {
+        now = peer->Ask("stat");
+    }
+    EXPECT_EQ(now, before);
+}
+
 void BusTest::SetUp() {
     descriptors_ = OpenDescriptors();
     char name[] = "/tmp/orvi-bus-XXXXXX";

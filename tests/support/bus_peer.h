@@ -80,4 +80,11 @@ class BusTest : public testing::Test {
 
 size_t OpenDescriptors();
 
+inline long LinesOf(const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n');
+}
+
+// Waits until the peer has the descriptors and threads that it had when it answered "stat" with `before`.
+void AwaitStat(Peer* peer, const std::string& before);
+
 #endif
