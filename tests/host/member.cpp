@@ -1,6 +1,5 @@
 #include "member.h"
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -16,6 +15,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include "membership/identity.h"
 
@@ -112,11 +112,32 @@ std::string Obey(orvi_bus::Identity* self, const std::string& line) {
     if (what == "fds") {
         return CountDescriptors();
     }
+    if (what == "looks") {
+        std::string seen = "absent";
+        for (int i = 0; i < 20000 && seen == "absent"; ++i) {
+            seen = Describe(self->Look(name.c_str()));
+        }
+        return seen;
+    }
+    static std::vector<int> taken;
+    if (what == "exhaust") {
+        for (int fd = 0; (fd = dup(STDERR_FILENO)) >= 0;) {
+            taken.push_back(fd);
+        }
+        return std::to_string(errno);
+    }
+    if (what == "release") {
+        for (const int fd : taken) {
+            close(fd);
+        }
+        return "0";
+    }
     struct flock lock {};
-    lock.l_type = F_WRLCK;
+    const bool reading = what == "readlock";
+    lock.l_type = reading ? F_RDLCK : F_WRLCK;
     lock.l_whence = SEEK_SET;
     lock.l_len = 1;
-    return std::to_string(fcntl(open(name.c_str(), O_RDWR | O_CLOEXEC), F_SETLK, &lock));
+    return std::to_string(fcntl(open(name.c_str(), (reading ? O_RDONLY : O_RDWR) | O_CLOEXEC), F_SETLK, &lock));
 }
 
 [[noreturn]] void Live(int in, int out, const std::string& directory) {

@@ -22,9 +22,11 @@ class Member {
     // join NAME [ALLOCATIONS]  result; the allocation after so many fails: "bad_alloc"
     // start, number, inplace, putback
     // look NAME                "absent", "unknown ERRNO" or "alive|dead started|joined PID UID EARLIER"
+    // looks NAME               20,000 looks, until one finds more than nothing
     // history NAME             numbers, newest first, those of the started marked by a '*'
     // umask OCTAL, limit NUMBER (of descriptors), fds (how many are open)
-    // hold FILE                like a record
+    // exhaust                  takes all descriptors: the errno of the next; release gives them back
+    // hold FILE                like a record; readlock FILE: as everybody can who may read it
     std::string Ask(const std::string& line);
     void Tell(const std::string& line);
     std::string Answer();

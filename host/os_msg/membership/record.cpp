@@ -117,7 +117,7 @@ bool DecodeRecord(const uint8_t* in, size_t size, const char* procName, const Bo
     if (!IsUnknown(in + kBootAt) && !IsUnknown(boot.bytes) && memcmp(in + kBootAt, boot.bytes, sizeof(boot)) != 0) {
         return false;
     }
-    const size_t count = Take(in + 6, 2);
+    const auto count = static_cast<size_t>(Take(in + 6, 2));
     if (count > Presence::kMostEarlier) {
         return false;
     }
