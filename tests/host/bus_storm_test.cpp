@@ -43,7 +43,7 @@ struct Connection {
     std::deque<std::pair<size_t, Message>> unsent;  // messages by the place where each ends
     std::shared_ptr<Messages> messages = std::make_shared<Messages>();
     Messages answers;
-    FrameReader replies;
+    FrameReader replies{orvi_bus::FrameReader::Direction::kToCaller};
 };
 
 // One process of a name, from joining to its end.
@@ -129,14 +129,22 @@ class BusStorm : public BusTest {
 };
 
 const BusStorm::Step BusStorm::kSteps[] = {
-    {120, "connect", &BusStorm::Connect},     {200, "allow some", &BusStorm::AllowSome},
-    {150, "allow all", &BusStorm::AllowAll},  {200, "small message", &BusStorm::AddSmall},
-    {20, "large message", &BusStorm::AddLarge}, {1, "swell", &BusStorm::Swell},
-    {10, "lie", &BusStorm::Lie},              {100, "close", &BusStorm::Close},
-    {10, "join", &BusStorm::Join},            {10, "start", &BusStorm::StartLife},
-    {40, "send", &BusStorm::SendFromLife},    {10, "die", &BusStorm::Die},
-    {3, "fork", &BusStorm::Fork},             {5, "hold up", &BusStorm::HoldUp},
-    {4, "watch the dead", &BusStorm::WatchTheDead}, {1, "race off", &BusStorm::RaceOff},
+    {120, "connect", &BusStorm::Connect},
+    {200, "allow some", &BusStorm::AllowSome},
+    {150, "allow all", &BusStorm::AllowAll},
+    {200, "small message", &BusStorm::AddSmall},
+    {20, "large message", &BusStorm::AddLarge},
+    {1, "swell", &BusStorm::Swell},
+    {10, "lie", &BusStorm::Lie},
+    {100, "close", &BusStorm::Close},
+    {10, "join", &BusStorm::Join},
+    {10, "start", &BusStorm::StartLife},
+    {40, "send", &BusStorm::SendFromLife},
+    {10, "die", &BusStorm::Die},
+    {3, "fork", &BusStorm::Fork},
+    {5, "hold up", &BusStorm::HoldUp},
+    {4, "watch the dead", &BusStorm::WatchTheDead},
+    {1, "race off", &BusStorm::RaceOff},
 };
 
 void BusStorm::SetUp() {
