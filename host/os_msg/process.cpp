@@ -3,21 +3,27 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string>
 
-#include "bus_log.h"
-#include "descriptor.h"
 #include "orvi_host_bus.h"
-#include "settings.h"
-#include "task.h"
-#include "trace.h"
+#include "receive/task.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/descriptor.h"
+#include "wire/settings.h"
+#include "wire/trace.h"
 
 namespace orvi_bus {
 
 namespace {
 
+int RestoreProcess() {
+    return Process::Get().Restore();
+}
+
 // Loops and senders of other threads go on meanwhile and are not disturbed.
 __attribute__((destructor)) void RemoveEndpointsAtExit() {
-    if (Process::Get().Joined() && !InForkedChild()) {
+    if (Process::Get().Self().Joined() && !InForkedChild()) {
         Process::Get().RemoveEndpoints();
     }
 }
@@ -25,47 +31,8 @@ __attribute__((destructor)) void RemoveEndpointsAtExit() {
 }  // namespace
 
 Process& Process::Get() {
-    static Process* process = new Process;
-    return *process;
-}
-
-int Process::Join(const char* name) {
-    (void)GetSettings();
-    MutexLock lock(mutex_);
-    if (Joined()) {
-        Log(kLogError, "cannot join as '%s': this process has joined as '%s'", name, name_);
-        return ORVI_BUS_E_STATE;
-    }
-    std::string why;
-    if (!FindDirectory(&directory_, &why)) {
-        Log(kLogError, "cannot join as '%s': %s", name, why.c_str());
-        return ORVI_BUS_E_DIRECTORY;
-    }
-    const int result = presence_.Acquire(directory_, name);
-    if (result != 0) {
-        return result;
-    }
-    SetName(name_, name);
-    incarnation_ = presence_.Incarnation();
-    g_tracing = GetSettings().trace;
-    joined_.store(true, std::memory_order_release);
-    Log(kLogInfo, "joined as '%s' in %s", name, directory_.path.c_str());
-    return 0;
-}
-
-int Process::MarkStarted() {
-    if (Started()) {
-        return 0;
-    }
-    MutexLock lock(mutex_);
-    if (!Started()) {
-        if (!presence_.MarkStarted()) {
-            Log(kLogError, "cannot tell the bus that '%s' has started: %s", name_, strerror(errno));
-            return ORVI_BUS_E_SYSTEM;
-        }
-        started_.store(true, std::memory_order_release);
-    }
-    return 0;
+    static NeverDestroyed<Process> process;
+    return process.Get();
 }
 
 int Process::AddTask(const char* taskName, OsMsgHandler handler) {
@@ -76,8 +43,12 @@ int Process::AddTask(const char* taskName, OsMsgHandler handler) {
             return ORVI_BUS_E_STATE;
         }
     }
-    auto task = std::make_shared<Task>(taskName, handler);
-    const int result = task->Open();
+    tasks_.reserve(tasks_.size() + 1);  // before anybody can see the task
+    auto task = std::make_shared<Task>(&self_, &budget_, taskName, handler, &RestoreProcess);
+    int result = RestoreLocked();
+    if (result == 0) {
+        result = task->Open();
+    }
     if (result == 0) {
         tasks_.push_back(std::move(task));
     }
@@ -101,8 +72,52 @@ int Process::RemoveTask(const char* taskName) {
     return 0;
 }
 
+int Process::Restore() {
+    MutexLock lock(mutex_);
+    return RestoreLocked();
+}
+
+int Process::RestoreLocked() {
+    if (leaving_) {
+        return 0;
+    }
+    bool lost = false;
+    if (!self_.InPlace()) {
+        std::string why;
+        const int result = self_.PutBack(&why);
+        if (result != 0) {
+            Log(kLogError, "the files of '%s' in %s were deleted and cannot be put back: %s", self_.Name(),
+                self_.Where().path.c_str(), why.c_str());
+            return result;
+        }
+        lost = true;
+    }
+    for (const std::shared_ptr<Task>& task : tasks_) {
+        if (lost || !task->InPlace()) {
+            lost = true;
+            const int result = task->Reopen();
+            if (result != 0) {
+                return result;
+            }
+        }
+    }
+    if (lost) {
+        Log(kLogError, "files of '%s' in %s were deleted; they have been put back", self_.Name(),
+            self_.Where().path.c_str());
+    }
+    return 0;
+}
+
+void Process::TellOfSlowHandlers() {
+    MutexLock lock(mutex_);
+    for (const std::shared_ptr<Task>& task : tasks_) {
+        task->TellIfSlow();
+    }
+}
+
 void Process::RemoveEndpoints() {
     MutexLock lock(mutex_);
+    leaving_ = true;
     for (const std::shared_ptr<Task>& task : tasks_) {
         task->RemoveEndpoint();
     }

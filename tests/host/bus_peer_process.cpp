@@ -100,9 +100,7 @@ bool TakeDescriptors(const std::string& what) {
         _exit(1);
     }
     static int out = told;
-    const auto started = [](TagMsgBlock*) {
-        return write(out, "s", 1) == 1 ? 0 : 1;
-    };
+    const auto started = [](TagMsgBlock*) { return write(out, "s", 1) == 1 ? 0 : 1; };
     TagMsgBlock block{};
     name.copy(block.recvProcName, sizeof(block.recvProcName) - 1);
     block.recvTaskName[0] = 't';
