@@ -1,4 +1,6 @@
 // One-way messages and requests between processes.
+#include <sstream>
+
 #include "bus_peer.h"
 #include "bus_peer_ids.h"
 
@@ -361,10 +363,16 @@ TEST_F(BusTest, AHandlerThatTakesLongIsTold) {
         } while (line == "loop t 3");
         EXPECT_EQ(line, Message("t", kEcho, 4));
         EXPECT_EQ(client.Answer(), Reply(4));
-        const std::string errors = server.Errors();
-        EXPECT_EQ(LinesOf(errors), slow.told.empty() ? 0 : 1) << errors;
-        EXPECT_NE(errors.find(slow.told), std::string::npos) << errors;
-        EXPECT_TRUE(slow.told.empty() || errors.find("'t'") != std::string::npos) << errors;
+        std::istringstream errors(server.Errors());
+        Lines told;
+        for (std::string error; std::getline(errors, error);) {
+            if (error.find("loop already") == std::string::npos) {
+                told.push_back(error);
+            }
+        }
+        ASSERT_EQ(told.size(), slow.told.empty() ? 0U : 1U) << server.Errors();
+        EXPECT_TRUE(told.empty() || told[0].find(slow.told) != std::string::npos) << told[0];
+        EXPECT_TRUE(told.empty() || told[0].find("'t'") != std::string::npos) << told[0];
         server.Kill();
         client.Kill();
     }
