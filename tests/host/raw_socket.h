@@ -22,6 +22,10 @@ class Socket {
         EXPECT_EQ(connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0) << path;
     }
     Socket(Socket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+    Socket& operator=(Socket&& other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
     ~Socket() {
         if (fd_ >= 0) {
             close(fd_);
