@@ -28,7 +28,7 @@ class Watch : public Source {
     Watch(const char* name, const Identity& self);
 
     char procName[OS_MSG_NAME_SIZE] = {};
-    std::string fileName;  // of its presence
+    const std::string fileName;  // of its presence
     std::atomic<bool> wantsStart{false};
     std::atomic<bool> wantsExit{false};
     std::unique_ptr<Watch> next;  // constant once another thread can see the watch
@@ -77,12 +77,15 @@ class Watches {
     void WatchDirectory() ORVI_BUS_REQUIRES(mutex_);
     void StartLooking(int error);
     void SettleOne(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
+    void LookAgain(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     bool Carry(Watch* watch, const Presence& presence) ORVI_BUS_REQUIRES(kLoop);
     bool FinishEnd(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     void FollowProcess(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     void Announce(const Watch& watch, uint32_t eventId, const Incarnation& concerned) ORVI_BUS_REQUIRES(kLoop);
 
     const Identity& self_;
+    const std::string ownRecord_;  // file names of this process begin so
+    const std::string ownPrefix_;
     const char* const taskName_;
     EventLoop* const loop_;
     Connections* const connections_;
