@@ -131,7 +131,7 @@ int Task::Loop() {
             continue;
         }
         int64_t until = 0;
-        if (!served && connections_.ReadyCount() == 0) {
+        if (connections_.ReadyCount() == 0 && !(served && watches_.AnyUnsettled())) {
             until = std::min(connections_.NextDeadlineNs(), watches_.NextDeadlineNs());
         }
         epoll_event events[EventLoop::kMostEvents];

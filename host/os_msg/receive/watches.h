@@ -60,6 +60,8 @@ class Watches {
     void MarkDirty(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     void MarkAllDirty() ORVI_BUS_REQUIRES(kLoop);
 
+    // There are some that wait for something, the handling of messages for one.
+    bool AnyUnsettled() const ORVI_BUS_REQUIRES(kLoop) { return !unsettled_.Empty(); }
     // Looks where something may have changed and says what is to be said now.
     void Settle() ORVI_BUS_REQUIRES(kLoop);
 
