@@ -237,7 +237,11 @@ ORVI_BUS_EXPORT int OrviHostMsgReply(const TagMsgBlock* request, const void* dat
     }
     const orvi_bus::MessageToken token = orvi_bus::TokenOf(*request);
     const std::shared_ptr<orvi_bus::Connection> connection = orvi_bus::Connection::ById(token.connection);
-    return connection != nullptr ? connection->Answer(token.sequence, request->msgId, data, dataLen) : ORVI_BUS_E_GONE;
+    if (connection == nullptr) {
+        return ORVI_BUS_E_GONE;
+    }
+    return WithoutThrowing("OrviHostMsgReply",
+                           [&] { return connection->Answer(token.sequence, request->msgId, data, dataLen); });
 }
 
 ORVI_BUS_EXPORT int OrviHostMsgGetSender(const TagMsgBlock* message, OrviHostMsgSender* sender) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include "orvi_host_bus.h"
@@ -18,7 +19,12 @@ namespace orvi_bus {
 namespace {
 
 int RestoreProcess() {
-    return Process::Get().Restore();
+    try {
+        return Process::Get().Restore();
+    } catch (const std::bad_alloc&) {
+        Log(kLogError, "no memory to look after this process's files in the bus directory");
+        return 0;  // not for ever: the next change there is another occasion
+    }
 }
 
 // Loops and senders of other threads go on meanwhile and are not disturbed.

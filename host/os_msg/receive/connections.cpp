@@ -184,14 +184,20 @@ void Connections::ReconsiderSoon() {
 }
 
 bool Connections::IsMeant(const Connection& connection, const Earlier& earlier) {
-    if (earlier.pid == 0 || connection.peer.pid != earlier.pid) {
+    const bool ofPid = earlier.pid != 0 && connection.peer.pid == earlier.pid;
+    if (earlier.before == nullptr) {
+        return ofPid && connection.number <= earlier.upTo;
+    }
+    const Connection& later = *earlier.before;
+    if (connection.id >= later.id) {
         return false;
     }
-    if (earlier.before == nullptr) {
-        return connection.number <= earlier.upTo;
+    if (connection.state == Connection::State::kMute) {
+        return true;  // whoever it is
     }
-    return connection.id < earlier.before->id &&
-           (connection.state == Connection::State::kMute || connection.hello.stream == earlier.before->hello.stream);
+    return (ofPid && connection.hello.stream == later.hello.stream) ||
+           (connection.number != 0 && connection.number < later.number &&
+            strcmp(connection.hello.procName, later.hello.procName) == 0);
 }
 
 uint64_t Connections::AskFor(const Earlier& earlier) {

@@ -1,7 +1,8 @@
 // What comes before what: whether the next message of a connection may be handled now.
 //
 //   1. its sender is identified: what the hello claims is held against the presence of that name;
-//   2. what the same thread sent over earlier connections comes first: it gave them up and goes on in this one;
+//   2. what the same thread sent over earlier connections comes first: it gave them up and goes on in this one; and what
+//      earlier processes of the same name sent;
 //   3. a watched process is announced before the first message that it sent as a process that had started.
 //
 // Nothing is drained inside anything else: a connection that is not to go on is set aside, what it waits for gets its

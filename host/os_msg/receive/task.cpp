@@ -131,7 +131,7 @@ int Task::Loop() {
             continue;
         }
         int64_t until = 0;
-        if (!served && connections_.ReadyCount() == 0) {
+        if (connections_.ReadyCount() == 0 && !(served && watches_.AnyUnsettled())) {
             until = std::min(connections_.NextDeadlineNs(), watches_.NextDeadlineNs());
         }
         epoll_event events[EventLoop::kMostEvents];
@@ -192,7 +192,12 @@ bool Task::KeepTime() {
 bool Task::ServeReady() {
     const size_t turns = connections_.ReadyCount();
     for (size_t turn = 0; turn < turns && connections_.FirstReady() != nullptr && !loop_.Interrupted(); ++turn) {
-        Serve(connections_.FirstReady());
+        Connection* connection = connections_.FirstReady();
+        try {
+            Serve(connection);
+        } catch (const std::bad_alloc&) {
+            connections_.Close(connection, "there is no memory to serve it");
+        }
     }
     return turns != 0;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <sys/epoll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -27,17 +28,26 @@ constexpr int64_t kDyingNs = 500 * kNsPerMs;
 constexpr uint32_t kDirectoryEvents = IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_MOVED_FROM |
                                       IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR | IN_EXCL_UNLINK;
 
+// Of the presence of a name.
+std::string FileNameOf(const Identity& self, const char* name) {
+    return PresencePath(self.Where(), name).substr(self.Where().path.size() + 1);
+}
+
 }  // namespace
 
-Watch::Watch(const char* name, const Identity& self) : Source(Kind::kProcess) {
+Watch::Watch(const char* name, const Identity& self) : Source(Kind::kProcess), fileName(FileNameOf(self, name)) {
     SetName(procName, name);
-    const std::string path = PresencePath(self.Where(), name);
-    fileName = path.substr(path.rfind('/') + 1);
 }
 
 Watches::Watches(const Identity& self, const char* taskName, EventLoop* loop, Connections* connections,
                  HandlerCalls* calls)
-    : self_(self), taskName_(taskName), loop_(loop), connections_(connections), calls_(calls) {}
+    : self_(self),
+      ownRecord_(FileNameOf(self, self.Name())),
+      ownPrefix_(EncodeName(self.Name()) + ':'),
+      taskName_(taskName),
+      loop_(loop),
+      connections_(connections),
+      calls_(calls) {}
 
 Watches::~Watches() = default;
 
@@ -141,8 +151,6 @@ void Watches::OnProcessEnd(Watch* watch) {
 
 bool Watches::OnDirectoryEvents() {
     alignas(inotify_event) char buffer[4096];
-    const std::string ownRecord = PresencePath(self_.Where(), self_.Name()).substr(self_.Where().path.size() + 1);
-    const std::string ownPrefix = EncodeName(self_.Name()) + ':';
     int fd = -1;
     {
         MutexLock lock(mutex_);
@@ -162,7 +170,7 @@ bool Watches::OnDirectoryEvents() {
             const bool overflow = (event.mask & IN_Q_OVERFLOW) != 0;
             if (gone || overflow ||
                 ((event.mask & (IN_DELETE | IN_MOVED_FROM)) != 0 &&
-                 (name == ownRecord || strncmp(name, ownPrefix.c_str(), ownPrefix.size()) == 0))) {
+                 (name == ownRecord_ || strncmp(name, ownPrefix_.c_str(), ownPrefix_.size()) == 0))) {
                 lost = true;
             }
             for (Watch* watch = first_.load(std::memory_order_acquire); watch != nullptr; watch = watch->next.get()) {
@@ -184,7 +192,11 @@ void Watches::Settle() {
     // Each once: what is not settled then waits for something, or looks again when it is time to.
     for (size_t left = unsettled_.Size(); left != 0 && !loop_->Interrupted(); --left) {
         Watch* watch = unsettled_.First();
-        SettleOne(watch);
+        try {
+            SettleOne(watch);
+        } catch (const std::bad_alloc&) {
+            LookAgain(watch);
+        }
         if (watch->dirty || watch->ending) {
             unsettled_.Append(watch);
         } else {
@@ -209,6 +221,12 @@ void Watches::SettleOne(Watch* watch) {
     }
 }
 
+// It cannot be looked at now: that tells nothing.
+void Watches::LookAgain(Watch* watch) {
+    watch->dirty = true;
+    lookAtNs_ = std::max(lookAtNs_, MonotonicNs() + kLookEveryNs);
+}
+
 // Carries the next step out. False when there is none to be taken now.
 bool Watches::Carry(Watch* watch, const Presence& presence) {
     const Step step = Decide(presence, watch->known);
@@ -219,8 +237,7 @@ bool Watches::Carry(Watch* watch, const Presence& presence) {
             }
             return watch->dirty;
         case Step::What::kLookAgain:
-            watch->dirty = true;
-            lookAtNs_ = std::max(lookAtNs_, MonotonicNs() + kLookEveryNs);
+            LookAgain(watch);
             return false;
         case Step::What::kEnd:
             watch->ending = true;

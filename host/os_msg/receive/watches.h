@@ -28,7 +28,7 @@ class Watch : public Source {
     Watch(const char* name, const Identity& self);
 
     char procName[OS_MSG_NAME_SIZE] = {};
-    std::string fileName;  // of its presence
+    const std::string fileName;  // of its presence
     std::atomic<bool> wantsStart{false};
     std::atomic<bool> wantsExit{false};
     std::unique_ptr<Watch> next;  // constant once another thread can see the watch
@@ -60,6 +60,8 @@ class Watches {
     void MarkDirty(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     void MarkAllDirty() ORVI_BUS_REQUIRES(kLoop);
 
+    // There are some that wait for something, the handling of messages for one.
+    bool AnyUnsettled() const ORVI_BUS_REQUIRES(kLoop) { return !unsettled_.Empty(); }
     // Looks where something may have changed and says what is to be said now.
     void Settle() ORVI_BUS_REQUIRES(kLoop);
 
@@ -77,12 +79,15 @@ class Watches {
     void WatchDirectory() ORVI_BUS_REQUIRES(mutex_);
     void StartLooking(int error);
     void SettleOne(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
+    void LookAgain(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     bool Carry(Watch* watch, const Presence& presence) ORVI_BUS_REQUIRES(kLoop);
     bool FinishEnd(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     void FollowProcess(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     void Announce(const Watch& watch, uint32_t eventId, const Incarnation& concerned) ORVI_BUS_REQUIRES(kLoop);
 
     const Identity& self_;
+    const std::string ownRecord_;  // file names of this process begin so
+    const std::string ownPrefix_;
     const char* const taskName_;
     EventLoop* const loop_;
     Connections* const connections_;

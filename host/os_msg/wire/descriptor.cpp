@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "wire/mutex.h"
+#include "wire/never_destroyed.h"
 
 namespace orvi_bus {
 
@@ -25,13 +26,17 @@ std::atomic<bool> g_forkedChild{false};
 class Registry {
  public:
     static Registry& Get() {
-        static Registry* registry = new Registry;
-        return *registry;
+        static NeverDestroyed<Registry> registry;
+        return registry.Get();
     }
 
     template <typename Make>
     int Add(Make make) {
         MutexLock lock(mutex_);
+        if (!forkIsKnown_) {
+            errno = ENOMEM;
+            return -1;
+        }
         const int fd = make();
         if (fd >= 0) {
             const size_t index = static_cast<size_t>(fd);
@@ -52,7 +57,8 @@ class Registry {
     }
 
  private:
-    Registry() { pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild); }
+    friend class NeverDestroyed<Registry>;
+    Registry() : forkIsKnown_(pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild) == 0) {}
 
     bool Grow(size_t size) ORVI_BUS_REQUIRES(mutex_) {
         try {
@@ -80,6 +86,7 @@ class Registry {
         registry.mutex_.Unlock();
     }
 
+    const bool forkIsKnown_;  // else a forked child would keep what its parent has
     Mutex mutex_;
     std::vector<bool> ours_ ORVI_BUS_GUARDED_BY(mutex_);
 };
