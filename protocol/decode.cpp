@@ -33,6 +33,12 @@ class Decoder {
     }
 
  private:
+    // The record that a field belongs to, and where it begins.
+    struct Around {
+        const Record& record;
+        size_t at;
+    };
+
     bool IsThere(size_t at, size_t size) const { return at <= length_ && size <= length_ - at; }
 
     void Fault(std::string text) {
@@ -71,12 +77,12 @@ class Decoder {
                 size_t ignored = 0;
                 ReadFields(*field.record, at + field.offset, values, ignored);
             } else {
-                ReadField(field, at + field.offset, values, end);
+                ReadField(field, {record, at}, at + field.offset, values, end);
             }
         }
     }
 
-    void ReadField(const Field& field, size_t at, std::vector<Value>& values, size_t& end) {
+    void ReadField(const Field& field, const Around& around, size_t at, std::vector<Value>& values, size_t& end) {
         // What ends a record may be missing; everything else has its room there.
         const size_t needed = field.extent == Extent::Room && !field.isList ? field.size : 0;
         if (!IsThere(at, needed)) {
@@ -86,12 +92,12 @@ class Decoder {
         value.field = &field;
         value.offset = static_cast<uint32_t>(at);
         if (field.isList) {
-            ReadList(field, at, values, value, end);
+            ReadList(field, around, at, value, end);
         } else if (field.extent == Extent::Room) {
-            ReadOne(field, at, field.size, values, value);
+            ReadOne(field, around, at, field.size, value);
         } else {
-            const size_t size = BytesAtEnd(field, at, values);
-            ReadOne(field, at, size, values, value);
+            const size_t size = BytesAtEnd(field, around, at);
+            ReadOne(field, around, at, size, value);
             end = at + size;
         }
         if (field.type == Type::Reserved && value.bytes.find_first_not_of('\0') == std::string::npos) {
@@ -102,27 +108,28 @@ class Decoder {
         }
     }
 
-    // What the counter says, or `otherwise` without one; 0 when the counter itself was not received.
-    size_t Counted(const Field& field, const std::vector<Value>& values, size_t otherwise) {
+    // What the counter says, wherever it stands in the record, or `otherwise` without one; 0 when it was not received.
+    size_t Counted(const Field& field, const Around& around, size_t otherwise) {
         if (field.counter.empty()) {
             return otherwise;
         }
-        for (const Value& value : values) {
-            if (value.field->name == field.counter) {
-                if (value.number < 0) {
-                    Fault(std::string(field.counter) + " is " + std::to_string(value.number));
-                    return 0;
-                }
-                return static_cast<size_t>(value.number);
+        for (const Field& counter : around.record.fields) {
+            if (counter.name != field.counter || !IsThere(around.at + counter.offset, counter.each)) {
+                continue;
             }
+            const int64_t number = ReadNumber(counter, around.at + counter.offset, counter.each);
+            if (number >= 0) {
+                return static_cast<size_t>(number);
+            }
+            Fault(std::string(counter.name) + " is " + std::to_string(number));
         }
         return 0;
     }
 
     // How many bytes a field takes that ends its record.
-    size_t BytesAtEnd(const Field& field, size_t at, const std::vector<Value>& values) {
+    size_t BytesAtEnd(const Field& field, const Around& around, size_t at) {
         const size_t left = length_ - at;
-        const size_t told = Counted(field, values, left);
+        const size_t told = Counted(field, around, left);
         if (told > left) {
             Fault(std::string(field.name) + ": " + std::to_string(told) + " bytes are announced, " +
                   std::to_string(left) + " are there");
@@ -131,9 +138,9 @@ class Decoder {
         return told;
     }
 
-    void ReadList(const Field& field, size_t at, const std::vector<Value>& values, Value& list, size_t& end) {
+    void ReadList(const Field& field, const Around& around, size_t at, Value& list, size_t& end) {
         const size_t room = field.each == 0 ? SIZE_MAX : field.size / field.each;
-        size_t count = Counted(field, values, room);
+        size_t count = Counted(field, around, room);
         if (count > room) {
             Fault(std::string(field.counter) + " is " + std::to_string(count) + ", there is room for " +
                   std::to_string(room));
@@ -149,7 +156,7 @@ class Decoder {
             if (field.extent == Extent::Packed) {
                 next = ReadRecord(*field.record, next, element.items);
             } else {
-                ReadOne(field, next, field.each, values, element);
+                ReadOne(field, around, next, field.each, element);
                 next += field.each;
             }
             list.items.push_back(std::move(element));
@@ -167,7 +174,7 @@ class Decoder {
     }
 
     // Reads what stands in `size` bytes that are there.
-    void ReadOne(const Field& field, size_t at, size_t size, const std::vector<Value>& values, Value& value) {
+    void ReadOne(const Field& field, const Around& around, size_t at, size_t size, Value& value) {
         const auto* const begin = reinterpret_cast<const char*>(data_ + at);
         switch (field.type) {
             case Type::Number:
@@ -179,7 +186,7 @@ class Decoder {
                 }
                 return;
             case Type::Text:
-                ReadText(field, begin, size, values, value.bytes);
+                ReadText(field, around, begin, size, value.bytes);
                 return;
             case Type::Bytes:
             case Type::Reserved:
@@ -204,10 +211,9 @@ class Decoder {
         return size == 1 ? static_cast<int8_t>(bits) : static_cast<int32_t>(bits);
     }
 
-    void ReadText(const Field& field, const char* begin, size_t size, const std::vector<Value>& values,
-                  std::string& text) {
+    void ReadText(const Field& field, const Around& around, const char* begin, size_t size, std::string& text) {
         const bool isCounted = !field.isList && !field.counter.empty() && field.extent == Extent::Room;
-        const size_t most = isCounted ? Counted(field, values, size) : size;
+        const size_t most = isCounted ? Counted(field, around, size) : size;
         const auto* const nul = static_cast<const char*>(size == 0 ? nullptr : std::memchr(begin, '\0', size));
         const size_t ends = nul != nullptr ? static_cast<size_t>(nul - begin) : size;
         if (nul == nullptr && !field.mayFill && size != 0) {
@@ -274,9 +280,9 @@ Decoded Decode(const Record* record, const void* data, size_t length, size_t mos
 }
 
 const Record* ReplyRecord(const Message& message, size_t length) {
-    const bool isRefusal = message.refusal != nullptr && length == message.refusal->longest &&
-                           (message.reply == nullptr || length < message.reply->shortest ||
-                            length > message.reply->longest);
+    const bool isRefusal =
+        message.refusal != nullptr && length == message.refusal->longest &&
+        (message.reply == nullptr || length < message.reply->shortest || length > message.reply->longest);
     return isRefusal ? message.refusal : message.reply;
 }
 

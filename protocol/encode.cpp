@@ -145,8 +145,8 @@ class Encoder {
             if (!length.isGiven) {
                 WriteNumber(*length.field, length.at, static_cast<int64_t>(bytes_.size()));
             } else if (check_ == Check::Bounds && length.value != static_cast<int64_t>(bytes_.size())) {
-                return Fail(std::string(length.field->name) + " is " + std::to_string(length.value) + ": the whole has " +
-                            std::to_string(bytes_.size()) + " bytes");
+                return Fail(std::string(length.field->name) + " is " + std::to_string(length.value) +
+                            ": the whole has " + std::to_string(bytes_.size()) + " bytes");
             }
         }
         return true;
@@ -210,8 +210,8 @@ class Encoder {
 
     // What a setting said stays; a field that nobody named gets what is true.
     bool WriteCount(const Field& field, size_t count, const GivenList& given, size_t at, const std::string& prefix) {
-        const bool isGiven = std::any_of(given.begin(), given.end(),
-                                         [&field](const Given& one) { return one.path == field.name; });
+        const bool isGiven =
+            std::any_of(given.begin(), given.end(), [&field](const Given& one) { return one.path == field.name; });
         const auto number = static_cast<int64_t>(count);
         if (isGiven) {
             if (check_ == Check::Bounds && ReadNumber(field, at) != number) {

@@ -79,22 +79,20 @@ std::string_view DirectionWord(Direction direction);
 constexpr Message Request(std::string_view name, uint32_t id, std::string_view task, std::string_view function,
                           uint32_t waitMs, const Record* payload, ReplyRule rule, const Record* reply,
                           std::string_view meaning) {
-    return {name,    id,    Direction::Request, task, function, waitMs,
-            payload, rule,  reply,              nullptr, Callback::None, -1,
-            meaning};
+    return {name,  id,      Direction::Request, task, function, waitMs, payload, rule,
+            reply, nullptr, Callback::None,     -1,   meaning};
 }
 
 constexpr Message OneWay(std::string_view name, uint32_t id, std::string_view task, std::string_view function,
                          const Record* payload, std::string_view meaning) {
-    return {name,    id,      Direction::OneWay, task,    function,       0,
-            payload, ReplyRule::None, nullptr,   nullptr, Callback::None, -1,
-            meaning};
+    return {name,    id,      Direction::OneWay, task, function, 0, payload, ReplyRule::None,
+            nullptr, nullptr, Callback::None,    -1,   meaning};
 }
 
 constexpr Message Event(std::string_view name, uint32_t id, Callback callback, int32_t eventId, const Record* payload,
                         std::string_view meaning) {
-    return {name, id, Direction::Event, "", "", 0, payload, ReplyRule::None, nullptr, nullptr, callback, eventId,
-            meaning};
+    return {name,    id,      Direction::Event, "",      "",     0, payload, ReplyRule::None,
+            nullptr, nullptr, callback,         eventId, meaning};
 }
 
 // --- The tables, a file each ---

@@ -96,10 +96,8 @@ constexpr Record PAGE = Whole<OrviSimPageInfo>("page info", PAGE_FIELDS);
 static_assert(sizeof(OrviSimPageInfo) == sizeof(OrviAiAssistantPageInfo));
 
 constexpr Word STATUS_WORDS[] = {
-    {ORVI_AI_ASSISTANT_STATUS_NONE, "none"},
-    {ORVI_SIM_ASSISTANT_ASLEEP, "asleep"},
-    {ORVI_SIM_ASSISTANT_AWAKE, "awake"},
-    {ORVI_SIM_ASSISTANT_LISTENING, "listening"},
+    {ORVI_AI_ASSISTANT_STATUS_NONE, "none"},   {ORVI_SIM_ASSISTANT_ASLEEP, "asleep"},
+    {ORVI_SIM_ASSISTANT_AWAKE, "awake"},       {ORVI_SIM_ASSISTANT_LISTENING, "listening"},
     {ORVI_SIM_ASSISTANT_SPEAKING, "speaking"},
 };
 constexpr Field STATUS_FIELDS[] = {
@@ -111,14 +109,10 @@ constexpr Record STATUS = {"assistant status", sizeof(OrviAiAssistantStatus), si
 // --- Events ---
 
 constexpr Word CAUSE_WORDS[] = {
-    {ORVI_SIM_ASSISTANT_ON_REQUEST, "request"},
-    {ORVI_SIM_ASSISTANT_HOT_WORD, "hot-word"},
-    {ORVI_SIM_ASSISTANT_HEARD, "heard"},
-    {ORVI_SIM_ASSISTANT_SPEAKS, "speaks"},
-    {ORVI_SIM_ASSISTANT_MUTED, "muted"},
-    {ORVI_SIM_ASSISTANT_OUT_OF_TIME, "out-of-time"},
-    {ORVI_SIM_ASSISTANT_DONE, "done"},
-    {ORVI_SIM_ASSISTANT_FALLS_ASLEEP, "falls-asleep"},
+    {ORVI_SIM_ASSISTANT_ON_REQUEST, "request"}, {ORVI_SIM_ASSISTANT_HOT_WORD, "hot-word"},
+    {ORVI_SIM_ASSISTANT_HEARD, "heard"},        {ORVI_SIM_ASSISTANT_SPEAKS, "speaks"},
+    {ORVI_SIM_ASSISTANT_MUTED, "muted"},        {ORVI_SIM_ASSISTANT_OUT_OF_TIME, "out-of-time"},
+    {ORVI_SIM_ASSISTANT_DONE, "done"},          {ORVI_SIM_ASSISTANT_FALLS_ASLEEP, "falls-asleep"},
     {ORVI_SIM_ASSISTANT_TURN, "turn"},
 };
 
@@ -175,16 +169,14 @@ constexpr Record INTENT = Whole<OrviSimAssistantIntent>("intent", INTENT_FIELDS)
 constexpr Field CHOOSE_FIELDS[] = {
     Length("length", ORVI_PLACE(OrviSimAssistantChoice, length)),
     Number("seq", ORVI_PLACE(OrviSimAssistantChoice, seq), "the turn"),
-    Number("count", ORVI_PLACE(OrviSimAssistantChoice, itemCount), "of the items")
-        .In(0, ORVI_SIM_ASSISTANT_MOST_ITEMS),
+    Number("count", ORVI_PLACE(OrviSimAssistantChoice, itemCount), "of the items").In(0, ORVI_SIM_ASSISTANT_MOST_ITEMS),
     Reserved("reserved", ORVI_PLACE(OrviSimAssistantChoice, reserved)),
     List(Sub("items", ORVI_PLACE(OrviSimAssistantChoice, items), ITEM, "to choose from"),
          ORVI_PLACE(OrviSimAssistantChoice, items))
         .CountedBy("count")
         .Ends(Extent::Cut),
 };
-constexpr Record CHOOSE = {"choose one", ORVI_SIM_ASSISTANT_CHOICE_HEAD, sizeof(OrviSimAssistantChoice),
-                           CHOOSE_FIELDS};
+constexpr Record CHOOSE = {"choose one", ORVI_SIM_ASSISTANT_CHOICE_HEAD, sizeof(OrviSimAssistantChoice), CHOOSE_FIELDS};
 
 constexpr Field SHOWN_FIELDS[] = {
     Length("length", ORVI_PLACE(OrviSimAssistantCardShown, length)),
@@ -229,8 +221,8 @@ constexpr Message MESSAGES[] = {
            "a text to be spoken"),
     OneWay("assistant.answer", AI_MSG_ASSISTANT_NOTIFY_INTENT_RESULT, TASK_ASSISTANT,
            "OrviAiAssistantNotifyIntentResult", &ANSWER, "an application answers an intent"),
-    OneWay("assistant.card", AI_MSG_ASSISTANT_DISPLAY_CARD, TASK_ASSISTANT, "OrviAiAssistantDisplayCard",
-           &CARD_REQUEST, "a card to be shown"),
+    OneWay("assistant.card", AI_MSG_ASSISTANT_DISPLAY_CARD, TASK_ASSISTANT, "OrviAiAssistantDisplayCard", &CARD_REQUEST,
+           "a card to be shown"),
     OneWay("assistant.choose", AI_MSG_ASSISTANT_CHOOSE_ITEM, TASK_ASSISTANT, "OrviAiAssistantChooseItem", &CHOICE,
            "an item has been chosen"),
     OneWay("assistant.sleep", AI_MSG_ASSISTANT_SLEEP, TASK_ASSISTANT, "OrviAiAssistantSleep", nullptr,

@@ -24,12 +24,9 @@ constexpr Field REPORT_FIELDS[] = {
 constexpr Record REPORT = Whole<CheckinStartReport>("check-in report wanted", REPORT_FIELDS);
 
 constexpr Word VIEW_WORDS[] = {
-    {ORVI_SIM_CHECKIN_EVERYBODY, "everybody"},
-    {ORVI_SIM_CHECKIN_PRESENT, "present"},
-    {ORVI_SIM_CHECKIN_ABSENT, "absent"},
-    {ORVI_SIM_CHECKIN_LATEST_FIRST, "latest-first"},
-    {ORVI_SIM_CHECKIN_BY_NAME, "by-name"},
-    {ORVI_SIM_CHECKIN_GUESTS, "guests"},
+    {ORVI_SIM_CHECKIN_EVERYBODY, "everybody"}, {ORVI_SIM_CHECKIN_PRESENT, "present"},
+    {ORVI_SIM_CHECKIN_ABSENT, "absent"},       {ORVI_SIM_CHECKIN_LATEST_FIRST, "latest-first"},
+    {ORVI_SIM_CHECKIN_BY_NAME, "by-name"},     {ORVI_SIM_CHECKIN_GUESTS, "guests"},
     {ORVI_SIM_CHECKIN_COUNTS, "counts"},
 };
 
@@ -37,9 +34,7 @@ constexpr Field PAGE_QUERY_FIELDS[] = {
     Number("view", ORVI_PLACE(CheckinDataQuery, showType), "of the data")
         .In(0, ORVI_AI_CHECKIN_SHOW_COUNT - 1)
         .Named(VIEW_WORDS),
-    Number("page", ORVI_PLACE(CheckinDataQuery, pageNum), "of the view")
-        .In(1, ORVI_AI_CHECKIN_MAX_PAGE)
-        .Initially("1"),
+    Number("page", ORVI_PLACE(CheckinDataQuery, pageNum), "of the view").In(1, ORVI_AI_CHECKIN_MAX_PAGE).Initially("1"),
 };
 constexpr Record PAGE_QUERY = Whole<CheckinDataQuery>("check-in page wanted", PAGE_QUERY_FIELDS);
 

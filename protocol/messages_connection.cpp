@@ -26,7 +26,8 @@ constexpr Message MESSAGES[] = {
           "the state of the service"),
     Event("service.running", AI_EVT_SERVICE_UP_DOWN, Callback::Main, -1, &RUNNING,
           "the service ends (event 0) or has started (event 1)"),
-    Event("status.37", AI_EVT_STATUS_37, Callback::Main, ORVI_AI_EVENT_STATUS, &NUMBER, "another number of the service"),
+    Event("status.37", AI_EVT_STATUS_37, Callback::Main, ORVI_AI_EVENT_STATUS, &NUMBER,
+          "another number of the service"),
     Event("notice.39", AI_EVT_NOTICE_39, Callback::Main, ORVI_AI_EVENT_NOTICE_39, &UNKNOWN, "a notice of the service"),
 
     {"bus.start", OS_MSG_PROC_STARTRESULT, Direction::BusEvent, "", "", 0, nullptr, ReplyRule::None, nullptr, nullptr,

@@ -85,8 +85,7 @@ constexpr Record FACE = Whole<OrviSimFace>("face", FACE_FIELDS);
 
 constexpr Field PICTURE_FIELDS[] = {
     Number("count", ORVI_PLACE(OrviSimFaceEvent, faceCount), "of the faces").In(0, ORVI_SIM_MAX_FACES),
-    List(Sub("faces", ORVI_PLACE(OrviSimFaceEvent, faces), FACE, "in the picture"),
-         ORVI_PLACE(OrviSimFaceEvent, faces))
+    List(Sub("faces", ORVI_PLACE(OrviSimFaceEvent, faces), FACE, "in the picture"), ORVI_PLACE(OrviSimFaceEvent, faces))
         .CountedBy("count"),
     Number("source", ORVI_PLACE(OrviSimFaceEvent, sourceId), "the video source"),
 };
@@ -108,7 +107,7 @@ constexpr Message MESSAGES[] = {
             ReplyRule::AnyUpTo, &DETECTOR, "a face detector stands still again")
         .RefusedBy(REFUSAL),
     Request("face.photos", AI_MSG_FACE_GET_BY_ID, TASK_INTERFACE, "OrviAiSrvFaceDetectorGetById", WAIT_OF_BUS, &QUERY,
-            ReplyRule::Any, &PHOTOS, "the stored photos of some faces; at least one for a success")
+            ReplyRule::Photos, &PHOTOS, "the stored photos of some faces")
         .RefusedBy(VERDICT),
 
     Event("face.event", AI_EVT_FACE, Callback::Face, -1, &PICTURE, "the faces in a picture of a video source"),

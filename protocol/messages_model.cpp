@@ -64,8 +64,8 @@ constexpr Field PIECE_FIELDS[] = {
 constexpr Record PIECE = Whole<OrviSimModelPiece>("large-model piece", PIECE_FIELDS);
 
 constexpr Word RESULT_WORDS[] = {
-    {ORVI_SIM_MODEL_COMPLETE, "complete"}, {ORVI_SIM_MODEL_CANCELLED, "cancelled"},
-    {ORVI_SIM_MODEL_NOT_READY, "not-ready"}, {ORVI_SIM_MODEL_BUSY, "busy"},
+    {ORVI_SIM_MODEL_COMPLETE, "complete"},       {ORVI_SIM_MODEL_CANCELLED, "cancelled"},
+    {ORVI_SIM_MODEL_NOT_READY, "not-ready"},     {ORVI_SIM_MODEL_BUSY, "busy"},
     {ORVI_SIM_MODEL_BAD_REQUEST, "bad-request"},
 };
 

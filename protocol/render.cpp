@@ -271,13 +271,13 @@ void AddTable(const std::vector<Value>& values, const Style& style, const std::s
             rows.push_back({std::string(value.field->name), line});
         } else if (value.field->isList) {
             for (size_t i = 0; i < value.items.size() && i < style.mostElements; ++i) {
-                rows.push_back({std::string(value.field->name) + "[" + std::to_string(i) + "]",
-                                Shown(value.items[i], style)});
+                rows.push_back(
+                    {std::string(value.field->name) + "[" + std::to_string(i) + "]", Shown(value.items[i], style)});
             }
         } else {
-            rows.push_back({std::string(value.field->name),
-                            Shown(value, style) +
-                                (value.field->unit.empty() ? "" : " " + std::string(value.field->unit))});
+            rows.push_back(
+                {std::string(value.field->name),
+                 Shown(value, style) + (value.field->unit.empty() ? "" : " " + std::string(value.field->unit))});
         }
     }
     AddRows(rows, indent, out);
