@@ -489,6 +489,22 @@ std::vector<Setting> ToSettings(const std::vector<Value>& values) {
     return settings;
 }
 
+std::vector<const Field*> SettableFields(const Record& record) {
+    std::vector<const Field*> fields;
+    for (const Field& field : record.fields) {
+        const bool isCounter = std::any_of(record.fields.begin(), record.fields.end(), [&field](const Field& other) {
+            return !field.name.empty() && other.counter == field.name;
+        });
+        if (field.name.empty()) {
+            const std::vector<const Field*> inlined = SettableFields(*field.record);
+            fields.insert(fields.end(), inlined.begin(), inlined.end());
+        } else if (!isCounter && !field.holdsLength && field.type != Type::Reserved && field.name != "client") {
+            fields.push_back(&field);
+        }
+    }
+    return fields;
+}
+
 std::vector<std::string> PathsOf(const Record* record) {
     std::vector<std::string> paths;
     if (record != nullptr) {

@@ -68,7 +68,11 @@ bool Encode(const Record* record, const std::vector<Setting>& settings, std::str
 // The settings that give these values again.
 std::vector<Setting> ToSettings(const std::vector<Value>& values);
 
-// "processes, tasks and cpu": every path that a setting may name, [] standing for an index.
+// The fields at the top of a record that somebody may want to set: no lengths and counts, which are filled in, no
+// addresses of clients, nothing reserved.
+std::vector<const Field*> SettableFields(const Record& record);
+
+// Every path that a setting may name, [] standing for an index: "client.process", "faces[].score".
 std::vector<std::string> PathsOf(const Record* record);
 
 // --- For programs and people ---
