@@ -1,10 +1,9 @@
 // The table of messages against the simulated service as it runs: it takes each message at the table's task with the
 // table's lengths and nothing else, answers with the table's records, and knows the table's events.
-#include "protocol/sample.h"
-
 #include <regex>
 #include <set>
 
+#include "protocol/sample.h"
 #include "vision_test.h"
 
 namespace orvi_test {

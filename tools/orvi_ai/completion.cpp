@@ -77,7 +77,9 @@ std::string BashCompletion() {
         "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} key= words= word count=0\n"
         "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
         "        case $word in -*) continue ;; esac\n"
-        "        case $key in \"\"" + groups + ")\n"
+        "        case $key in \"\"" +
+        groups +
+        ")\n"
         "            key=${key:+$key }$word; count=$((count + 1)) ;; esac\n"
         "    done\n"
         "    case \"$key $previous\" in\n";
