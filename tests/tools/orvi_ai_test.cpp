@@ -142,6 +142,10 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"--help", 0, "checkin "},
         {"--app name:colon hotword register", 1, "OrviAiAssistantInitKeyWord returned -1"},
         {"--quiet lock state 1", 0, ""},
+        {"--quiet --json lock state 1", 0, ""},
+        {"face create --as one", 2, "--as and --detector are for scripts"},
+        {"model ask how --count 1", 2, "--count"},
+        {"watch --count 0", 2, "'0' is no number from 1 to 4294967295"},
     };
     for (const auto& one : cases) {
         const Ended ended = Run(one.line);
@@ -251,6 +255,7 @@ TEST_F(OrviAiTest, CarriesOutAScript) {
         {"", "version 'open", 2, "-:1: a quote has no end"},
         {"", "watch", 2, "watch does not belong into a script"},
         {"", "--json version", 2, "-:1: "},
+        {"", "caption start --conference C --count 3", 2, "`wait` waits for one"},
         {"--keep-going", "face stop\nlock state 1", 1, "no detector"},
     };
     for (const auto& one : cases) {
@@ -305,7 +310,7 @@ TEST_F(OrviAiTest, CompletesWords) {
         {"cap", "caption"},
         {"checkin start", "start start-report"},
         {"checkin page --view gu", "guests"},
-        {"face start --de", "--detector"},
+        {"face start --ra", "--rate"},
         {"wait caption.li", "caption.line"},
     };
     for (const auto& one : cases) {

@@ -31,7 +31,7 @@ int CreateUsual(Session& session, uint32_t rate) {
 
 // The detector that a command is about. Null, with the reason in `outcome`, when there is none.
 void* DetectorFor(Session& session, const Call& call, Outcome& outcome) {
-    if (!session.IsScript() && session.Find("") == nullptr && CreateUsual(session, call.rate) != 0) {
+    if (!session.IsScript() && session.Find("") == nullptr && CreateUsual(session, call.rate.value_or(1)) != 0) {
         outcome = Failed("no detector could be created");
         return nullptr;
     }

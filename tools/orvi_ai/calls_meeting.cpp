@@ -1,6 +1,6 @@
 // Captions, lock state, check-in and minutes.
 #include <cstddef>
-#include <vector>
+#include <memory>
 
 #include "calls.h"
 #include "wire_records.h"
@@ -61,10 +61,10 @@ Outcome CheckinPage(Session& session, const Call& call) {
 
 Outcome CheckinPhoto(Session&, const Call& call) {
     const auto query = As<CheckinPhotoQuery>(call.payload);
-    std::vector<uint8_t> photo(LARGEST_PHOTO);
-    auto length = static_cast<uint32_t>(photo.size());
+    const std::unique_ptr<uint8_t[]> photo(new uint8_t[LARGEST_PHOTO]);
+    uint32_t length = LARGEST_PHOTO;
     Outcome outcome;
-    outcome.result = OrviAiSrvGetCheckinPhoto(query.userId, query.userIdLen, photo.data(), &length);
+    outcome.result = OrviAiSrvGetCheckinPhoto(query.userId, query.userIdLen, photo.get(), &length);
     if (outcome.result != 0) {
         return outcome;
     }
@@ -72,7 +72,7 @@ Outcome CheckinPhoto(Session&, const Call& call) {
     std::string path;
     if (!call.out.empty() && length != 0) {
         path = call.out;
-        outcome.result = WriteFile(path, photo.data(), length, outcome.reason) ? 0 : -1;
+        outcome.result = WriteFile(path, photo.get(), length, outcome.reason) ? 0 : -1;
     }
     outcome.text = "  " + (length == 0 ? "no photo" : bytes + " bytes") + (path.empty() ? "" : "  " + path) + "\n";
     outcome.json = "{\"bytes\":" + bytes + (path.empty() ? "" : ",\"file\":" + orvi_protocol::JsonString(path)) + "}";

@@ -137,7 +137,7 @@ Outcome Watch(Session& session, const Call& call) {
         restarts.names.emplace_back("bus.start");
     }
     Events::PrintTo(&session.Out(), filter);
-    if (Subscribe(session, filter, call.rate) != 0) {
+    if (Subscribe(session, filter, call.rate.value_or(1)) != 0) {
         outcome.result = FAILED;
         outcome.reason = "the service does not send captions or faces";
         return outcome;
@@ -159,7 +159,7 @@ Outcome Watch(Session& session, const Call& call) {
         if (end == WaitEnd::Arrived) {
             seen += filter.Matches(event) ? 1 : 0;
             if (event.message->name == "bus.start" &&
-                (!session.Announce() || Subscribe(session, filter, call.rate) != 0)) {
+                (!session.Announce() || Subscribe(session, filter, call.rate.value_or(1)) != 0)) {
                 session.Out().Error("the service has started again and does not answer");
             }
         }

@@ -28,7 +28,8 @@ enum CommandTraits : uint32_t {
     TAKES_RATE = 64,        // --rate N
     WITHOUT_SERVICE = 128,  // needs no connection
     WITHOUT_FIELDS = 256,   // the message's fields are filled in by the program
-    MAKES_EVENTS = 512      // goes on until it is ended: --for TIME, --count N
+    TAKES_FOR = 512,        // --for TIME
+    MAKES_EVENTS = 1024     // goes on until it is ended; with --for and --count N
 };
 
 struct Command {
@@ -54,7 +55,7 @@ struct Call {
     std::string as;
     std::vector<std::string> items;
     bool keepGoing = false;
-    uint32_t rate = 1;
+    std::optional<uint32_t> rate;
     std::optional<std::chrono::milliseconds> within;
     std::optional<std::chrono::milliseconds> duration;
     std::optional<uint32_t> count;

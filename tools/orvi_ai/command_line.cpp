@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <map>
@@ -105,6 +106,21 @@ void AddTime(CLI::App& app, const char* name, std::optional<std::chrono::millise
         ->check(CLI::Validator(CheckTime, ""));
 }
 
+// Without the names that the library's own checks add to the help.
+CLI::Validator Within(uint32_t least, uint32_t most) {
+    return CLI::Validator(
+        [least, most](std::string& text) {
+            uint32_t number = 0;
+            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+            const bool isRight =
+                error == std::errc() && end == text.data() + text.size() && number >= least && number <= most;
+            return isRight
+                       ? ""
+                       : "'" + text + "' is no number from " + std::to_string(least) + " to " + std::to_string(most);
+        },
+        "");
+}
+
 void AddTraits(CLI::App& app, const Command& command, Call& call) {
     if ((command.traits & TAKES_OUT) != 0) {
         const bool isFile = std::string_view(command.words) == "user";
@@ -128,20 +144,16 @@ void AddTraits(CLI::App& app, const Command& command, Call& call) {
         app.add_flag("--keep-going", call.keepGoing, "go on behind a command that fails");
     }
     if ((command.traits & TAKES_RATE) != 0) {
-        app.add_option("--rate", call.rate, "faces seen, per second")
-            ->type_name("1..30")
-            ->check(CLI::Range(1U, 30U))
-            ->capture_default_str();
+        app.add_option("--rate", call.rate, "faces seen, per second [1]")->type_name("1..30")->check(Within(1, 30));
     }
     if ((command.traits & TAKES_WITHIN) != 0) {
         AddTime(app, "--within", call.within, "give up after this time [wait for as long as it takes]");
     }
-    if ((command.traits & MAKES_EVENTS) != 0) {
+    if ((command.traits & TAKES_FOR) != 0) {
         AddTime(app, "--for", call.duration, "end after this time [at Ctrl-C]");
-        app.add_option_function<uint32_t>(
-               "--count", [&call](const uint32_t& count) { call.count = count; }, "end after so many events")
-            ->type_name("N")
-            ->check(CLI::PositiveNumber);
+    }
+    if ((command.traits & MAKES_EVENTS) != 0) {
+        app.add_option("--count", call.count, "end after so many events")->type_name("N")->check(Within(1, UINT32_MAX));
     }
 }
 
@@ -207,6 +219,19 @@ void AddGlobals(CLI::App& app, Globals& globals) {
         ->check(CLI::IsMember({"bash"}));
 }
 
+// Options that a command takes and that would do nothing where it stands.
+const char* WithoutEffect(const Call& call, bool isScript) {
+    if (!isScript) {
+        return !call.as.empty() || !call.detector.empty() ? "--as and --detector are for scripts: a detector lives as "
+                                                            "long as its process"
+                                                          : "";
+    }
+    if (call.duration || call.count) {
+        return "--for and --count are not for scripts: their events are printed, `wait` waits for one";
+    }
+    return call.rate ? "--rate belongs to `face create` in a script" : "";
+}
+
 Parsed Refused(const std::string& reason, const std::string& command) {
     return {false, EXIT_USAGE, reason + "\nSee orvi-ai " + command + (command.empty() ? "" : " ") + "--help"};
 }
@@ -249,6 +274,9 @@ Parsed ParseWords(const std::vector<std::string>& words, Globals* globals, Call&
     }
     if (call.command == nullptr) {
         return Refused("a command is missing", "");
+    }
+    if (const char* const useless = WithoutEffect(call, globals == nullptr); *useless != '\0') {
+        return Refused(useless, call.command->name);
     }
     for (size_t i = 0; i < call.items.size(); ++i) {
         const std::string item = "items[" + std::to_string(i) + "].";

@@ -17,9 +17,15 @@ std::string TraitOptions(const Command& command) {
         uint32_t trait;
         const char* options;
     } OPTIONS[] = {
-        {TAKES_OUT, "--out"},    {TAKES_DETECTOR, "--detector"},     {TAKES_NAME, "--as"},
-        {TAKES_ITEMS, "--item"}, {TAKES_KEEP_GOING, "--keep-going"}, {TAKES_WITHIN, "--within"},
-        {TAKES_RATE, "--rate"},  {MAKES_EVENTS, "--for --count"},
+        {TAKES_OUT, "--out"},
+        {TAKES_DETECTOR, "--detector"},
+        {TAKES_NAME, "--as"},
+        {TAKES_ITEMS, "--item"},
+        {TAKES_KEEP_GOING, "--keep-going"},
+        {TAKES_WITHIN, "--within"},
+        {TAKES_RATE, "--rate"},
+        {TAKES_FOR, "--for"},
+        {MAKES_EVENTS, "--count"},
     };
     std::string options;
     for (const auto& row : OPTIONS) {

@@ -65,10 +65,14 @@ void Receive() {
     }
     Event event{message, orvi_protocol::Decode(message->payload, g_current->data, g_current->dataLen)};
     State& state = TheState();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    if (state.output != nullptr && state.printed.Matches(event)) {
-        state.output->Event(*message, event.decoded);
+    std::unique_lock<std::mutex> lock(state.mutex);
+    Output* const output = state.output;
+    const bool isPrinted = output != nullptr && state.printed.Matches(event);
+    lock.unlock();  // whoever reads the output may be slow, and an interrupt does not wait for that
+    if (isPrinted) {
+        output->Event(*message, event.decoded);
     }
+    lock.lock();
     state.kept.push_back(std::move(event));
     if (state.kept.size() > MOST_KEPT) {
         state.kept.pop_front();

@@ -48,6 +48,9 @@ void Output::Call(const std::string& call, const std::string& function, const Ou
                   std::chrono::steady_clock::duration took, const std::string& log) {
     const bool isDone = outcome.result == 0;
     const double milliseconds = std::chrono::duration<double, std::milli>(took).count();
+    if (isDone && isQuiet && outcome.json.empty() && outcome.text.empty()) {
+        return;
+    }
     if (isJson) {
         std::string line = "{\"call\":" + JsonString(call) + ",\"function\":" + JsonString(function) +
                            ",\"result\":" + std::to_string(outcome.result) + ",\"ok\":" + (isDone ? "true" : "false") +

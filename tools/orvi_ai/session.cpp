@@ -101,9 +101,6 @@ ExitCode Session::Run(const Call& call) {
 }
 
 ExitCode Session::GoOn(const Call& call) {
-    if (*call.command->events == '\0') {
-        return DONE;  // it has waited for its events itself
-    }
     std::optional<Clock::time_point> deadline;
     if (call.duration) {
         deadline = Clock::now() + *call.duration;
