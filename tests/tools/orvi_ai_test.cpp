@@ -300,6 +300,16 @@ TEST_F(OrviAiTest, EndsWithTheServiceItListensTo) {
     EXPECT_EQ(child->Wait(), 3);
 }
 
+TEST_F(OrviAiTest, EndsWhenNobodyReads) {
+    StartService();
+    ChildProcess shell("/bin/bash",
+                       {"-c", std::string(ORVI_TEST_EMULATOR) + " " ORVI_TEST_BIN_DIR "/orvi-ai watch "
+                                                                "--rate 30 | head -n 1; echo ${PIPESTATUS[0]}"},
+                       sandbox_.Path("errors"));
+    const std::string output = ReadAll(shell);
+    EXPECT_EQ(output.substr(output.find('\n')), "\n1\n") << output;
+}
+
 TEST_F(OrviAiTest, CompletesWords) {
     const std::string file = sandbox_.Path("completion");
     std::ofstream(file) << Run("--completion bash").output;

@@ -73,6 +73,7 @@ void Receive() {
         output->Event(*message, event.decoded);
     }
     lock.lock();
+    state.isInterrupted = state.isInterrupted || (output != nullptr && output->IsClosed());
     state.kept.push_back(std::move(event));
     if (state.kept.size() > MOST_KEPT) {
         state.kept.pop_front();

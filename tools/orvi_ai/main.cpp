@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
         Session session(output, globals.app);
         const ExitCode code = session.Run(call);
         session.Leave();
-        return code;
+        return code == DONE && output.IsClosed() ? FAILED : code;
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "orvi-ai: %s\n", exception.what());
         return orvi_ai::FAILED;

@@ -40,8 +40,9 @@ std::string Output::Bold(const std::string& text) const {
 
 void Output::Print(const std::string& lines) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    std::fputs(lines.c_str(), stdout);
-    std::fflush(stdout);
+    if (std::fputs(lines.c_str(), stdout) < 0 || std::fflush(stdout) != 0) {
+        isClosed_ = true;
+    }
 }
 
 void Output::Call(const std::string& call, const std::string& function, const Outcome& outcome,

@@ -2,6 +2,7 @@
 #ifndef ORVI_AI_TOOL_OUTPUT_H
 #define ORVI_AI_TOOL_OUTPUT_H
 
+#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <string>
@@ -36,6 +37,9 @@ class Output {
 
     void Event(const orvi_protocol::Message& message, const orvi_protocol::Decoded& decoded);
 
+    // Nobody reads the standard output any more.
+    bool IsClosed() const { return isClosed_; }
+
     // A line on standard error, or {"error":...}.
     void Error(const std::string& text);
 
@@ -45,6 +49,7 @@ class Output {
     std::string Bold(const std::string& text) const;
 
     std::mutex mutex_;  // lines come from the library's thread as well
+    std::atomic<bool> isClosed_{false};
     bool isColoured_ = false;
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
