@@ -247,7 +247,7 @@ constexpr Message MESSAGES[] = {
     Tells("assistant.woken", ORVI_AI_EVENT_ASSISTANT_WAKE_UP, WAKE_UP, "the assistant has woken up"),
     Tells("assistant.asleep", ORVI_AI_EVENT_ASSISTANT_SLEEP, NOTICE, "the assistant sleeps"),
     Tells("assistant.listening", ORVI_AI_EVENT_ASSISTANT_LISTEN, NOTICE, "the assistant listens"),
-    Tells("assistant.deaf", ORVI_AI_EVENT_ASSISTANT_NO_LISTEN, NOTICE, "the assistant listens no more"),
+    Tells("assistant.not-listening", ORVI_AI_EVENT_ASSISTANT_NO_LISTEN, NOTICE, "the assistant listens no more"),
     Tells("assistant.intent", ORVI_AI_EVENT_ASSISTANT_INTENT_NOTIFY, INTENT, "an intent was recognised"),
     Tells("assistant.heard", ORVI_AI_EVENT_ASSISTANT_ASR_TEXT, TEXT, "what somebody says"),
     Tells("assistant.spoken", ORVI_AI_EVENT_ASSISTANT_TTS_TEXT, TEXT, "what the assistant says"),

@@ -66,8 +66,8 @@ void ShowNumbers(const std::vector<NamedNumber>& numbers, Outcome& outcome) {
     for (const NamedNumber& one : numbers) {
         const std::string name = one.name;
         const std::string number = std::to_string(one.number);
-        outcome.text += "  " + name + std::string(width - name.size() + 2, ' ') + number + "\n";
-        outcome.json += (outcome.json.empty() ? "{" : ",") + JsonString(name) + ":" + number;
+        outcome.text.append("  ").append(name).append(width - name.size() + 2, ' ').append(number).append("\n");
+        outcome.json.append(outcome.json.empty() ? "{" : ",").append(JsonString(name)).append(":").append(number);
     }
     outcome.json += "}";
 }

@@ -58,9 +58,10 @@ void ShowPhotos(const Call& call, const tagOrviAiSrvPhotoResult& photos, Outcome
                 path.clear();
             }
         }
-        outcome.text += "  face " + face + "  " + bytes + " bytes" + (path.empty() ? "" : "  " + path) + "\n";
-        outcome.json += std::string(i == 0 ? "" : ",") + "{\"face\":" + face + ",\"bytes\":" + bytes +
-                        (path.empty() ? "" : ",\"file\":" + JsonString(path)) + "}";
+        outcome.text.append("  face ").append(face).append("  ").append(bytes).append(" bytes");
+        outcome.text.append(path.empty() ? "" : "  ").append(path).append("\n");
+        outcome.json.append(i == 0 ? "{" : ",{").append("\"face\":").append(face).append(",\"bytes\":").append(bytes);
+        outcome.json.append(path.empty() ? "" : ",\"file\":" + JsonString(path)).append("}");
     }
     outcome.json += "]}";
 }

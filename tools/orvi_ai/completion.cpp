@@ -80,25 +80,25 @@ std::string BashCompletion() {
     std::string script =
         "# bash completion of orvi-ai: source <(orvi-ai --completion bash)\n"
         "_orvi_ai() {\n"
-        "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} key= words= word count=0\n"
+        "    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD-1]} key= words= word\n"
         "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
         "        case $word in -*) continue ;; esac\n"
         "        case $key in \"\"" +
         groups +
         ")\n"
-        "            key=${key:+$key }$word; count=$((count + 1)) ;; esac\n"
+        "            key=${key:+$key }$word ;; esac\n"
         "    done\n"
         "    case \"$key $previous\" in\n";
     for (const auto& [option, accepted] : values) {
-        script += "        \"" + option + "\") words=\"" + accepted + "\" ;;\n";
+        script.append("        \"").append(option).append("\") words=\"").append(accepted).append("\" ;;\n");
     }
     script +=
         "        *\" --out\") mapfile -t COMPREPLY < <(compgen -f -- \"$current\"); return ;;\n"
         "    esac\n"
         "    [ -n \"$words\" ] || case $key in\n";
     for (const auto& [command, following] : words) {
-        script +=
-            "        \"" + command + "\") words=\"" + following + (following.empty() ? "" : " ") + globals + "\" ;;\n";
+        script.append("        \"").append(command).append("\") words=\"").append(following);
+        script.append(following.empty() ? "" : " ").append(globals).append("\" ;;\n");
     }
     return script +
            "    esac\n"

@@ -10,7 +10,6 @@
 namespace orvi_ai {
 namespace {
 
-using orvi_protocol::Decoded;
 using orvi_protocol::FindMessage;
 using orvi_protocol::FindValue;
 using orvi_protocol::Message;

@@ -1,5 +1,6 @@
 #include "interrupt.h"
 
+#include <atomic>
 #include <csignal>
 #include <cstdio>
 #include <ctime>
@@ -14,6 +15,8 @@ namespace {
 
 constexpr long GRACE_NS = 700'000'000;
 
+std::atomic<bool> g_hasLeft{false};
+
 void Watch(sigset_t signals) {
     int signal = 0;
     if (sigwait(&signals, &signal) != 0) {
@@ -22,6 +25,9 @@ void Watch(sigset_t signals) {
     Events::Interrupt();
     const timespec grace{0, GRACE_NS};
     (void)sigtimedwait(&signals, nullptr, &grace);  // a second signal is impatience
+    if (g_hasLeft) {
+        return;
+    }
     static constexpr char TEXT[] = "orvi-ai: interrupted while the service was asked\n";
     if (write(STDERR_FILENO, TEXT, sizeof(TEXT) - 1) < 0) {
         // nobody reads it
@@ -30,6 +36,10 @@ void Watch(sigset_t signals) {
 }
 
 }  // namespace
+
+void StopHurrying() {
+    g_hasLeft = true;
+}
 
 void CatchInterrupts() {
     sigset_t signals;

@@ -8,6 +8,9 @@ namespace orvi_ai {
 // is left behind, and the program ends with 1.
 void CatchInterrupts();
 
+// The service has been left: what the program still does is its own and takes no time.
+void StopHurrying();
+
 }  // namespace orvi_ai
 
 #endif

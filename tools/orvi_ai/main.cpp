@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
                        parsed.exitCode == 0 ? stdout : stderr);
             return parsed.exitCode;
         }
-        Output& output = *new Output;  // never destroyed: the library's thread prints to the end
+        static Output& output = *new Output;  // never destroyed: the library's thread prints to the end
         output.isJson = globals.isJson;
         output.isQuiet = globals.isQuiet;
         output.isMasked = globals.isMasked;
@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
         Session session(output, globals.app);
         const ExitCode code = session.Run(call);
         session.Leave();
+        StopHurrying();
         return code == DONE && output.IsClosed() ? FAILED : code;
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "orvi-ai: %s\n", exception.what());
