@@ -1,6 +1,9 @@
 // One-way messages and requests between processes.
+#include <sstream>
+
 #include "bus_peer.h"
 #include "bus_peer_ids.h"
+#include "raw_socket.h"
 
 namespace {
 
@@ -338,7 +341,7 @@ TEST_F(BusTest, ATaskIsTakenOffWhileItsLoopStarts) {
     ASSERT_EQ(server.Ask("join server"), "0");
     ASSERT_EQ(server.Ask("raceoff server 1 8"), "1 good");
     const std::string before = server.Ask("stat");
-    EXPECT_EQ(server.Ask("raceoff server 500 8"), "500 good");
+    EXPECT_EQ(server.Ask("raceoff server 100 8"), "100 good");
     AwaitStat(&server, before);
 }
 
@@ -361,12 +364,72 @@ TEST_F(BusTest, AHandlerThatTakesLongIsTold) {
         } while (line == "loop t 3");
         EXPECT_EQ(line, Message("t", kEcho, 4));
         EXPECT_EQ(client.Answer(), Reply(4));
-        const std::string errors = server.Errors();
-        EXPECT_EQ(LinesOf(errors), slow.told.empty() ? 0 : 1) << errors;
-        EXPECT_NE(errors.find(slow.told), std::string::npos) << errors;
-        EXPECT_TRUE(slow.told.empty() || errors.find("'t'") != std::string::npos) << errors;
+        std::istringstream errors(server.Errors());
+        Lines told;
+        for (std::string error; std::getline(errors, error);) {
+            if (error.find("loop already") == std::string::npos) {
+                told.push_back(error);
+            }
+        }
+        ASSERT_EQ(told.size(), slow.told.empty() ? 0U : 1U) << server.Errors();
+        EXPECT_TRUE(told.empty() || told[0].find(slow.told) != std::string::npos) << told[0];
+        EXPECT_TRUE(told.empty() || told[0].find("'t'") != std::string::npos) << told[0];
         server.Kill();
         client.Kill();
+    }
+}
+
+// The service's side: nothing waits but where it is asked to, and nothing is lost or overtaken.
+TEST_F(BusTest, ASendThatNeverWaitsTellsWhenThereIsNoRoom) {
+    Peer& server = StartTask("server", "t");
+    Peer& client = StartTask("client", "c");
+    EXPECT_EQ(client.Ask("awaitroom none 0"), "0");  // nothing to wait for
+    EXPECT_EQ(client.Ask("try nobody t 1 0"), "6");
+    ASSERT_EQ(client.Ask("try server t " + std::to_string(kBlock) + " 0"), "0");
+    ASSERT_EQ(server.Next(), Message("t", kBlock, 0));
+    const std::string told = client.Ask("trymany server t 1 100000");
+    ASSERT_EQ(told.rfind("error 11 after ", 0), 0U) << told;
+    const auto taken = static_cast<uint32_t>(std::stoul(told.substr(15)));
+    EXPECT_GT(taken, 10U);
+    EXPECT_EQ(client.Ask("try server t 1 5"), "11");
+    EXPECT_EQ(client.Ask("awaitroom none 1"), "7");
+    ASSERT_EQ(server.Ask("release 1"), "0");
+    EXPECT_EQ(client.Ask("awaitroom none 60000"), "0");
+    EXPECT_EQ(server.Next(), "unblocked");
+    for (uint32_t i = 1; i <= taken; ++i) {
+        ASSERT_EQ(server.Next(), Message("t", kNote, i));
+    }
+    // Of a large message the rest follows with whatever the thread does next, in its place.
+    EXPECT_EQ(client.Ask("try server t 1 4000000"), "0");
+    EXPECT_EQ(client.Ask(Call(kEcho, 7)), Reply(7));
+    EXPECT_EQ(server.Next(), Message("t", kNote, 4000000));
+    EXPECT_EQ(server.Next(), Message("t", kEcho, 7));
+    // A receiver that has gone has no room to wait for.
+    ASSERT_EQ(client.Ask("try server t " + std::to_string(kBlock) + " 0"), "0");
+    EXPECT_EQ(client.Ask("trymany server t 1 100000").rfind("error 11 after ", 0), 0U);
+    server.Kill();
+    EXPECT_EQ(client.Ask("awaitroom none 60000"), "0");
+    EXPECT_EQ(client.Ask("try server t 1 5"), "6");
+}
+
+// A name is told only where the kernel's facts back it.
+TEST_F(BusTest, TheSenderIsWhoTheKernelSays) {
+    Peer& server = StartTask("server", "t");
+    Peer& client = Start();
+    ASSERT_EQ(client.Ask("join client"), "0");
+    const auto tells = [&](const std::string& name, pid_t pid) {
+        EXPECT_EQ(server.Next(), Message("t", kTellSender, 0));
+        EXPECT_EQ(server.Next(),
+                  "sender 0 '" + name + "' " + std::to_string(pid) + " " + kUid + (name.empty() ? "" : " numbered"));
+    };
+    ASSERT_EQ(client.Ask("send server t " + std::to_string(kTellSender) + " 0"), "0");
+    tells("client", client.Pid());
+    for (const char* claimed : {"raw", "client", "server"}) {
+        for (const uint64_t incarnation : {uint64_t{1}, uint64_t{1} << 61, UINT64_MAX}) {
+            const Socket socket(directory + "/server:t");
+            socket.Send(Greeting(claimed, 1, incarnation) + Frame(orvi_bus::FrameKind::kOneWay, 0, kTellSender, {}));
+            tells("", getpid());
+        }
     }
 }
 

@@ -157,6 +157,13 @@ int Handle(TagMsgBlock* message) {
             (void)OrviHostMsgReply(message, nullptr, 0);
             break;
         }
+        case kTellSender: {
+            OrviHostMsgSender sender{};
+            const int result = OrviHostMsgGetSender(message, &sender);
+            Say("sender " + std::to_string(result) + " '" + sender.procName + "' " + std::to_string(sender.pid) + " " +
+                std::to_string(sender.uid) + (sender.incarnation != 0 ? " numbered" : ""));
+            break;
+        }
         case kSlow:
             Spin(std::chrono::milliseconds(30));
             break;
@@ -235,11 +242,12 @@ std::string Storm(const std::string& proc, const std::string& task, uint32_t thr
 }
 
 // Sends numbered messages: their lengths count up. Stops at the first failure.
-std::string SendMany(const std::string& proc, const std::string& task, uint32_t id, uint32_t count) {
+std::string SendMany(const std::string& proc, const std::string& task, uint32_t id, uint32_t count,
+                     int (*send)(TagMsgBlock*)) {
     for (uint32_t i = 0; i < count; ++i) {
         const std::string payload = Payload(i + 1);
         TagMsgBlock block = Block(proc, task, id, payload);
-        const int result = OsMsgAsynSend(&block);
+        const int result = send(&block);
         if (result != 0) {
             return "error " + std::to_string(result) + " after " + std::to_string(i);
         }
@@ -338,7 +346,21 @@ std::string Do(const std::string& line) {
     }
     if (command == "sendmany") {
         words >> proc >> task >> id >> length;
-        return SendMany(proc, task, id, length);
+        return SendMany(proc, task, id, length, &OsMsgAsynSend);
+    }
+    if (command == "trymany") {
+        words >> proc >> task >> id >> length;
+        return SendMany(proc, task, id, length, [](TagMsgBlock* block) { return OrviHostMsgTrySend(block); });
+    }
+    if (command == "try") {
+        words >> proc >> task >> id >> length;
+        const std::string payload = Payload(length);
+        const TagMsgBlock block = Block(proc, task, id, payload);
+        return std::to_string(OrviHostMsgTrySend(&block));
+    }
+    if (command == "awaitroom") {  // with standard input as what wakes it, where so told
+        words >> task >> wait;
+        return std::to_string(OrviHostMsgAwaitRoom(task == "input" ? STDIN_FILENO : -1, wait));
     }
     if (command == "call") {
         words >> proc >> task >> id >> length >> wait;

@@ -19,7 +19,8 @@ enum BusPeerMessage {
     kUnregisterInside = 14,
     kExitInside = 15,
     kForkInside = 16,
-    kSlow = 17  // takes 30 ms
+    kSlow = 17,  // takes 30 ms
+    kTellSender = 18
 };
 
 // An id of a test's own that is answered like kEcho.

@@ -93,6 +93,7 @@ class BusStorm : public BusTest {
     void AddLarge() { Add(1000 + Random(70000)); }
     void Add(uint32_t length);
     void Swell();
+    void Fill();
     void Lie();
     void Close();
     void Join();
@@ -146,7 +147,7 @@ const BusStorm::Step BusStorm::kSteps[] = {
     {150, "allow all", &BusStorm::AllowAll},
     {200, "small message", &BusStorm::AddSmall},
     {20, "large message", &BusStorm::AddLarge},
-    {4, "swell", &BusStorm::Swell},
+    {7, "swell", &BusStorm::Swell},
     {10, "lie", &BusStorm::Lie},
     {100, "close", &BusStorm::Close},
     {10, "join", &BusStorm::Join},
@@ -308,6 +309,7 @@ void BusStorm::Swell() {
         }
     }
     if (swelling_ != 1) {
+        Fill();
         return;
     }
     static const Bytes& payload = *new Bytes(Payload(orvi_bus::kMaxDataLen));
@@ -325,6 +327,22 @@ void BusStorm::Swell() {
         made.allowed = made.bytes.size();
         made.unsent.push_back({made.Size(), {id, orvi_bus::kMaxDataLen}});
         senders_[id] = made.messages;
+    }
+}
+
+// Until the server takes no more of them, or the pause shows that it has too much or is held up.
+void BusStorm::Fill() {
+    int pauses = 0;
+    for (size_t before = 1, left = 0; left != before || pauses < 20; before = left) {
+        Pump();
+        left = 0;
+        for (const auto& connection : connections_) {
+            left += connection->tail != nullptr ? connection->allowed - connection->sent : 0;
+        }
+        if (left == 0) {
+            return;
+        }
+        pauses = left == before ? pauses + poll(nullptr, 0, 1) + 1 : 0;
     }
 }
 
