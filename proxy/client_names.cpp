@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstring>
 
-#include "mutex.h"
+#include "annotated_mutex.h"
 
 namespace OrviAiService {
 namespace {
@@ -50,6 +50,10 @@ void SetMsgProcName(const ClientName& name) {
 void SetMsgTaskName(const ClientName& name) {
     const MutexLock lock(g_namesMutex);
     g_msgTaskName = name;
+}
+
+void RenewNamesLock() noexcept {
+    g_namesMutex.Renew();
 }
 
 }  // namespace OrviAiService

@@ -27,6 +27,10 @@ ClientName MsgTaskName();
 void SetMsgProcName(const ClientName& name);
 void SetMsgTaskName(const ClientName& name);
 
+// For a forked child, which has one thread: nobody holds the names' lock any more. A name that was being set when the
+// process forked may be half set; it is still a text that ends.
+void RenewNamesLock() noexcept;
+
 }  // namespace OrviAiService
 
 #endif

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <deque>
 #include <gtest/gtest.h>
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -116,6 +117,7 @@ class FakePlatform {
 
     mutable std::recursive_mutex mutex_;
     Lines lines_;
+    std::map<std::string, std::string> formats_;  // of the log's records, by source and line
     std::deque<Answer> answers_;
     std::vector<TagMsgBlock*> liveReplies_;
     Bytes lastPayload_;

@@ -4,7 +4,6 @@
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy_assistant_channels.h"
 
 using OrviAiService::AiSrvServiceProxy;
 
@@ -100,14 +99,6 @@ TEST_F(Assistant, HotWordRefusals) {
                          "error <AssistantUpdateKeyWord> " + row.reason + "type[2], " + appId,
                          "error <OrviAiAssistantUpdateKeyWord> request failed."}));
     }
-}
-
-TEST_F(Assistant, HotWordSenderSendsNoPointerWithoutALength) {
-    const char byte = 1;
-    EXPECT_EQ(OrviAiService::SendMsgToVisionAssistantHotword(0x600060, &byte, 0), 0);
-    EXPECT_TRUE(platform.LastPayloadWasNull());
-    EXPECT_EQ(OrviAiService::SendMsgToVisionAssistant(0x600056, &byte, 0), 0);
-    EXPECT_FALSE(platform.LastPayloadWasNull());
 }
 
 // --- Intents, speech, cards ---
@@ -308,9 +299,7 @@ TEST_F(Assistant, PageInfoRepliesReplaceTheStartOfTheRecord) {
 
     (void)platform.Take();
     EXPECT_EQ(OrviAiAssistantGetPageInfo(nullptr), -1);
-    EXPECT_EQ(OrviAiService::SendSyncMsgToVisionAssistant(0x60005F, nullptr), -1);
-    EXPECT_EQ(platform.Take(), (Lines{"error <OrviAiAssistantGetPageInfo> pageInfo is nullptr.",
-                                      "error <SendSyncMsgToVisionAssistant> failed: input is nullptr."}));
+    EXPECT_EQ(platform.Take(), Lines{"error <OrviAiAssistantGetPageInfo> pageInfo is nullptr."});
 }
 
 TEST_F(Assistant, AbilityAsksNobody) {

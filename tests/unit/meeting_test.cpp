@@ -5,7 +5,7 @@
 #include "dispatch_scope.h"
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy_meeting.h"
+#include "orvi_ai_srv_proxy_director.h"
 
 using OrviAiService::AiSrvServiceProxy;
 using OrviAiService::DispatchScope;
