@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <pthread.h>
 
 #include "orvi_ai_common.h"
 #include "orvi_ai_srv.h"
@@ -30,6 +32,13 @@ std::string Hex(uint32_t value) {
 }
 
 }  // namespace
+
+// A forked child finds the recorder whole and unlocked; its thread has another id than the one that has locked here.
+FakePlatform::FakePlatform() {
+    EXPECT_EQ(pthread_atfork([] { Get().mutex_.lock(); }, [] { Get().mutex_.unlock(); },
+                             [] { new (&Get().mutex_) std::recursive_mutex; }),
+              0);
+}
 
 FakePlatform& FakePlatform::Get() {
     static FakePlatform& platform = *new FakePlatform;
@@ -168,8 +177,12 @@ int OsMsgGetProcName(char* name, uint32_t size) {
 }
 
 int OsMsgInit(const char* procName) {
-    FakePlatform::Get().Note(std::string("OsMsgInit ") + procName);
-    return FakePlatform::Get().msgInitResult;
+    FakePlatform& platform = FakePlatform::Get();
+    platform.Note(std::string("OsMsgInit ") + procName);
+    if (platform.onMsgInit != nullptr) {
+        platform.onMsgInit();
+    }
+    return platform.msgInitResult;
 }
 
 int OsMsgRegLogFunc(OsMsgLogFunc func) {

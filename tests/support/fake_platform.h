@@ -87,6 +87,7 @@ class FakePlatform {
     uint32_t logFileId = 0xABCD1234;
     void* capabilityRecord = nullptr;
     void (*onPause)() = nullptr;     // called by OsUSleep
+    void (*onMsgInit)() = nullptr;   // called by OsMsgInit
     OsMsgHandler handler = nullptr;  // the one registered last
 
     // --- For the operations themselves ---
@@ -101,6 +102,8 @@ class FakePlatform {
     int liveMonitored = 0;  // monitored memory blocks
 
  private:
+    FakePlatform();
+
     struct Answer {
         int result;
         bool hasBlock;
