@@ -16,12 +16,14 @@ using OrviAiService::LogLine;
 namespace {
 
 // Logs how a request went, in the function's own words; 0, or -1 for every other result.
-int Outcome(int result, const LogLine& failed, const LogLine& succeeded = {}) {
+int Outcome(int result, LogLine failed, LogLine succeeded = nullptr) {
     if (result != 0) {
-        OrviAiService::LogError(failed);
+        failed();
         return -1;
     }
-    OrviAiService::LogInfo(succeeded);
+    if (succeeded != nullptr) {
+        succeeded();
+    }
     return 0;
 }
 
@@ -116,8 +118,11 @@ int OrviAiSrvDestroyFaceDetector(void* handle) {
     free(handle);
     return Outcome(
         result,
-        ORVI_LINE("<OrviAiSrvDestroyFaceDetector> destory face detector failed: call RemoveDetectTrackProxy failed."),
-        ORVI_LINE("<OrviAiSrvDestroyFaceDetector> destroy face detector request succeed."));
+        [] {
+            ORVI_LOG_ERROR(
+                "<OrviAiSrvDestroyFaceDetector> destory face detector failed: call RemoveDetectTrackProxy failed.");
+        },
+        [] { ORVI_LOG_INFO("<OrviAiSrvDestroyFaceDetector> destroy face detector request succeed."); });
 }
 
 int OrviAiSrvStartFaceDetector(void* handle) {
@@ -133,8 +138,11 @@ int OrviAiSrvStartFaceDetector(void* handle) {
     const int result = AiSrvServiceProxy::GetInstance().StartDetectTrackProxy(info);
     return Outcome(
         result,
-        ORVI_LINE("<OrviAiSrvStartFaceDetector> start face detector failed: call StartDetectTrackProxy failed."),
-        ORVI_LINE("<OrviAiSrvStartFaceDetector> start face detector request succeed."));
+        [] {
+            ORVI_LOG_ERROR(
+                "<OrviAiSrvStartFaceDetector> start face detector failed: call StartDetectTrackProxy failed.");
+        },
+        [] { ORVI_LOG_INFO("<OrviAiSrvStartFaceDetector> start face detector request succeed."); });
 }
 
 int OrviAiSrvStopFaceDetector(void* handle) {
@@ -146,8 +154,11 @@ int OrviAiSrvStopFaceDetector(void* handle) {
     auto& info = *static_cast<tagAiDetClientInfo*>(handle);
     const int result = AiSrvServiceProxy::GetInstance().StopDetectTrackProxy(info);
     return Outcome(
-        result, ORVI_LINE("<OrviAiSrvStopFaceDetector> stop face detector failed: call StopDetectTrackProxy failed."),
-        ORVI_LINE("<OrviAiSrvStopFaceDetector> stop face detector request succeed."));
+        result,
+        [] {
+            ORVI_LOG_ERROR("<OrviAiSrvStopFaceDetector> stop face detector failed: call StopDetectTrackProxy failed.");
+        },
+        [] { ORVI_LOG_INFO("<OrviAiSrvStopFaceDetector> stop face detector request succeed."); });
 }
 
 int OrviAiSrvFaceDetectorGetById(void* handle, int* faceIds, int count, tagOrviAiSrvPhotoResult* result) {
@@ -179,16 +190,18 @@ int OrviAiSrvCaptionInit(OrviAiCaptionCallback callback) {
         ORVI_LOG_ERROR("<OrviAiSrvCaptionInit> callback is nullptr");
         return -1;
     }
-    return Outcome(AiSrvServiceProxy::GetInstance().CaptionInit(callback),
-                   ORVI_LINE("<OrviAiSrvCaptionInit> init request failed."),
-                   ORVI_LINE("<OrviAiSrvCaptionInit> succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().CaptionInit(callback),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvCaptionInit> init request failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvCaptionInit> succeed."); });
 }
 
 int OrviAiSrvCaptionDeInit() {
     ORVI_LOG_INFO("<OrviAiSrvCaptionDeInit> deinit request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().CaptionDeinit(),
-                   ORVI_LINE("<OrviAiSrvCaptionDeInit> deinit request failed."),
-                   ORVI_LINE("<OrviAiSrvCaptionDeInit> succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().CaptionDeinit(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvCaptionDeInit> deinit request failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvCaptionDeInit> succeed."); });
 }
 
 int OrviAiSrvCaptionStart(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption) {
@@ -197,46 +210,52 @@ int OrviAiSrvCaptionStart(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption) 
         ORVI_LOG_ERROR("<OrviAiSrvCaptionStart> start caption failed: confInfo is nullptr");
         return -1;
     }
-    return Outcome(AiSrvServiceProxy::GetInstance().StartCaptionProxy(confInfo, isReportCaption),
-                   ORVI_LINE("<OrviAiSrvCaptionStart> start Caption failed: call StartCaptionProxy failed."),
-                   ORVI_LINE("<OrviAiSrvCaptionStart> start Caption request succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StartCaptionProxy(confInfo, isReportCaption),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvCaptionStart> start Caption failed: call StartCaptionProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvCaptionStart> start Caption request succeed."); });
 }
 
 int OrviAiSrvCaptionStop() {
     ORVI_LOG_INFO("<OrviAiSrvCaptionStop> stop Caption request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StopCaptionProxy(),
-                   ORVI_LINE("<OrviAiSrvCaptionStop> stop Caption failed: call StopCaptionProxy failed."),
-                   ORVI_LINE("<OrviAiSrvCaptionStop> stop Caption request succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StopCaptionProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvCaptionStop> stop Caption failed: call StopCaptionProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvCaptionStop> stop Caption request succeed."); });
 }
 
 // --- Nameplates, director, lock state ---
 
 int OrviAiSrvNamePlateInit() {
     ORVI_LOG_INFO("<OrviAiSrvNamePlateInit> init request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().NameplateInit(),
-                   ORVI_LINE("<OrviAiSrvNamePlateInit> init request failed."),
-                   ORVI_LINE("<OrviAiSrvNamePlateInit> succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().NameplateInit(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvNamePlateInit> init request failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvNamePlateInit> succeed."); });
 }
 
 int OrviAiSrvNamePlateDeInit() {
     ORVI_LOG_INFO("<OrviAiSrvNamePlateDeInit> deinit request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().NameplateDeinit(),
-                   ORVI_LINE("<OrviAiSrvNamePlateDeInit> deinit request failed."),
-                   ORVI_LINE("<OrviAiSrvNamePlateDeInit> succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().NameplateDeinit(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvNamePlateDeInit> deinit request failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvNamePlateDeInit> succeed."); });
 }
 
 int OrviAiSrvNamePlateStart() {
     ORVI_LOG_INFO("<OrviAiSrvNamePlateStart> start nameplate request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StartNameplateProxy(),
-                   ORVI_LINE("<OrviAiSrvNamePlateStart> start nameplate failed: call StartNameplateProxy failed."),
-                   ORVI_LINE("<OrviAiSrvNamePlateStart> start nameplate request succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StartNameplateProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvNamePlateStart> start nameplate failed: call StartNameplateProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvNamePlateStart> start nameplate request succeed."); });
 }
 
 int OrviAiSrvNamePlateStop() {
     ORVI_LOG_INFO("<OrviAiSrvNamePlateStop> stop nameplate request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StopNameplateProxy(),
-                   ORVI_LINE("<OrviAiSrvNamePlateStop> stop nameplate failed: call StopNameplateProxy failed."),
-                   ORVI_LINE("<OrviAiSrvNamePlateStop> stop nameplate request succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StopNameplateProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvNamePlateStop> stop nameplate failed: call StopNameplateProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvNamePlateStop> stop nameplate request succeed."); });
 }
 
 int OrviAiSrvDirectorInit() {
@@ -251,23 +270,26 @@ int OrviAiSrvDirectorDeInit() {
 
 int OrviAiSrvDirectorStart() {
     ORVI_LOG_INFO("<OrviAiSrvDirectorStart> start director request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StartDirectorTrackProxy(),
-                   ORVI_LINE("<OrviAiSrvDirectorStart> StartDirectorTrackProxy failed."),
-                   ORVI_LINE("<OrviAiSrvDirectorStart> start director request succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StartDirectorTrackProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvDirectorStart> StartDirectorTrackProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvDirectorStart> start director request succeed."); });
 }
 
 int OrviAiSrvDirectorStop() {
     ORVI_LOG_INFO("<OrviAiSrvDirectorStop> stop director request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StopDirectorTrackProxy(),
-                   ORVI_LINE("<OrviAiSrvDirectorStop> StopDirectorTrackProxy failed."),
-                   ORVI_LINE("<OrviAiSrvDirectorStop> stop director request succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StopDirectorTrackProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvDirectorStop> StopDirectorTrackProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvDirectorStop> stop director request succeed."); });
 }
 
 int OrviAiLockStateChange(int lockState) {
     ORVI_LOG_INFO("<OrviAiLockStateChange> begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().AiLockStateChange(lockState),
-                   ORVI_LINE("<OrviAiLockStateChange> AiLockStateChange failed."),
-                   ORVI_LINE("<OrviAiLockStateChange> succeed."));
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().AiLockStateChange(lockState),
+        [] { ORVI_LOG_ERROR("<OrviAiLockStateChange> AiLockStateChange failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiLockStateChange> succeed."); });
 }
 
 // --- Check-in ---
@@ -275,24 +297,24 @@ int OrviAiLockStateChange(int lockState) {
 int OrviAiSrvCheckInInit() {
     ORVI_LOG_INFO("<OrviAiSrvCheckInInit> init request begin.");
     return Outcome(AiSrvServiceProxy::GetInstance().CheckInInit(),
-                   ORVI_LINE("<OrviAiSrvCheckInInit> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInInit> init request failed."); });
 }
 
 int OrviAiSrvCheckInStart(tagOrviAiConfIdInfo confInfo) {
     ORVI_LOG_INFO("<OrviAiSrvCheckInStart> init request begin.");
     return Outcome(AiSrvServiceProxy::GetInstance().CheckInStart(confInfo),
-                   ORVI_LINE("<OrviAiSrvCheckInStart> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInStart> init request failed."); });
 }
 
 int OrviAiSrvCheckInStartReport(tagOrviAiCheckinType type, tagOrviAiConfIdInfo confInfo) {
     return Outcome(AiSrvServiceProxy::GetInstance().CheckInStartReport(type, confInfo),
-                   ORVI_LINE("<OrviAiSrvCheckInStartReport> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInStartReport> init request failed."); });
 }
 
 int OrviAiSrvCheckInStopReport() {
     ORVI_LOG_INFO("<OrviAiSrvCheckInStopReport> init request begin.");
     return Outcome(AiSrvServiceProxy::GetInstance().CheckInStoptReport(),
-                   ORVI_LINE("<OrviAiSrvCheckInStopReport> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInStopReport> init request failed."); });
 }
 
 int OrviAiSrvGetCheckinData(tagCheckinTotalData* checkinData, OrviAiCheckInShowType showType, uint32_t pageNum) {
@@ -309,7 +331,7 @@ int OrviAiSrvGetCheckinData(tagCheckinTotalData* checkinData, OrviAiCheckInShowT
         return -1;
     }
     return Outcome(AiSrvServiceProxy::GetInstance().QueryCheckInData(checkinData, showType, pageNum),
-                   ORVI_LINE("<OrviAiSrvGetCheckinData> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvGetCheckinData> init request failed."); });
 }
 
 int OrviAiSrvGetCheckinPhoto(const char* userId, uint32_t userIdLen, uint8_t* photoBuffer, uint32_t* photoLen) {
@@ -323,25 +345,25 @@ int OrviAiSrvGetCheckinPhoto(const char* userId, uint32_t userIdLen, uint8_t* ph
     }
     auto* const readOnly = const_cast<char*>(userId);  // the method's signature is fixed without const
     return Outcome(AiSrvServiceProxy::GetInstance().QueryCheckInPhoto(readOnly, userIdLen, photoBuffer, photoLen),
-                   ORVI_LINE("<OrviAiSrvGetCheckinPhoto> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvGetCheckinPhoto> init request failed."); });
 }
 
 int OrviAiSrvCheckInStop() {
     ORVI_LOG_INFO("<OrviAiSrvCheckInStop> init request begin.");
     return Outcome(AiSrvServiceProxy::GetInstance().CheckInStop(),
-                   ORVI_LINE("<OrviAiSrvCheckInStop> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInStop> init request failed."); });
 }
 
 int OrviAiSrvCheckInClearData() {
     ORVI_LOG_INFO("<OrviAiSrvCheckInClearData> init request begin.");
     return Outcome(AiSrvServiceProxy::GetInstance().CheckInClearData(),
-                   ORVI_LINE("<OrviAiSrvCheckInClearData> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInClearData> init request failed."); });
 }
 
 int OrviAiSrvCheckInDeinit() {
     ORVI_LOG_INFO("<OrviAiSrvCheckInDeinit> init request begin.");
     return Outcome(AiSrvServiceProxy::GetInstance().CheckInDeinit(),
-                   ORVI_LINE("<OrviAiSrvCheckInDeinit> init request failed."));
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInDeinit> init request failed."); });
 }
 
 // --- Signature and minutes ---

@@ -5,30 +5,6 @@
 #include "orvi_securec.h"
 
 namespace OrviAiService {
-namespace {
-
-void Write(uint32_t level, const LogLine& line) {
-    if (line.text == nullptr) {
-        return;
-    }
-    // ORVI_LINE has checked the format.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-security"
-    OrviOmLogModuleLogRecord(level, OrviAiGetAiLogFileId("AiLog.log") & 0xFFFFU, line.source, line.sourceLength,
-                             line.line, line.text);
-#pragma GCC diagnostic pop
-}
-
-}  // namespace
-
-void LogError(const LogLine& line) {
-    Write(LOG_ERROR, line);
-}
-
-void LogInfo(const LogLine& line) {
-    Write(LOG_INFO, line);
-}
-
 bool ComposeTraceLine(char* line, uint32_t level, const char* function, uint32_t sourceLine, const char* format) {
     constexpr size_t SIZE = ORVI_AI_TRACE_LINE_SIZE;
     char scratch[ORVI_AI_TRACE_SCRATCH_SIZE];

@@ -12,20 +12,13 @@ namespace OrviAiService {
 constexpr uint32_t LOG_ERROR = 1;
 constexpr uint32_t LOG_INFO = 3;
 
-// Never called: lets the compiler check arguments against a format that is handed on.
-inline void CheckFormat(const char*, ...) __attribute__((format(printf, 1, 2)));
-inline void CheckFormat(const char*, ...) {}
+// Never called: lets the compiler check a trace's arguments against its format.
+inline void CheckTraceFormat(const char*, ...) __attribute__((format(printf, 1, 2)));
+inline void CheckTraceFormat(const char*, ...) {}
 
-// A line of the module log that another function writes. Its record names the place of the source that it speaks for,
-// where ORVI_LINE stands.
-struct LogLine {
-    const char* text;  // a format without arguments; null: nothing is written
-    const char* source;
-    uint32_t sourceLength;
-    uint32_t line;
-};
-void LogError(const LogLine& line);
-void LogInfo(const LogLine& line);
+// Writes a line whose time another function decides. A lambda beside its use, so that the record names the place that
+// it speaks for: [] { ORVI_LOG_ERROR("<Function> failed."); }
+using LogLine = void (*)();
 
 // Composes the format of one trace line into `line`, ORVI_AI_TRACE_LINE_SIZE bytes: the platform's prefix,
 // the function and source line, the message's own format. False, after one error trace, when it does not fit.
@@ -42,10 +35,6 @@ bool ComposeTraceLine(char* line, uint32_t level, const char* function, uint32_t
                              ORVI_SOURCE_LENGTH, static_cast<uint32_t>(__LINE__), __VA_ARGS__)
 #define ORVI_LOG_ERROR(...) ORVI_LOG(OrviAiService::LOG_ERROR, __VA_ARGS__)
 #define ORVI_LOG_INFO(...) ORVI_LOG(OrviAiService::LOG_INFO, __VA_ARGS__)
-
-#define ORVI_LINE(text)                                  \
-    (false ? OrviAiService::CheckFormat(text) : (void)0, \
-     OrviAiService::LogLine{text, ORVI_SOURCE_NAME, ORVI_SOURCE_LENGTH, static_cast<uint32_t>(__LINE__)})
 
 // One record of the storm log.
 #define ORVI_LOG_STORM(...) \
@@ -64,7 +53,7 @@ bool ComposeTraceLine(char* line, uint32_t level, const char* function, uint32_t
                 _Pragma("GCC diagnostic pop")                                                                        \
             }                                                                                                        \
             if (false) {                                                                                             \
-                OrviAiService::CheckFormat(format, ##__VA_ARGS__);                                                   \
+                OrviAiService::CheckTraceFormat(format, ##__VA_ARGS__);                                              \
             }                                                                                                        \
         }                                                                                                            \
     } while (false)

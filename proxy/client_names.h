@@ -20,7 +20,13 @@ ClientName NumberedName(const char* prefix, uint32_t number);
 // A name from a field of `size` bytes, which may lack its NUL.
 ClientName NameFromField(const char* field, size_t size);
 
+struct ClientNames {
+    ClientName proc;
+    ClientName task;
+};
+
 // Each returns a copy; any thread.
+ClientNames MsgNames();
 ClientName MsgProcName();
 ClientName MsgTaskName();
 

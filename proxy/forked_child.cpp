@@ -24,8 +24,6 @@ void AfterForkInChild() {
 
 }  // namespace
 
-std::atomic<bool> g_forkedChild{false};
-
 void NoteJoining() noexcept {
     g_joining.store(true);
 }

@@ -7,7 +7,7 @@
 
 namespace OrviAiService {
 
-extern std::atomic<bool> g_forkedChild;
+inline std::atomic<bool> g_forkedChild{false};
 
 // The process is a child that was forked after its parent had begun to join the bus. A child forked earlier is a
 // process like any other: it may join the bus under a name of its own.

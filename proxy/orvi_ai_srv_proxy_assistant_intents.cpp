@@ -14,15 +14,14 @@ namespace {
 // Copies a text of an application's record into a payload's zeroed field. A text that does not end inside
 // its record is refused without a look behind it.
 template <size_t RECORD_SIZE>
-int CopyTts(char (&field)[ASSISTANT_TTS_SIZE], const char (&tts)[RECORD_SIZE], const LogLine& endless,
-            const LogLine& tooLong) {
+int CopyTts(char (&field)[ASSISTANT_TTS_SIZE], const char (&tts)[RECORD_SIZE], LogLine endless, LogLine tooLong) {
     const size_t length = strnlen(tts, RECORD_SIZE);
     if (length == RECORD_SIZE) {
-        LogError(endless);
+        endless();
         return -1;
     }
     if (memcpy_s(field, sizeof(field), tts, length) != 0) {
-        LogError(tooLong);
+        tooLong();
         return -1;
     }
     return 0;
@@ -80,13 +79,15 @@ int AiSrvServiceProxy::AssistantNotifyIntentResult(uint32_t seq, OrviAiAssistant
     payload.isFinal = result.isFinal;
     payload.isMulti = result.isMulti;
     payload.flag3 = result.flag3;
-    if (CopyTts(payload.tts, result.tts,
-                ORVI_LINE("<AiSrvServiceProxy::AssistantNotifyIntentResult> failed: tts is not terminated."),
-                ORVI_LINE("<AiSrvServiceProxy::AssistantNotifyIntentResult> failed: call memcpy_s failed.")) != 0) {
+    if (CopyTts(
+            payload.tts, result.tts,
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantNotifyIntentResult> failed: tts is not terminated."); },
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantNotifyIntentResult> failed: call memcpy_s failed."); }) !=
+        0) {
         return -1;
     }
     return Transact(Requests::NOTIFY_INTENT_RESULT, &payload,
-                    {ORVI_LINE("<AssistantNotifyIntentResult> call SendSynMsgToVision failed.")});
+                    [] { ORVI_LOG_ERROR("<AssistantNotifyIntentResult> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::AssistantRequestTts(uint32_t seq, OrviAiAssistantSpeechText& speech) {
@@ -95,13 +96,14 @@ int AiSrvServiceProxy::AssistantRequestTts(uint32_t seq, OrviAiAssistantSpeechTe
     (void)memset_s(&payload, sizeof(payload), 0, sizeof(payload));
     payload.seq = seq;
     payload.param = speech.param;
-    if (CopyTts(payload.tts, speech.tts,
-                ORVI_LINE("<AiSrvServiceProxy::AssistantRequestTts> failed: tts is not terminated."),
-                ORVI_LINE("<AiSrvServiceProxy::AssistantRequestTts> failed: call memcpy_s failed.")) != 0) {
+    if (CopyTts(
+            payload.tts, speech.tts,
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantRequestTts> failed: tts is not terminated."); },
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantRequestTts> failed: call memcpy_s failed."); }) != 0) {
         return -1;
     }
     return Transact(Requests::REQUEST_TTS, &payload,
-                    {ORVI_LINE("<AssistantRequestTts> call SendSynMsgToVision failed.")});
+                    [] { ORVI_LOG_ERROR("<AssistantRequestTts> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::AssistantDisplayCard(uint32_t seq, OrviAiAssistantCard& card) {
@@ -113,7 +115,7 @@ int AiSrvServiceProxy::AssistantDisplayCard(uint32_t seq, OrviAiAssistantCard& c
         return -1;
     }
     return Transact(Requests::DISPLAY_CARD, &payload,
-                    {ORVI_LINE("<AssistantDisplayCard> call SendSynMsgToVision failed.")});
+                    [] { ORVI_LOG_ERROR("<AssistantDisplayCard> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::AssistantChooseItem(uint32_t seq, uint32_t itemId) {
@@ -123,7 +125,7 @@ int AiSrvServiceProxy::AssistantChooseItem(uint32_t seq, uint32_t itemId) {
     payload.seq = seq;
     payload.itemId = itemId;
     return Transact(Requests::CHOOSE_ITEM, &payload,
-                    {ORVI_LINE("<AssistantChooseItem> call SendSynMsgToVision failed.")});
+                    [] { ORVI_LOG_ERROR("<AssistantChooseItem> call SendSynMsgToVision failed."); });
 }
 
 }  // namespace OrviAiService

@@ -25,16 +25,18 @@ int AiSrvServiceProxy::CaptionInit(OrviAiCaptionCallback callback) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionInit> failed: call SetStAiTaskBasicInfo failed.");
         return -1;
     }
-    return Transact(Requests::CAPTION_INIT, &info,
-                    {ORVI_LINE("<AiSrvServiceProxy::CaptionInit> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<AiSrvServiceProxy::CaptionInit> failed: response ret is error.")});
+    return Transact(
+        Requests::CAPTION_INIT, &info,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionInit> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionInit> failed: response ret is error."); });
 }
 
 int AiSrvServiceProxy::CaptionDeinit() {
     ORVI_LOG_INFO("<AiSrvServiceProxy::CaptionDeinit> enter CaptionDeinit");
-    return Transact(Requests::CAPTION_DEINIT, nullptr,
-                    {ORVI_LINE("<AiSrvServiceProxy::CaptionDeinit> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<AiSrvServiceProxy::CaptionDeinit> failed: response ret is error.")});
+    return Transact(
+        Requests::CAPTION_DEINIT, nullptr,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionDeinit> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionDeinit> failed: response ret is error."); });
 }
 
 int AiSrvServiceProxy::StartCaptionProxy(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption) {
@@ -64,9 +66,10 @@ int AiSrvServiceProxy::StartCaptionProxy(tagOrviAiConfInfo* confInfo, uint8_t is
         return -1;
     }
     request.isReportCaption = isReportCaption;
-    return Transact(Requests::CAPTION_START, &request,
-                    {ORVI_LINE("<AiSrvServiceProxy::StartCaptionProxy> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<AiSrvServiceProxy::StartCaptionProxy> failed: response ret is error.")});
+    return Transact(
+        Requests::CAPTION_START, &request,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StartCaptionProxy> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StartCaptionProxy> failed: response ret is error."); });
 }
 
 int AiSrvServiceProxy::StopCaptionProxy() {
@@ -75,9 +78,10 @@ int AiSrvServiceProxy::StopCaptionProxy() {
         ORVI_LOG_ERROR("<StopCaptionProxy> call SetProxyInfo failed.");
         return -1;
     }
-    return Transact(Requests::CAPTION_STOP, &info,
-                    {ORVI_LINE("<AiSrvServiceProxy::StopCaptionProxy> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<AiSrvServiceProxy::StopCaptionProxy> failed: response ret is error.")});
+    return Transact(
+        Requests::CAPTION_STOP, &info,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StopCaptionProxy> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StopCaptionProxy> failed: response ret is error."); });
 }
 
 }  // namespace OrviAiService

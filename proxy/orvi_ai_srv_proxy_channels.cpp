@@ -96,19 +96,6 @@ void SaySendSynMsgToVisionFaceTask(Stage stage, const Sending& sending) {
     }
 }
 
-int SendSynMsgToFaceReturnInt(const Request& request, const void* payload) {
-    Exchange exchange = Send(request, payload);
-    exchange.reply.reset();
-    if (exchange.outcome == Outcome::NOT_SENT) {
-        ORVI_LOG_ERROR("<SendSynMsgToFaceReturnInt> call SendSynMsgToVision failed, msgId=%x.", request.msgId);
-        return -1;
-    }
-    if (exchange.verdict != 0) {
-        ORVI_LOG_ERROR("<SendSynMsgToFaceReturnInt> msgId=%x response VOS_ERROR.", request.msgId);
-    }
-    return exchange.verdict;
-}
-
 // --- Any message: a row of its own ---
 
 namespace {

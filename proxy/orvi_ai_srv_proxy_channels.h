@@ -9,9 +9,6 @@ namespace OrviAiService {
 // The line of a sender to the interface task whose block could not be addressed.
 void LogInterfaceBlockFailed();
 
-// Sends a request of the face task whose reply is a verdict: 0, the service's non-zero byte, or -1 when the send fails.
-int SendSynMsgToFaceReturnInt(const Request& request, const void* payload);
-
 }  // namespace OrviAiService
 
 #endif

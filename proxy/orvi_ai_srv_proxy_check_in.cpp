@@ -3,7 +3,6 @@
 
 #include "client_log.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_channels.h"
 #include "orvi_securec.h"
 #include "requests.h"
 
@@ -30,10 +29,10 @@ bool CopyField(char* destination, const char* source, size_t size) {
 }
 
 // Sends this client's address; `noAddress` tells that there was none to send.
-int SendClientAddress(const Request& request, const LogLine& noAddress) {
+int SendClientAddress(const Request& request, LogLine noAddress) {
     tagAiTaskBasicInfo info;
     if (SetStAiTaskBasicInfo(info) != 0) {
-        LogError(noAddress);
+        noAddress();
         return -1;
     }
     return SendSynMsgToFaceReturnInt(request, &info);
@@ -44,7 +43,7 @@ int SendClientAddress(const Request& request, const LogLine& noAddress) {
 int AiSrvServiceProxy::CheckInInit() {
     ORVI_LOG_INFO("<CheckInInit> enter");
     return SendClientAddress(Requests::CHECKIN_INIT,
-                             ORVI_LINE("<CheckInInit> failed: call SetStAiTaskBasicInfo failed."));
+                             [] { ORVI_LOG_ERROR("<CheckInInit> failed: call SetStAiTaskBasicInfo failed."); });
 }
 
 int AiSrvServiceProxy::CheckInStart(tagOrviAiConfIdInfo& confInfo) {
@@ -79,10 +78,10 @@ int AiSrvServiceProxy::QueryCheckInData(tagCheckinTotalData* checkinData, OrviAi
         return -1;
     }
     const CheckinDataQuery query = {static_cast<uint32_t>(showType), pageNum};
-    return Transact(Requests::CHECKIN_QUERY_DATA, &query,
-                    {ORVI_LINE("<QueryCheckInData> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<QueryCheckInData> call memcpy_s failed.")},
-                    checkinData);
+    return Transact(
+        Requests::CHECKIN_QUERY_DATA, &query,
+        [] { ORVI_LOG_ERROR("<QueryCheckInData> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<QueryCheckInData> call memcpy_s failed."); }, checkinData);
 }
 
 int AiSrvServiceProxy::QueryCheckInPhoto(char* userId, uint32_t userIdLen, uint8_t* photoBuffer, uint32_t* photoLen) {
@@ -99,10 +98,9 @@ int AiSrvServiceProxy::QueryCheckInPhoto(char* userId, uint32_t userIdLen, uint8
     query.userIdLen = userIdLen;
     Request request = Requests::CHECKIN_QUERY_PHOTO;
     request.mostReply = *photoLen;
-    return Transact(request, &query,
-                    {ORVI_LINE("<QueryCheckInPhoto> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<QueryCheckInPhoto> call memcpy_s failed.")},
-                    photoBuffer, photoLen);
+    return Transact(
+        request, &query, [] { ORVI_LOG_ERROR("<QueryCheckInPhoto> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<QueryCheckInPhoto> call memcpy_s failed."); }, photoBuffer, photoLen);
 }
 
 int AiSrvServiceProxy::CheckInStop() {
@@ -118,7 +116,7 @@ int AiSrvServiceProxy::CheckInClearData() {
 int AiSrvServiceProxy::CheckInDeinit() {
     ORVI_LOG_INFO("<CheckInDeinit> enter");
     return SendClientAddress(Requests::CHECKIN_DEINIT,
-                             ORVI_LINE("<CheckInDeinit> failed: call SetStAiTaskBasicInfo failed."));
+                             [] { ORVI_LOG_ERROR("<CheckInDeinit> failed: call SetStAiTaskBasicInfo failed."); });
 }
 
 }  // namespace OrviAiService

@@ -66,9 +66,9 @@ void SayAiLockStateChange(Stage stage, const Sending& sending) {
 namespace {
 
 // `failed` is the method's line.
-int DirectorSendMsgToVision(const Request& request, const LogLine& failed) {
+int DirectorSendMsgToVision(const Request& request, LogLine failed) {
     constexpr int32_t NUMBER = 0;
-    return Transact(request, &NUMBER, {failed});
+    return Transact(request, &NUMBER, failed);
 }
 
 }  // namespace
@@ -106,30 +106,30 @@ int AiSrvServiceProxy::CreateDirectorTrackProxy() const {
         return -1;
     }
     ORVI_LOG_INFO("<AiSrvServiceProxy::CreateDirectorTrackProxy> send create director msg");
-    return DirectorSendMsgToVision(
-        Requests::DIRECTOR_CREATE,
-        ORVI_LINE("<AiSrvServiceProxy::CreateDirectorTrackProxy> DirectorSendMsgToVision failed."));
+    return DirectorSendMsgToVision(Requests::DIRECTOR_CREATE, [] {
+        ORVI_LOG_ERROR("<AiSrvServiceProxy::CreateDirectorTrackProxy> DirectorSendMsgToVision failed.");
+    });
 }
 
 int AiSrvServiceProxy::RemoveDirectorTrackProxy() const {
     ORVI_LOG_INFO("<AiSrvServiceProxy::RemoveDirectorTrackProxy> send  remove director msg.");
-    return DirectorSendMsgToVision(
-        Requests::DIRECTOR_REMOVE,
-        ORVI_LINE("<AiSrvServiceProxy::RemoveDirectorTrackProxy> DirectorSendMsgToVision failed."));
+    return DirectorSendMsgToVision(Requests::DIRECTOR_REMOVE, [] {
+        ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDirectorTrackProxy> DirectorSendMsgToVision failed.");
+    });
 }
 
 int AiSrvServiceProxy::StartDirectorTrackProxy() const {
     ORVI_LOG_INFO("<AiSrvServiceProxy::StartDirectorTrackProxy> send start director msg.");
-    return DirectorSendMsgToVision(
-        Requests::DIRECTOR_START,
-        ORVI_LINE("<AiSrvServiceProxy::StartDirectorTrackProxy> DirectorSendMsgToVision failed."));
+    return DirectorSendMsgToVision(Requests::DIRECTOR_START, [] {
+        ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDirectorTrackProxy> DirectorSendMsgToVision failed.");
+    });
 }
 
 int AiSrvServiceProxy::StopDirectorTrackProxy() const {
     ORVI_LOG_INFO("<AiSrvServiceProxy::StopDirectorTrackProxy> send stop director msg.");
-    return DirectorSendMsgToVision(
-        Requests::DIRECTOR_STOP,
-        ORVI_LINE("<AiSrvServiceProxy::StopDirectorTrackProxy> DirectorSendMsgToVision failed."));
+    return DirectorSendMsgToVision(Requests::DIRECTOR_STOP, [] {
+        ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDirectorTrackProxy> DirectorSendMsgToVision failed.");
+    });
 }
 
 int AiSrvServiceProxy::AiLockStateChange(int lockState) const {

@@ -85,9 +85,10 @@ void SayRemoveDetectTrackProxy(Stage stage, const Sending& sending) {
 }
 
 int AiSrvServiceProxy::RemoveDetectTrackProxy(tagAiDetClientInfo& info) {
-    if (Transact(Requests::DETECTOR_DESTROY, &info,
-                 {{}, ORVI_LINE("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call memcpy_s failed.")},
-                 &info) != 0) {
+    if (Transact(
+            Requests::DETECTOR_DESTROY, &info, nullptr,
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call memcpy_s failed."); },
+            &info) != 0) {
         return -1;
     }
     EraseFaceCallback(info.sourceId);
@@ -119,8 +120,9 @@ void SayStartDetectTrackProxy(Stage stage, const Sending& sending) {
 }
 
 int AiSrvServiceProxy::StartDetectTrackProxy(tagAiDetClientInfo& info) {
-    return Transact(Requests::DETECTOR_START, &info,
-                    {{}, ORVI_LINE("<AiSrvServiceProxy::StartDetectTrackProxy> failed: call memcpy_s failed.")}, &info);
+    return Transact(
+        Requests::DETECTOR_START, &info, nullptr,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: call memcpy_s failed."); }, &info);
 }
 
 void SayStopDetectTrackProxy(Stage stage, const Sending& sending) {
@@ -147,8 +149,9 @@ void SayStopDetectTrackProxy(Stage stage, const Sending& sending) {
 }
 
 int AiSrvServiceProxy::StopDetectTrackProxy(tagAiDetClientInfo& info) {
-    return Transact(Requests::DETECTOR_STOP, &info,
-                    {{}, ORVI_LINE("<AiSrvServiceProxy::StopDetectTrackProxy> failed: call memcpy_s failed.")}, &info);
+    return Transact(
+        Requests::DETECTOR_STOP, &info, nullptr,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: call memcpy_s failed."); }, &info);
 }
 
 }  // namespace OrviAiService

@@ -7,25 +7,24 @@
 namespace OrviAiService {
 int AiSrvServiceProxy::LargeModelInit(OrviAiLLMInitParams params) {
     ORVI_LOG_INFO("<AiSrvServiceProxy::LargeModelInit> enter serverType[%d]", params.serverType);
-    return Transact(Requests::LLM_INIT, &params, {ORVI_LINE("<LargeModelInit> call SendSynMsgToVision failed.")});
+    return Transact(Requests::LLM_INIT, &params,
+                    [] { ORVI_LOG_ERROR("<LargeModelInit> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::LargeModelRequest(OrviAiModelParams params) {
     ORVI_LOG_INFO("<AiSrvServiceProxy::LargeModelRequest> enter");
     OrviAiLLMReply unread;  // the reply has to fit its record; its contents do not matter
-    return Transact(Requests::LLM_REQUEST, &params,
-                    {ORVI_LINE("<LargeModelRequest> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<AiSrvServiceProxy::LargeModelRequest> failed: call memcpy_s failed.")},
-                    &unread);
+    return Transact(
+        Requests::LLM_REQUEST, &params, [] { ORVI_LOG_ERROR("<LargeModelRequest> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::LargeModelRequest> failed: call memcpy_s failed."); }, &unread);
 }
 
 int AiSrvServiceProxy::LargeModelDeInit(OrviAiLLMInitParams params) {
     ORVI_LOG_INFO("<AiSrvServiceProxy::LargeModelDeInit> enter");
     OrviAiLLMReply unread;  // the reply has to fit its record; its contents do not matter
-    return Transact(Requests::LLM_DEINIT, &params,
-                    {ORVI_LINE("<LargeModelDeInit> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<AiSrvServiceProxy::LargeModelDeInit> failed: call memcpy_s failed.")},
-                    &unread);
+    return Transact(
+        Requests::LLM_DEINIT, &params, [] { ORVI_LOG_ERROR("<LargeModelDeInit> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::LargeModelDeInit> failed: call memcpy_s failed."); }, &unread);
 }
 
 int AiSrvServiceProxy::GetLargeModelAbility(tagOrviAiAbility* ability) {

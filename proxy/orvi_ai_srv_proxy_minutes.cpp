@@ -25,9 +25,10 @@ int AiSrvServiceProxy::AiSrvMinutesStart(tagOrviAiMinutesConfInfo& confInfo) {
                        static_cast<uint32_t>(err2));
         return -1;
     }
-    return Transact(Requests::MINUTES_START, &request,
-                    {ORVI_LINE("<AiSrvMinutesStart> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<AiSrvMinutesStart> failed: response ret is error.")});
+    return Transact(
+        Requests::MINUTES_START, &request,
+        [] { ORVI_LOG_ERROR("<AiSrvMinutesStart> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvMinutesStart> failed: response ret is error."); });
 }
 
 int AiSrvServiceProxy::AiSrvMinutesStop() {
@@ -36,9 +37,9 @@ int AiSrvServiceProxy::AiSrvMinutesStop() {
         ORVI_LOG_ERROR("<AiSrvMinutesStop> ai srv has not inited.");
         return -1;
     }
-    return Transact(Requests::MINUTES_STOP, nullptr,
-                    {ORVI_LINE("<AiSrvMinutesStop> call SendSynMsgToVision failed."),
-                     ORVI_LINE("<AiSrvMinutesStop> failed: response ret is error.")});
+    return Transact(
+        Requests::MINUTES_STOP, nullptr, [] { ORVI_LOG_ERROR("<AiSrvMinutesStop> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvMinutesStop> failed: response ret is error."); });
 }
 
 }  // namespace OrviAiService

@@ -1,7 +1,6 @@
 // Nameplates.
 #include "client_log.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_channels.h"
 #include "requests.h"
 
 namespace OrviAiService {

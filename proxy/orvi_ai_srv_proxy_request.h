@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "client_log.h"
+#include "forked_child.h"
 #include "orvi_os_msg.h"
 #include "reply_ptr.h"
 #include "wire_records.h"
@@ -84,16 +85,13 @@ struct Exchange {
 // `room`, which has `request.mostReply` bytes; a larger reply clears them.
 Exchange Send(const Request& request, const void* payload, void* room = nullptr);
 
-// The lines of the method that a request is made for.
-struct Words {
-    LogLine notSent = {};
-    LogLine refused = {};
-};
+// The same with the lines of the method that it is made for, null for none: `notSent` and `refused` stand for the two
+// outcomes. Releases the reply. 0, or -1. `replyLength`, set on success, receives how many bytes the reply had.
+int Transact(const Request& request, const void* payload, LogLine notSent = nullptr, LogLine refused = nullptr,
+             void* room = nullptr, uint32_t* replyLength = nullptr);
 
-// The same with the method's lines at error level; releases the reply. 0, or -1. `replyLength`, set on success, receives
-// how many bytes the reply had.
-int Transact(const Request& request, const void* payload, const Words& words = {}, void* room = nullptr,
-             uint32_t* replyLength = nullptr);
+// Sends a request of the face task whose reply is a verdict: 0, the service's non-zero byte, or -1 when the send fails.
+int SendSynMsgToFaceReturnInt(const Request& request, const void* payload);
 
 enum class Addressing { DONE, PROC_FAILED, TASK_FAILED };
 
@@ -107,7 +105,14 @@ int SetStAiTaskBasicInfo(tagAiTaskBasicInfo& info);
 void PauseIfServiceDown();
 
 // True, with an error line, in a forked child: the bus must not be asked for anything there.
-bool RefusedInForkedChild(uint32_t msgId);
+void LogForkedChild(uint32_t msgId);
+inline bool RefusedInForkedChild(uint32_t msgId) {
+    if (!ForkedChild()) {
+        return false;
+    }
+    LogForkedChild(msgId);
+    return true;
+}
 
 }  // namespace OrviAiService
 
