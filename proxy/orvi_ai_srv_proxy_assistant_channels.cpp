@@ -1,6 +1,6 @@
 // What the four senders to the voice assistant's tasks say in the log.
 #include "client_log.h"
-#include "requests.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 

@@ -3,7 +3,7 @@
 
 #include "client_log.h"
 #include "orvi_ai_srv_proxy.h"
-#include "requests.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 int AiSrvServiceProxy::AssistantWakeUp(OrviAiAssistantRunningMode mode) {

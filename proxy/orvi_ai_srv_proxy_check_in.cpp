@@ -4,7 +4,7 @@
 #include "client_log.h"
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_securec.h"
-#include "requests.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {

@@ -6,7 +6,7 @@
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_ai_srv_proxy_channels.h"
 #include "orvi_securec.h"
-#include "requests.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {

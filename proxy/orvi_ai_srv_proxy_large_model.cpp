@@ -1,7 +1,7 @@
 // The large model: records handed to the service as they are, and what the device offers.
 #include "client_log.h"
 #include "orvi_ai_srv_proxy.h"
-#include "requests.h"
+#include "request_rows.h"
 #include "wire_records.h"
 
 namespace OrviAiService {

@@ -5,7 +5,7 @@
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_os_thread.h"
 #include "orvi_securec.h"
-#include "requests.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {

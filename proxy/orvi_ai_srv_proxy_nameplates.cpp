@@ -1,7 +1,7 @@
 // Nameplates.
 #include "client_log.h"
 #include "orvi_ai_srv_proxy.h"
-#include "requests.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 

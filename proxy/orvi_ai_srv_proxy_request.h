@@ -1,4 +1,4 @@
-// The one path of every request. A row (requests.h) says what a request is; Send() builds its block, sends it, judges
+// The one path of every request. A row (request_rows.h) says what a request is; Send() builds its block, sends it, judges
 // the reply and copies it out. What the log says on the way is the sender's: its speaker is told where the request is.
 #ifndef ORVI_AI_SRV_PROXY_REQUEST_H
 #define ORVI_AI_SRV_PROXY_REQUEST_H

@@ -1,7 +1,7 @@
 // Every message that the library sends, one row each: the only place that says where it goes, how long it waits, what
 // it carries and which reply makes it a success.
-#ifndef ORVI_PROXY_REQUESTS_H
-#define ORVI_PROXY_REQUESTS_H
+#ifndef ORVI_PROXY_REQUEST_ROWS_H
+#define ORVI_PROXY_REQUEST_ROWS_H
 
 #include "message_ids.h"
 #include "orvi_ai_srv_proxy_request.h"
