@@ -1,5 +1,4 @@
 #include <chrono>
-#include <functional>
 
 #include "dispatch_scope.h"
 #include "fake_platform.h"
@@ -25,27 +24,6 @@ TEST_F(Director, TheDirectorHasNoInitialisation) {
     EXPECT_EQ(OrviAiSrvDirectorDeInit(), -1);
     EXPECT_EQ(platform.Take(), (Lines{"info <OrviAiSrvDirectorInit> The director is turned on by default.",
                                       "info <OrviAiSrvDirectorDeInit> Director does not deinitialize."}));
-}
-
-TEST_F(Director, DirectorRequestsCarryANumber) {
-    Init();
-    for (const int state : {-7, 0, INT32_MIN}) {
-        platform.QueueReply({0});
-        EXPECT_EQ(OrviAiLockStateChange(state), 0);
-        EXPECT_EQ(platform.LastPayload(), BytesOf(state));
-    }
-    using Method = int (AiSrvServiceProxy::*)() const;
-    const Method methods[] = {
-        &AiSrvServiceProxy::CreateDirectorTrackProxy,
-        &AiSrvServiceProxy::RemoveDirectorTrackProxy,
-        &AiSrvServiceProxy::StartDirectorTrackProxy,
-        &AiSrvServiceProxy::StopDirectorTrackProxy,
-    };
-    for (const Method method : methods) {
-        platform.QueueReply({0});
-        EXPECT_EQ(std::invoke(method, proxy), 0);
-        EXPECT_EQ(platform.LastPayload(), BytesOf(0));
-    }
 }
 
 // --- The wait for the service ---
