@@ -4,7 +4,7 @@
 
 : "${root:?}" "${jobs:?}"
 
-product_dirs=(include interface proxy platform host simulator tools examples)
+product_dirs=(include interface proxy platform host protocol simulator tools examples)
 
 # list_files DIR... -- PATTERN...: the files below the directories that exist, one a line.
 list_files() {

@@ -8,16 +8,33 @@
  *    callback runs there, one at a time, so a slow callback holds up the messages behind it. A callback may
  *    call any function of the library, synchronous requests included, replace itself, destroy its own
  *    detector, or end the process. An exception that leaves a callback is caught and logged.
- * 3. Results. Functions return an int: 0 for success, -1 for failure. The reason of a failure is in the log.
- *    No function throws, none tries a failed request again.
- * 4. Waiting. A synchronous request blocks its caller until the service answers, at most 3 s where nothing
- *    else is said; the death of the service ends it at once.
+ * 3. Results. Functions return an int: 0 for success, -1 for failure. The reason of a failure is an error line
+ *    in the log; where a function fails without a line that shows at the log's default level, error, it says
+ *    so. No function throws, none tries a failed request again.
+ * 4. Waiting. A synchronous request blocks its caller until the service replies, at most 3 s where nothing
+ *    else is said; the death of the service ends it at once. A service that is stopped or hangs does not: a
+ *    request to it takes its full wait. An orderly end that destroys its detectors takes up to 25 s for each
+ *    of them then; an application that must leave sooner just calls exit(), which waits for nothing of the
+ *    library's: the service learns of the end from the bus.
  * 5. Arguments. Records are little-endian with the sizes given here. They are read during the call only and
  *    stay the caller's. Texts are bytes that end with a NUL inside their field.
  * 6. Payloads given to a callback belong to the message bus: read them during the call, copy what is to be
  *    kept, never free them. No length is given; a payload carries its own or is fixed. It is null when the
  *    message had none.
  * 7. Memory that a function hands out says beside it how to release it.
+ * 8. Sizes. The message bus of a workstation carries payloads of up to 16 MiB (16777216 bytes), replies
+ *    included; a longer one is refused with -1 before anything of it is sent. Of the requests only
+ *    OrviAiAssistantUpdateKeyWord can be that long.
+ * 9. Restarts. A service that restarts has forgotten its clients and all that they had set up. The library
+ *    sends nothing again by itself: after ORVI_AI_EVENT_SERVICE_START call OrviAiSrvApiInit once more, then
+ *    set up again what is needed: detectors (destroy the old handles, which the new service does not know),
+ *    captions, nameplates, director, check-in, minutes, large model, hot words and intents. The callbacks
+ *    stay where they are.
+ * 10. Forks. The connection belongs to the process that made it. In a child that was forked after its parent
+ *    had called OrviAiSrvApiInit each function that needs the service fails with -1 at once, for good,
+ *    OrviAiSrvApiInit included, and no callback is called; the others work, and exit() is clean. None waits
+ *    for a lock that a thread of the parent held. The parent notices nothing. A child that was forked before
+ *    that is a process like any other. This holds for fork(), not for a child made past the C library.
  */
 #ifndef ORVI_AI_SRV_H
 #define ORVI_AI_SRV_H
@@ -200,8 +217,8 @@ typedef struct tagOrviAiSrvPhotoResult {
  *          never with free()
  *
  * Returns 0; -1 when a pointer is null, `count` is out of range, the service cannot be reached or has no
- * photo of these faces, memory is short, or the reply does not hold the photos that it announces. After a
- * failure nothing is to be released; `result` is as it was, or photoList is null and photoNums the number
+ * photo of these faces, memory is short, or the reply does not hold the photos that it announces. An id that
+ * the service does not know leaves no line in the log, only one in its trace output. After a failure nothing is to be released; `result` is as it was, or photoList is null and photoNums the number
  * that the service announced. */
 ORVI_AI_API int OrviAiSrvFaceDetectorGetById(void* handle, int* faceIds, int count, tagOrviAiSrvPhotoResult* result);
 
@@ -285,12 +302,14 @@ ORVI_AI_API int OrviAiSrvNamePlateDeInit(void);
 ORVI_AI_API int OrviAiSrvNamePlateStart(void);
 ORVI_AI_API int OrviAiSrvNamePlateStop(void);
 
-/* The camera director needs no preparation: these two do nothing and always return -1. */
+/* The camera director needs no preparation: these two do nothing and always return -1, without a line at the
+ * log's default level. */
 ORVI_AI_API int OrviAiSrvDirectorInit(void);
 ORVI_AI_API int OrviAiSrvDirectorDeInit(void);
 
 /* Starts and stops the camera director, which points the camera at who speaks. Returns 0 when the service has
- * answered, whatever the answer, and -1 when it has not; waits as long as the message bus allows. */
+ * replied, whatever the reply, and -1 when it has not; waits as long as the message bus does (25 s on a
+ * workstation). */
 ORVI_AI_API int OrviAiSrvDirectorStart(void);
 ORVI_AI_API int OrviAiSrvDirectorStop(void);
 
@@ -360,17 +379,18 @@ ORVI_AI_API int OrviAiSrvCheckInStopReport(void);
 /* Forgets the check-in data; ORVI_AI_EVENT_CHECKIN_CLEARED tells when that is done. */
 ORVI_AI_API int OrviAiSrvCheckInClearData(void);
 
-/* Copies page `pageNum`, 1 to 56, of a view of the check-in data into `*checkinData`. An answer shorter than the
+/* Copies page `pageNum`, 1 to 56, of a view of the check-in data into `*checkinData`. A reply shorter than the
  * record fills its beginning and leaves the rest as it was. Returns -1 also when `checkinData` is null, the
- * view or the page is out of range, or the answer is larger than the record, which is then cleared. */
+ * view or the page is out of range (these three without a line at the log's default level), or the reply is
+ * larger than the record, which is then cleared. */
 ORVI_AI_API int OrviAiSrvGetCheckinData(tagCheckinTotalData* checkinData, OrviAiCheckInShowType showType,
                                         uint32_t pageNum);
 
 /* Copies the check-in photo of a user into `photoBuffer`, in the service's encoding. `userId` is NUL-terminated
  * and has at most 255 characters; `userIdLen`, 1 to 256, is passed on as it is. `*photoLen` is the size of the
  * buffer in bytes and becomes the size of the photo, 0 when there is none. Returns -1 also when a pointer is
- * null, a length is out of range, the id is too long, or the photo is larger than the buffer, which is then
- * cleared; `*photoLen` is unchanged after a failure. */
+ * null or a length is out of range (these without a line at the log's default level), the id is too long, or
+ * the photo is larger than the buffer, which is then cleared; `*photoLen` is unchanged after a failure. */
 ORVI_AI_API int OrviAiSrvGetCheckinPhoto(const char* userId, uint32_t userIdLen, uint8_t* photoBuffer,
                                          uint32_t* photoLen);
 
@@ -404,11 +424,11 @@ typedef struct tagOrviAiAbility {
     int32_t isFastDirectorSupported;
     int32_t isSignSupported;
     int32_t isNamePlateSupported;
-    int32_t isVoiceAssistSupported; /* answered by the service */
+    int32_t isVoiceAssistSupported; /* the service tells */
     int32_t isCaptionSupported;
     int32_t isFaceDetectorSupported;
     int32_t isMinutesSignature;
-    uint8_t isTzCloudLLM; /* cloud large model; answered by the service */
+    uint8_t isTzCloudLLM; /* cloud large model; the service tells */
     uint8_t reserved[3];
 } tagOrviAiAbility;
 ORVI_AI_RECORD_SIZE(tagOrviAiAbility, 48);
@@ -423,7 +443,7 @@ ORVI_AI_API int OrviAiSrvGetVersion(char* version, int32_t len);
 
 /* Clears `*ability` and fills it from the device's configuration. Where the configuration allows a large
  * model, the service is asked whether it offers the large model and the voice assistant (convention 4);
- * without an answer those two are 0 and the call still succeeds. Nothing is kept from call to call.
+ * without a reply those two are 0 and the call still succeeds. Nothing is kept from call to call.
  *
  * Returns 0; -1 when `ability` is null, or when the configuration cannot be read: the record is all zero
  * then. */
@@ -433,11 +453,11 @@ ORVI_AI_API int OrviAiSrvGetAbility(tagOrviAiAbility* ability);
  * Large model
  *
  * The library hands each record to the service as it is and keeps no state: the service decides in which
- * order the requests make sense. Answers arrive at the main callback: ORVI_AI_STATUS_LARGE_MODEL after an
+ * order the requests make sense. Results arrive at the main callback: ORVI_AI_STATUS_LARGE_MODEL after an
  * initialisation, and the three ORVI_AI_EVENT_LARGE_MODEL_* events, whose payloads are the service's.
  *
- * The functions return 0 when the service has answered the request, whatever it answered; -1 when the
- * request cannot be sent, no answer comes in time, or (request and de-initialisation) the answer has more
+ * The functions return 0 when the service has replied to the request, whatever it said; -1 when the
+ * request cannot be sent, no reply comes in time, or (request and de-initialisation) the reply has more
  * than 52 bytes.
  * ------------------------------------------------------------------------------------------------------ */
 
@@ -583,21 +603,22 @@ ORVI_AI_API int OrviAiAssistantWakeUp(OrviAiAssistantRunningMode mode);
 ORVI_AI_API int OrviAiAssistantSleep(void);
 
 /* Asks for the assistant's status and waits for it (convention 4). Returns the status itself; 0 when the
- * request cannot be sent, no answer comes, or the answer has more than 4 bytes. A shorter answer sets the
+ * request cannot be sent, no reply comes, or the reply has more than 4 bytes. A shorter reply sets the
  * lower bytes. */
 ORVI_AI_API OrviAiAssistantStatus OrviAiAssistantGetStatus(void);
 
-/* Asks for the page info and waits for it (convention 4). A shorter answer fills as many bytes from the
+/* Asks for the page info and waits for it (convention 4). A shorter reply fills as many bytes from the
  * start; of the rest the first four bytes are 0 and the others keep what stood there.
  *
- * Returns 0; -1 when `pageInfo` is null, when the request cannot be sent or no answer comes (the first four
- * bytes are 0 then), or when the answer has more than 44 bytes (the record is all zero then). */
+ * Returns 0; -1 when `pageInfo` is null, when the request cannot be sent or no reply comes (the first four
+ * bytes are 0 then), or when the reply has more than 44 bytes (the record is all zero then). */
 ORVI_AI_API int OrviAiAssistantGetPageInfo(OrviAiAssistantPageInfo* pageInfo);
 
 /* Sets the page info. */
 ORVI_AI_API int OrviAiAssistantSetPageInfo(OrviAiAssistantPageInfo pageInfo);
 
-/* Fills in the two figures; asks nobody and needs no initialisation. Returns 0; -1 when `ability` is null. */
+/* Fills in the two figures; asks nobody and needs no initialisation. Returns 0; -1 when `ability` is null,
+ * without a line in the log. */
 ORVI_AI_API int OrviAiAssistantGetAbility(OrviAiAssistantAbility* ability);
 
 #ifdef __cplusplus

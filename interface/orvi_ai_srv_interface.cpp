@@ -1,10 +1,9 @@
 // The exported functions of the vision service: check, log, one call of the proxy, map the result.
 #include <cstdlib>
-#include <cstring>
 
 #include "bounded_text.h"
-#include "capability_record.h"
 #include "client_log.h"
+#include "device_capability.h"
 #include "orvi_ai_srv.h"
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_os_msg.h"
@@ -12,16 +11,19 @@
 
 using OrviAiService::AiSrvServiceProxy;
 using OrviAiService::BoundedText;
+using OrviAiService::LogLine;
 
 namespace {
 
 // Logs how a request went, in the function's own words; 0, or -1 for every other result.
-int Outcome(int result, const char* failed, const char* succeeded) {
+int Outcome(int result, LogLine failed, LogLine succeeded = nullptr) {
     if (result != 0) {
-        ORVI_LOG_ERROR("%s", failed);
+        failed();
         return -1;
     }
-    ORVI_LOG_INFO("%s", succeeded);
+    if (succeeded != nullptr) {
+        succeeded();
+    }
     return 0;
 }
 
@@ -57,39 +59,6 @@ int OrviAiSrvApiDeinit() {
 }
 
 // --- Face detection ---
-
-namespace {
-
-// The words of a request on an existing detector.
-struct DetectorWords {
-    const char* function;
-    const char* begin;
-    const char* failure;
-    const char* method;
-};
-constexpr DetectorWords DESTROY = {"OrviAiSrvDestroyFaceDetector", "destroy", "destory", "RemoveDetectTrackProxy"};
-constexpr DetectorWords START = {"OrviAiSrvStartFaceDetector", "start", "start", "StartDetectTrackProxy"};
-constexpr DetectorWords STOP = {"OrviAiSrvStopFaceDetector", "stop", "stop", "StopDetectTrackProxy"};
-
-// The detector of a handle, or null.
-tagAiDetClientInfo* BeginDetectorRequest(const DetectorWords& words, void* handle) {
-    ORVI_LOG_INFO("<%s> %s face detector request begin.", words.function, words.begin);
-    if (handle == nullptr) {
-        ORVI_LOG_ERROR("<%s> failed: handle is null pointer.", words.function);
-    }
-    return static_cast<tagAiDetClientInfo*>(handle);
-}
-
-int EndDetectorRequest(const DetectorWords& words, int result) {
-    if (result != 0) {
-        ORVI_LOG_ERROR("<%s> %s face detector failed: call %s failed.", words.function, words.failure, words.method);
-        return -1;
-    }
-    ORVI_LOG_INFO("<%s> %s face detector request succeed.", words.function, words.begin);
-    return 0;
-}
-
-}  // namespace
 
 int OrviAiSrvCreateFaceDetector(void** handle, int sourceId, int frameRate, uint8_t needReID,
                                 OrviAiSrvFaceCallback callback) {
@@ -139,32 +108,57 @@ int OrviAiSrvCreateFaceDetector(void** handle, int sourceId, int frameRate, uint
 }
 
 int OrviAiSrvDestroyFaceDetector(void* handle) {
-    tagAiDetClientInfo* const info = BeginDetectorRequest(DESTROY, handle);
-    if (info == nullptr) {
+    ORVI_LOG_INFO("<OrviAiSrvDestroyFaceDetector> destroy face detector request begin.");
+    if (handle == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvDestroyFaceDetector> failed: handle is null pointer.");
         return -1;
     }
-    const int result = AiSrvServiceProxy::GetInstance().RemoveDetectTrackProxy(*info);
-    free(info);
-    return EndDetectorRequest(DESTROY, result);
+    auto& info = *static_cast<tagAiDetClientInfo*>(handle);
+    const int result = AiSrvServiceProxy::GetInstance().RemoveDetectTrackProxy(info);
+    free(handle);
+    return Outcome(
+        result,
+        [] {
+            ORVI_LOG_ERROR(
+                "<OrviAiSrvDestroyFaceDetector> destory face detector failed: call RemoveDetectTrackProxy failed.");
+        },
+        [] { ORVI_LOG_INFO("<OrviAiSrvDestroyFaceDetector> destroy face detector request succeed."); });
 }
 
 int OrviAiSrvStartFaceDetector(void* handle) {
-    tagAiDetClientInfo* const info = BeginDetectorRequest(START, handle);
-    if (info == nullptr) {
+    ORVI_LOG_INFO("<OrviAiSrvStartFaceDetector> start face detector request begin.");
+    if (handle == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvStartFaceDetector> failed: handle is null pointer.");
         return -1;
     }
+    auto& info = *static_cast<tagAiDetClientInfo*>(handle);
     ORVI_LOG_INFO("<OrviAiSrvStartFaceDetector> succeed: client info, proc=%s, task=%s, cpu=%d, sourceId=%d, status=%d",
-                  BoundedText(info->address.proc).Text(), BoundedText(info->address.task).Text(), info->address.cpu,
-                  info->sourceId, info->status);
-    return EndDetectorRequest(START, AiSrvServiceProxy::GetInstance().StartDetectTrackProxy(*info));
+                  BoundedText(info.address.proc).Text(), BoundedText(info.address.task).Text(), info.address.cpu,
+                  info.sourceId, info.status);
+    const int result = AiSrvServiceProxy::GetInstance().StartDetectTrackProxy(info);
+    return Outcome(
+        result,
+        [] {
+            ORVI_LOG_ERROR(
+                "<OrviAiSrvStartFaceDetector> start face detector failed: call StartDetectTrackProxy failed.");
+        },
+        [] { ORVI_LOG_INFO("<OrviAiSrvStartFaceDetector> start face detector request succeed."); });
 }
 
 int OrviAiSrvStopFaceDetector(void* handle) {
-    tagAiDetClientInfo* const info = BeginDetectorRequest(STOP, handle);
-    if (info == nullptr) {
+    ORVI_LOG_INFO("<OrviAiSrvStopFaceDetector> stop face detector request begin.");
+    if (handle == nullptr) {
+        ORVI_LOG_ERROR("<OrviAiSrvStopFaceDetector> failed: handle is null pointer.");
         return -1;
     }
-    return EndDetectorRequest(STOP, AiSrvServiceProxy::GetInstance().StopDetectTrackProxy(*info));
+    auto& info = *static_cast<tagAiDetClientInfo*>(handle);
+    const int result = AiSrvServiceProxy::GetInstance().StopDetectTrackProxy(info);
+    return Outcome(
+        result,
+        [] {
+            ORVI_LOG_ERROR("<OrviAiSrvStopFaceDetector> stop face detector failed: call StopDetectTrackProxy failed.");
+        },
+        [] { ORVI_LOG_INFO("<OrviAiSrvStopFaceDetector> stop face detector request succeed."); });
 }
 
 int OrviAiSrvFaceDetectorGetById(void* handle, int* faceIds, int count, tagOrviAiSrvPhotoResult* result) {
@@ -196,14 +190,18 @@ int OrviAiSrvCaptionInit(OrviAiCaptionCallback callback) {
         ORVI_LOG_ERROR("<OrviAiSrvCaptionInit> callback is nullptr");
         return -1;
     }
-    return Outcome(AiSrvServiceProxy::GetInstance().CaptionInit(callback),
-                   "<OrviAiSrvCaptionInit> init request failed.", "<OrviAiSrvCaptionInit> succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().CaptionInit(callback),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvCaptionInit> init request failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvCaptionInit> succeed."); });
 }
 
 int OrviAiSrvCaptionDeInit() {
     ORVI_LOG_INFO("<OrviAiSrvCaptionDeInit> deinit request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().CaptionDeinit(), "<OrviAiSrvCaptionDeInit> deinit request failed.",
-                   "<OrviAiSrvCaptionDeInit> succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().CaptionDeinit(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvCaptionDeInit> deinit request failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvCaptionDeInit> succeed."); });
 }
 
 int OrviAiSrvCaptionStart(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption) {
@@ -212,44 +210,52 @@ int OrviAiSrvCaptionStart(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption) 
         ORVI_LOG_ERROR("<OrviAiSrvCaptionStart> start caption failed: confInfo is nullptr");
         return -1;
     }
-    return Outcome(AiSrvServiceProxy::GetInstance().StartCaptionProxy(confInfo, isReportCaption),
-                   "<OrviAiSrvCaptionStart> start Caption failed: call StartCaptionProxy failed.",
-                   "<OrviAiSrvCaptionStart> start Caption request succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StartCaptionProxy(confInfo, isReportCaption),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvCaptionStart> start Caption failed: call StartCaptionProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvCaptionStart> start Caption request succeed."); });
 }
 
 int OrviAiSrvCaptionStop() {
     ORVI_LOG_INFO("<OrviAiSrvCaptionStop> stop Caption request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StopCaptionProxy(),
-                   "<OrviAiSrvCaptionStop> stop Caption failed: call StopCaptionProxy failed.",
-                   "<OrviAiSrvCaptionStop> stop Caption request succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StopCaptionProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvCaptionStop> stop Caption failed: call StopCaptionProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvCaptionStop> stop Caption request succeed."); });
 }
 
 // --- Nameplates, director, lock state ---
 
 int OrviAiSrvNamePlateInit() {
     ORVI_LOG_INFO("<OrviAiSrvNamePlateInit> init request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().NameplateInit(), "<OrviAiSrvNamePlateInit> init request failed.",
-                   "<OrviAiSrvNamePlateInit> succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().NameplateInit(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvNamePlateInit> init request failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvNamePlateInit> succeed."); });
 }
 
 int OrviAiSrvNamePlateDeInit() {
     ORVI_LOG_INFO("<OrviAiSrvNamePlateDeInit> deinit request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().NameplateDeinit(),
-                   "<OrviAiSrvNamePlateDeInit> deinit request failed.", "<OrviAiSrvNamePlateDeInit> succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().NameplateDeinit(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvNamePlateDeInit> deinit request failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvNamePlateDeInit> succeed."); });
 }
 
 int OrviAiSrvNamePlateStart() {
     ORVI_LOG_INFO("<OrviAiSrvNamePlateStart> start nameplate request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StartNameplateProxy(),
-                   "<OrviAiSrvNamePlateStart> start nameplate failed: call StartNameplateProxy failed.",
-                   "<OrviAiSrvNamePlateStart> start nameplate request succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StartNameplateProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvNamePlateStart> start nameplate failed: call StartNameplateProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvNamePlateStart> start nameplate request succeed."); });
 }
 
 int OrviAiSrvNamePlateStop() {
     ORVI_LOG_INFO("<OrviAiSrvNamePlateStop> stop nameplate request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StopNameplateProxy(),
-                   "<OrviAiSrvNamePlateStop> stop nameplate failed: call StopNameplateProxy failed.",
-                   "<OrviAiSrvNamePlateStop> stop nameplate request succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StopNameplateProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvNamePlateStop> stop nameplate failed: call StopNameplateProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvNamePlateStop> stop nameplate request succeed."); });
 }
 
 int OrviAiSrvDirectorInit() {
@@ -264,59 +270,51 @@ int OrviAiSrvDirectorDeInit() {
 
 int OrviAiSrvDirectorStart() {
     ORVI_LOG_INFO("<OrviAiSrvDirectorStart> start director request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StartDirectorTrackProxy(),
-                   "<OrviAiSrvDirectorStart> StartDirectorTrackProxy failed.",
-                   "<OrviAiSrvDirectorStart> start director request succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StartDirectorTrackProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvDirectorStart> StartDirectorTrackProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvDirectorStart> start director request succeed."); });
 }
 
 int OrviAiSrvDirectorStop() {
     ORVI_LOG_INFO("<OrviAiSrvDirectorStop> stop director request begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().StopDirectorTrackProxy(),
-                   "<OrviAiSrvDirectorStop> StopDirectorTrackProxy failed.",
-                   "<OrviAiSrvDirectorStop> stop director request succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().StopDirectorTrackProxy(),
+        [] { ORVI_LOG_ERROR("<OrviAiSrvDirectorStop> StopDirectorTrackProxy failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiSrvDirectorStop> stop director request succeed."); });
 }
 
 int OrviAiLockStateChange(int lockState) {
     ORVI_LOG_INFO("<OrviAiLockStateChange> begin.");
-    return Outcome(AiSrvServiceProxy::GetInstance().AiLockStateChange(lockState),
-                   "<OrviAiLockStateChange> AiLockStateChange failed.", "<OrviAiLockStateChange> succeed.");
+    return Outcome(
+        AiSrvServiceProxy::GetInstance().AiLockStateChange(lockState),
+        [] { ORVI_LOG_ERROR("<OrviAiLockStateChange> AiLockStateChange failed."); },
+        [] { ORVI_LOG_INFO("<OrviAiLockStateChange> succeed."); });
 }
 
 // --- Check-in ---
 
-namespace {
-
-void LogCheckInBegin(const char* function) {
-    ORVI_LOG_INFO("<%s> init request begin.", function);
-}
-
-int CheckInOutcome(int result, const char* function) {
-    if (result != 0) {
-        ORVI_LOG_ERROR("<%s> init request failed.", function);
-        return -1;
-    }
-    return 0;
-}
-
-}  // namespace
-
 int OrviAiSrvCheckInInit() {
-    LogCheckInBegin(__func__);
-    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInInit(), __func__);
+    ORVI_LOG_INFO("<OrviAiSrvCheckInInit> init request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().CheckInInit(),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInInit> init request failed."); });
 }
 
 int OrviAiSrvCheckInStart(tagOrviAiConfIdInfo confInfo) {
-    LogCheckInBegin(__func__);
-    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInStart(confInfo), __func__);
+    ORVI_LOG_INFO("<OrviAiSrvCheckInStart> init request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().CheckInStart(confInfo),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInStart> init request failed."); });
 }
 
 int OrviAiSrvCheckInStartReport(tagOrviAiCheckinType type, tagOrviAiConfIdInfo confInfo) {
-    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInStartReport(type, confInfo), __func__);
+    return Outcome(AiSrvServiceProxy::GetInstance().CheckInStartReport(type, confInfo),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInStartReport> init request failed."); });
 }
 
 int OrviAiSrvCheckInStopReport() {
-    LogCheckInBegin(__func__);
-    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInStoptReport(), __func__);
+    ORVI_LOG_INFO("<OrviAiSrvCheckInStopReport> init request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().CheckInStoptReport(),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInStopReport> init request failed."); });
 }
 
 int OrviAiSrvGetCheckinData(tagCheckinTotalData* checkinData, OrviAiCheckInShowType showType, uint32_t pageNum) {
@@ -332,7 +330,8 @@ int OrviAiSrvGetCheckinData(tagCheckinTotalData* checkinData, OrviAiCheckInShowT
         ORVI_LOG_INFO("<OrviAiSrvGetCheckinData> pageNum=%d is invalid.", static_cast<int>(pageNum));
         return -1;
     }
-    return CheckInOutcome(AiSrvServiceProxy::GetInstance().QueryCheckInData(checkinData, showType, pageNum), __func__);
+    return Outcome(AiSrvServiceProxy::GetInstance().QueryCheckInData(checkinData, showType, pageNum),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvGetCheckinData> init request failed."); });
 }
 
 int OrviAiSrvGetCheckinPhoto(const char* userId, uint32_t userIdLen, uint8_t* photoBuffer, uint32_t* photoLen) {
@@ -345,23 +344,26 @@ int OrviAiSrvGetCheckinPhoto(const char* userId, uint32_t userIdLen, uint8_t* ph
         return -1;
     }
     auto* const readOnly = const_cast<char*>(userId);  // the method's signature is fixed without const
-    return CheckInOutcome(
-        AiSrvServiceProxy::GetInstance().QueryCheckInPhoto(readOnly, userIdLen, photoBuffer, photoLen), __func__);
+    return Outcome(AiSrvServiceProxy::GetInstance().QueryCheckInPhoto(readOnly, userIdLen, photoBuffer, photoLen),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvGetCheckinPhoto> init request failed."); });
 }
 
 int OrviAiSrvCheckInStop() {
-    LogCheckInBegin(__func__);
-    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInStop(), __func__);
+    ORVI_LOG_INFO("<OrviAiSrvCheckInStop> init request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().CheckInStop(),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInStop> init request failed."); });
 }
 
 int OrviAiSrvCheckInClearData() {
-    LogCheckInBegin(__func__);
-    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInClearData(), __func__);
+    ORVI_LOG_INFO("<OrviAiSrvCheckInClearData> init request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().CheckInClearData(),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInClearData> init request failed."); });
 }
 
 int OrviAiSrvCheckInDeinit() {
-    LogCheckInBegin(__func__);
-    return CheckInOutcome(AiSrvServiceProxy::GetInstance().CheckInDeinit(), __func__);
+    ORVI_LOG_INFO("<OrviAiSrvCheckInDeinit> init request begin.");
+    return Outcome(AiSrvServiceProxy::GetInstance().CheckInDeinit(),
+                   [] { ORVI_LOG_ERROR("<OrviAiSrvCheckInDeinit> init request failed."); });
 }
 
 // --- Signature and minutes ---
@@ -393,13 +395,11 @@ int OrviAiSrvGetAbility(tagOrviAiAbility* ability) {
         return -1;
     }
     (void)memset_s(ability, sizeof(*ability), 0, sizeof(*ability));
-    const void* const configuration = OrviAiGetXmlData();
-    if (configuration == nullptr) {
+    OrviAiService::DeviceCapability device;
+    if (!OrviAiService::ReadDeviceCapability(device)) {
         ORVI_LOG_ERROR("<OrviAiSrvGetAbility> Api read xml failed");
         return -1;
     }
-    OrviAiService::CapabilityRecord device;
-    std::memcpy(&device, configuration, sizeof(device));
     if (device.largeModelA == 1 || device.largeModelB == 1) {
         const int ret = AiSrvServiceProxy::GetInstance().GetLargeModelAbility(ability);
         if (ret != 0) {

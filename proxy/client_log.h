@@ -16,6 +16,10 @@ constexpr uint32_t LOG_INFO = 3;
 inline void CheckTraceFormat(const char*, ...) __attribute__((format(printf, 1, 2)));
 inline void CheckTraceFormat(const char*, ...) {}
 
+// Writes a line whose time another function decides. A lambda beside its use, so that the record names the place that
+// it speaks for: [] { ORVI_LOG_ERROR("<Function> failed."); }
+using LogLine = void (*)();
+
 // Composes the format of one trace line into `line`, ORVI_AI_TRACE_LINE_SIZE bytes: the platform's prefix,
 // the function and source line, the message's own format. False, after one error trace, when it does not fit.
 bool ComposeTraceLine(char* line, uint32_t level, const char* function, uint32_t sourceLine, const char* format);

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cstring>
 
-#include "mutex.h"
+#include "annotated_mutex.h"
 
 namespace OrviAiService {
 namespace {
@@ -12,8 +12,7 @@ namespace {
 // A failed first initialisation may be repeated and then find another name, while requests are being made: a lock
 // rather than a publish-once pointer, and fixed storage, so that nothing has to be released at exit.
 Mutex g_namesMutex;
-ClientName g_msgProcName ORVI_GUARDED_BY(g_namesMutex) = {};
-ClientName g_msgTaskName ORVI_GUARDED_BY(g_namesMutex) = {};
+ClientNames g_names ORVI_GUARDED_BY(g_namesMutex) = {};
 
 }  // namespace
 
@@ -32,24 +31,33 @@ ClientName NameFromField(const char* field, size_t size) {
     return name;
 }
 
+ClientNames MsgNames() {
+    const MutexLock lock(g_namesMutex);
+    return g_names;
+}
+
 ClientName MsgProcName() {
     const MutexLock lock(g_namesMutex);
-    return g_msgProcName;
+    return g_names.proc;
 }
 
 ClientName MsgTaskName() {
     const MutexLock lock(g_namesMutex);
-    return g_msgTaskName;
+    return g_names.task;
 }
 
 void SetMsgProcName(const ClientName& name) {
     const MutexLock lock(g_namesMutex);
-    g_msgProcName = name;
+    g_names.proc = name;
 }
 
 void SetMsgTaskName(const ClientName& name) {
     const MutexLock lock(g_namesMutex);
-    g_msgTaskName = name;
+    g_names.task = name;
+}
+
+void RenewNamesLock() noexcept {
+    g_namesMutex.Renew();
 }
 
 }  // namespace OrviAiService

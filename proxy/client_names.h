@@ -20,12 +20,22 @@ ClientName NumberedName(const char* prefix, uint32_t number);
 // A name from a field of `size` bytes, which may lack its NUL.
 ClientName NameFromField(const char* field, size_t size);
 
+struct ClientNames {
+    ClientName proc;
+    ClientName task;
+};
+
 // Each returns a copy; any thread.
+ClientNames MsgNames();
 ClientName MsgProcName();
 ClientName MsgTaskName();
 
 void SetMsgProcName(const ClientName& name);
 void SetMsgTaskName(const ClientName& name);
+
+// For a forked child, which has one thread: nobody holds the names' lock any more. A name that was being set when the
+// process forked may be half set; it is still a text that ends.
+void RenewNamesLock() noexcept;
 
 }  // namespace OrviAiService
 

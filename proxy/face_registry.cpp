@@ -6,8 +6,9 @@
 #include <new>
 #include <unordered_map>
 
+#include "annotated_mutex.h"
 #include "dispatch_scope.h"
-#include "mutex.h"
+#include "forked_child.h"
 
 namespace OrviAiService {
 namespace {
@@ -44,6 +45,9 @@ Registry& g_registry = MakeRegistry();
 
 struct CloseAtExit {
     ~CloseAtExit() {
+        if (ForkedChild()) {
+            return;  // nothing is delivered here anyhow
+        }
         CallbackMap released;
         const MutexLock lock(g_registry.mutex);
         g_registry.closed.store(true);
@@ -83,6 +87,9 @@ class RunningScope {
         g_registry.running = &entry_;
     }
     ~RunningScope() {
+        if (ForkedChild()) {
+            return;  // the callback has forked: nobody here waits for its end
+        }
         const MutexLock lock(g_registry.mutex);
         Running** link = &g_registry.running;
         while (*link != &entry_) {
@@ -103,6 +110,9 @@ class RunningScope {
 }  // namespace
 
 bool StoreFaceCallback(int sourceId, OrviAiSrvFaceCallback callback) {
+    if (ForkedChild()) {
+        return false;
+    }
     const MutexLock lock(g_registry.mutex);
     if (g_registry.closed.load()) {
         return false;
@@ -121,12 +131,18 @@ bool StoreFaceCallback(int sourceId, OrviAiSrvFaceCallback callback) {
 }
 
 void EraseFaceCallback(int sourceId) {
+    if (ForkedChild()) {
+        return;
+    }
     const MutexLock lock(g_registry.mutex);
     g_registry.callbacks.erase(sourceId);
     WaitUntilFinished(sourceId);  // also when another thread has just removed it and still waits
 }
 
 bool CallFaceCallback(int sourceId, tagOrviAiSrvFaceDetEvent* event) {
+    if (ForkedChild()) {
+        return false;
+    }
     const DispatchScope dispatching;
     Running entry;
     g_registry.mutex.lock();
@@ -136,6 +152,10 @@ bool CallFaceCallback(int sourceId, tagOrviAiSrvFaceDetEvent* event) {
         return false;
     }
     const OrviAiSrvFaceCallback callback = found->second;
+    if (callback == nullptr) {
+        g_registry.mutex.unlock();
+        return true;
+    }
     const RunningScope running(sourceId, entry);
     g_registry.mutex.unlock();
     callback(event);
@@ -143,7 +163,7 @@ bool CallFaceCallback(int sourceId, tagOrviAiSrvFaceDetEvent* event) {
 }
 
 bool DispatchClosed() noexcept {
-    return g_registry.closed.load(std::memory_order_acquire);
+    return ForkedChild() || g_registry.closed.load(std::memory_order_acquire);
 }
 
 }  // namespace OrviAiService

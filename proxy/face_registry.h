@@ -6,9 +6,11 @@
 
 namespace OrviAiService {
 
-// Stores the callback of a source, replacing the one it had. Returns once the replaced callback no longer runs,
-// unless the calling thread is inside a callback itself. False, with nothing changed, when there is no memory or
-// the process is exiting.
+// In a forked child these functions touch nothing: the registry is as another thread may have left it in mid-change.
+
+// Stores the callback of a source, replacing the one it had; a null one takes the events and drops them. Returns once the replaced callback no longer runs,
+// unless the calling thread is inside a callback itself. False, with nothing changed, when there is no memory, the process is
+// exiting or it is a forked child.
 bool StoreFaceCallback(int sourceId, OrviAiSrvFaceCallback callback);
 
 // Removes the callback of a source, if it has one; returns when it no longer runs, with the same exception.
@@ -17,7 +19,7 @@ void EraseFaceCallback(int sourceId);
 // Calls the callback of a source, outside the lock. False when it has none.
 bool CallFaceCallback(int sourceId, tagOrviAiSrvFaceDetEvent* event);
 
-// True once the process is exiting: no message is delivered from then on.
+// True once the process is exiting, and in a forked child: no message is delivered from then on.
 bool DispatchClosed() noexcept;
 
 }  // namespace OrviAiService

@@ -29,8 +29,9 @@ class ORVI_AI_API AiSrvServiceProxy {
     int SetProxyInfo(tagAiTaskBasicInfo& info);
     static void* AiVisionProxyThread(void* unused);
 
-    // Request channels: orvi_ai_srv_proxy_channels.cpp. A method that returns 0 through `reply` hands over a block
-    // with data that the caller releases with OsMsgSynRespFree; after -1 there is nothing to release.
+    // Request channels: orvi_ai_srv_proxy_channels.cpp, on the path of orvi_ai_srv_proxy_request.h. A method that
+    // returns 0 through `reply` hands over a block with data that the caller releases with OsMsgSynRespFree; after -1
+    // there is nothing to release.
     int SendAsynMsgToVision(uint32_t msgId, uint8_t* data, uint32_t len) const;
     int SendSynMsgToVision(uint32_t msgId, uint8_t* data, uint32_t len, uint32_t waitTime, TagMsgBlock** reply);
     int SendSynMsgToVisionFaceTask(uint32_t msgId, uint8_t* data, uint32_t len, TagMsgBlock** reply);
@@ -55,18 +56,20 @@ class ORVI_AI_API AiSrvServiceProxy {
     int GetFaceDetectorById(tagAiDetClientInfo& info, int* faceIds, int count, tagOrviAiSrvPhotoResult* result);
 
     // Captions: orvi_ai_srv_proxy_captions.cpp
-    int CaptionInit(OrviAiCaptionCallback callback);  // the callback stays stored whatever the service answers
+    int CaptionInit(OrviAiCaptionCallback callback);  // the callback stays stored whatever the service replies
     int CaptionDeinit();
     int StartCaptionProxy(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption);
     int StopCaptionProxy();
 
-    // Nameplates, director, lock state: orvi_ai_srv_proxy_meeting.cpp. The nameplate methods return the service's
-    // verdict like SendSynMsgToFaceReturnInt. The service's answer to the others is not read.
+    // Nameplates: orvi_ai_srv_proxy_nameplates.cpp. They return the service's verdict like SendSynMsgToFaceReturnInt.
     int NameplateInit();
     int NameplateDeinit();
     int StartNameplateProxy();
     int StopNameplateProxy();
-    // Waits up to 10 s while the service is down, except inside a callback, where the wait could not end.
+
+    // Director, lock state: orvi_ai_srv_proxy_director.cpp. The service's reply is not read.
+    // Waits up to 10 s while the service is down, except inside a callback or a forked child, where the wait could
+    // not end.
     int CreateDirectorTrackProxy() const;
     int RemoveDirectorTrackProxy() const;
     int StartDirectorTrackProxy() const;

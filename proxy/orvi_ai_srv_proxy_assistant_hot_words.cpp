@@ -6,10 +6,9 @@
 
 #include "bounded_text.h"
 #include "client_log.h"
-#include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_assistant_channels.h"
 #include "orvi_securec.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {
@@ -60,15 +59,23 @@ Building BuildText(HotWordText& text, const AppId& appId, const std::string* wor
     return Building::DONE;
 }
 
-uint32_t UpdateMessage(OrviAiHotwordUpdateType type) {
+const Request& UpdateRequest(OrviAiHotwordUpdateType type) {
     switch (static_cast<int32_t>(type)) {
         case ORVI_AI_HOTWORD_UPDATE_TYPE1:
-            return AI_MSG_ASSISTANT_UPDATE_KEY_WORD_TYPE1;
+            return Requests::UPDATE_KEY_WORD_TYPE1;
         case ORVI_AI_HOTWORD_UPDATE_TYPE2:
-            return AI_MSG_ASSISTANT_UPDATE_KEY_WORD_TYPE2;
+            return Requests::UPDATE_KEY_WORD_TYPE2;
         default:
-            return AI_MSG_ASSISTANT_UPDATE_KEY_WORD;
+            return Requests::UPDATE_KEY_WORD;
     }
+}
+
+int SendMsgToVisionAssistantHotword(const Request& row, const HotWordText& text) {
+    Request request = row;
+    request.length = text.size;
+    ORVI_LOG_STORM("SendMsgToVisionAssistantHotword msgId %d, msgDataLen %d", request.msgId, request.length);
+    ORVI_LOG_INFO("SendMsgToVisionAssistantHotword msgId %d, msgDataLen %d", request.msgId, request.length);
+    return Transact(request, text.bytes.get());
 }
 
 }  // namespace
@@ -94,7 +101,7 @@ int AiSrvServiceProxy::AssistantInitKeyWord(tagOrviAppInfo appInfo) {
         case Building::DONE:
             break;
     }
-    if (SendMsgToVisionAssistantHotword(AI_MSG_ASSISTANT_INIT_KEY_WORD, text.bytes.get(), text.size) != 0) {
+    if (SendMsgToVisionAssistantHotword(Requests::INIT_KEY_WORD, text) != 0) {
         ORVI_LOG_ERROR("<AssistantInitKeyWord> SendSynMsg failed. appId[%s]", appId.Text());
         return -1;
     }
@@ -106,7 +113,7 @@ int AiSrvServiceProxy::AssistantUpdateKeyWord(tagOrviAppInfo appInfo, OrviAiHotw
     const AppId appId(appInfo.appId);
     const int typeNumber = static_cast<int>(type);
     ORVI_LOG_INFO("<AssistantUpdateKeyWord> enter, type[%d], appId[%s]", typeNumber, appId.Text());
-    const uint32_t msgId = UpdateMessage(type);
+    const Request& request = UpdateRequest(type);
     if (!appId.IsTerminated()) {
         ORVI_LOG_ERROR("<AssistantUpdateKeyWord> appid is not terminated, type[%d], appId[%s]", typeNumber,
                        appId.Text());
@@ -130,8 +137,8 @@ int AiSrvServiceProxy::AssistantUpdateKeyWord(tagOrviAppInfo appInfo, OrviAiHotw
         case Building::DONE:
             break;
     }
-    if (SendMsgToVisionAssistantHotword(msgId, text.bytes.get(), text.size) != 0) {
-        ORVI_LOG_ERROR("<AssistantUpdateKeyWord> SendSynMsg failed. msgId[0x%x], type[%d], appId[%s]", msgId,
+    if (SendMsgToVisionAssistantHotword(request, text) != 0) {
+        ORVI_LOG_ERROR("<AssistantUpdateKeyWord> SendSynMsg failed. msgId[0x%x], type[%d], appId[%s]", request.msgId,
                        typeNumber, appId.Text());
         return -1;
     }

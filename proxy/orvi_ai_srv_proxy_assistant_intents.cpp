@@ -3,27 +3,25 @@
 #include <cstring>
 
 #include "client_log.h"
-#include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_assistant_channels.h"
 #include "orvi_os_mem.h"
 #include "orvi_securec.h"
-#include "wire_records.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {
 
-// Copies a text of an application's record into a payload's zeroed field; `method` is the name in the log. A text
-// that does not end inside its record is refused without a look behind it.
+// Copies a text of an application's record into a payload's zeroed field. A text that does not end inside
+// its record is refused without a look behind it.
 template <size_t RECORD_SIZE>
-int CopyTts(char (&field)[ASSISTANT_TTS_SIZE], const char (&tts)[RECORD_SIZE], const char* method) {
+int CopyTts(char (&field)[ASSISTANT_TTS_SIZE], const char (&tts)[RECORD_SIZE], LogLine endless, LogLine tooLong) {
     const size_t length = strnlen(tts, RECORD_SIZE);
     if (length == RECORD_SIZE) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> failed: tts is not terminated.", method);
+        endless();
         return -1;
     }
     if (memcpy_s(field, sizeof(field), tts, length) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> failed: call memcpy_s failed.", method);
+        tooLong();
         return -1;
     }
     return 0;
@@ -41,6 +39,9 @@ int AiSrvServiceProxy::AssistantInitIntent(OrviAiAssistantIntentName* intents, i
         ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantInitIntent> intents is nullptr.");
         return -1;
     }
+    if (RefusedInForkedChild(AI_MSG_ASSISTANT_INIT_INTENT)) {
+        return -1;  // before the monitored memory, which has locks of its own
+    }
     constexpr size_t NAME_SIZE = sizeof(AssistantIntentList::names[0]);
     const auto size = static_cast<uint32_t>(offsetof(AssistantIntentList, names) + count * NAME_SIZE);
     auto* const payload = static_cast<unsigned char*>(OsMemMallocSetCharMon(size, 0, 0, 0, __LINE__, ORVI_SOURCE_NAME));
@@ -57,9 +58,11 @@ int AiSrvServiceProxy::AssistantInitIntent(OrviAiAssistantIntentName* intents, i
         }
     }
     std::memcpy(payload, &count, sizeof(count));
-    const int ret = SendMsgToVisionAssistant(AI_MSG_ASSISTANT_INIT_INTENT, payload, size);
+    Request request = Requests::INIT_INTENT;
+    request.length = size;
+    const int result = Transact(request, payload);
     OSMemTypeFreeMon(payload, 0, 0, __LINE__, ORVI_SOURCE_NAME);
-    if (ret != 0) {
+    if (result != 0) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantInitIntent> call SendSynMsgToVision failed.");
         return -1;
     }
@@ -76,14 +79,15 @@ int AiSrvServiceProxy::AssistantNotifyIntentResult(uint32_t seq, OrviAiAssistant
     payload.isFinal = result.isFinal;
     payload.isMulti = result.isMulti;
     payload.flag3 = result.flag3;
-    if (CopyTts(payload.tts, result.tts, "AssistantNotifyIntentResult") != 0) {
+    if (CopyTts(
+            payload.tts, result.tts,
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantNotifyIntentResult> failed: tts is not terminated."); },
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantNotifyIntentResult> failed: call memcpy_s failed."); }) !=
+        0) {
         return -1;
     }
-    if (SendMsgToVisionAssistant(AI_MSG_ASSISTANT_NOTIFY_INTENT_RESULT, &payload, sizeof(payload)) != 0) {
-        ORVI_LOG_ERROR("<AssistantNotifyIntentResult> call SendSynMsgToVision failed.");
-        return -1;
-    }
-    return 0;
+    return Transact(Requests::NOTIFY_INTENT_RESULT, &payload,
+                    [] { ORVI_LOG_ERROR("<AssistantNotifyIntentResult> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::AssistantRequestTts(uint32_t seq, OrviAiAssistantSpeechText& speech) {
@@ -92,14 +96,14 @@ int AiSrvServiceProxy::AssistantRequestTts(uint32_t seq, OrviAiAssistantSpeechTe
     (void)memset_s(&payload, sizeof(payload), 0, sizeof(payload));
     payload.seq = seq;
     payload.param = speech.param;
-    if (CopyTts(payload.tts, speech.tts, "AssistantRequestTts") != 0) {
+    if (CopyTts(
+            payload.tts, speech.tts,
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantRequestTts> failed: tts is not terminated."); },
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantRequestTts> failed: call memcpy_s failed."); }) != 0) {
         return -1;
     }
-    if (SendMsgToVisionAssistantFsm(AI_MSG_ASSISTANT_REQUEST_TTS, &payload, sizeof(payload)) != 0) {
-        ORVI_LOG_ERROR("<AssistantRequestTts> call SendSynMsgToVision failed.");
-        return -1;
-    }
-    return 0;
+    return Transact(Requests::REQUEST_TTS, &payload,
+                    [] { ORVI_LOG_ERROR("<AssistantRequestTts> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::AssistantDisplayCard(uint32_t seq, OrviAiAssistantCard& card) {
@@ -110,11 +114,8 @@ int AiSrvServiceProxy::AssistantDisplayCard(uint32_t seq, OrviAiAssistantCard& c
         ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantDisplayCard> failed: call memcpy_s failed.");
         return -1;
     }
-    if (SendMsgToVisionAssistant(AI_MSG_ASSISTANT_DISPLAY_CARD, &payload, sizeof(payload)) != 0) {
-        ORVI_LOG_ERROR("<AssistantDisplayCard> call SendSynMsgToVision failed.");
-        return -1;
-    }
-    return 0;
+    return Transact(Requests::DISPLAY_CARD, &payload,
+                    [] { ORVI_LOG_ERROR("<AssistantDisplayCard> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::AssistantChooseItem(uint32_t seq, uint32_t itemId) {
@@ -123,11 +124,8 @@ int AiSrvServiceProxy::AssistantChooseItem(uint32_t seq, uint32_t itemId) {
     (void)memset_s(&payload, sizeof(payload), 0, sizeof(payload));
     payload.seq = seq;
     payload.itemId = itemId;
-    if (SendMsgToVisionAssistant(AI_MSG_ASSISTANT_CHOOSE_ITEM, &payload, sizeof(payload)) != 0) {
-        ORVI_LOG_ERROR("<AssistantChooseItem> call SendSynMsgToVision failed.");
-        return -1;
-    }
-    return 0;
+    return Transact(Requests::CHOOSE_ITEM, &payload,
+                    [] { ORVI_LOG_ERROR("<AssistantChooseItem> call SendSynMsgToVision failed."); });
 }
 
 }  // namespace OrviAiService

@@ -2,68 +2,42 @@
 #include <cstring>
 
 #include "client_log.h"
-#include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_assistant_channels.h"
-#include "orvi_securec.h"
-#include "reply_block.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
-namespace {
-
-// Asks the assistant for a record and copies the answer, `size` bytes at most, to its start; a longer answer leaves
-// it zeroed. `method` is the name in the log.
-int FetchRecord(uint32_t msgId, void* record, size_t size, const char* method) {
-    TagMsgBlock* block = nullptr;
-    if (SendSyncMsgToVisionAssistant(msgId, &block) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> call SendSynMsgToVision failed.", method);
-        return -1;
-    }
-    const ReplyPtr reply(block);
-    if (reply->dataLen != 0 && memcpy_s(record, size, reply->data, reply->dataLen) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> failed: call memcpy_s failed.", method);
-        return -1;
-    }
-    return 0;
-}
-
-}  // namespace
-
 int AiSrvServiceProxy::AssistantWakeUp(OrviAiAssistantRunningMode mode) {
     const auto payload = static_cast<int32_t>(mode);
-    if (SendMsgToVisionAssistant(AI_MSG_ASSISTANT_WAKE_UP, &payload, sizeof(payload)) != 0) {
-        ORVI_LOG_ERROR("<AssistantWakeUp> call SendSynMsgToVision failed.");
-        return -1;
-    }
-    return 0;
+    return Transact(Requests::WAKE_UP, &payload,
+                    [] { ORVI_LOG_ERROR("<AssistantWakeUp> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::AssistantSleep() {
-    if (SendMsgToVisionAssistant(AI_MSG_ASSISTANT_SLEEP, nullptr, 0) != 0) {
-        ORVI_LOG_ERROR("<AssistantSleep> call SendSynMsgToVision failed.");
-        return -1;
-    }
-    return 0;
+    return Transact(Requests::SLEEP, nullptr,
+                    [] { ORVI_LOG_ERROR("<AssistantSleep> call SendSynMsgToVision failed."); });
 }
 
 int AiSrvServiceProxy::AssistantGetStatus(OrviAiAssistantStatus& status) {
     status = OrviAiAssistantStatus{};
-    return FetchRecord(AI_MSG_ASSISTANT_GET_STATUS, &status, sizeof(status), "AssistantGetStatus");
+    return Transact(
+        Requests::GET_STATUS, nullptr,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantGetStatus> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantGetStatus> failed: call memcpy_s failed."); }, &status);
 }
 
 int AiSrvServiceProxy::AssistantGetPageInfo(OrviAiAssistantPageInfo& pageInfo) {
     ORVI_LOG_STORM("<AiSrvServiceProxy::AssistantGetPageInfo> enter");
-    std::memset(&pageInfo, 0, sizeof(uint32_t));  // only its first word: an answer may leave the rest as it is
-    return FetchRecord(AI_MSG_ASSISTANT_GET_PAGE_INFO, &pageInfo, sizeof(pageInfo), "AssistantGetPageInfo");
+    std::memset(&pageInfo, 0, sizeof(uint32_t));  // only its first word: a reply may leave the rest as it is
+    return Transact(
+        Requests::GET_PAGE_INFO, nullptr,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantGetPageInfo> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::AssistantGetPageInfo> failed: call memcpy_s failed."); }, &pageInfo);
 }
 
 int AiSrvServiceProxy::AssistantSetPageInfo(OrviAiAssistantPageInfo& pageInfo) {
     ORVI_LOG_STORM("<AiSrvServiceProxy::AssistantSetPageInfo> enter");
-    if (SendMsgToVisionAssistant(AI_MSG_ASSISTANT_SET_PAGE_INFO, &pageInfo, sizeof(pageInfo)) != 0) {
-        ORVI_LOG_ERROR("<AssistantSetPageInfo> call SendSynMsgToVision failed.");
-        return -1;
-    }
-    return 0;
+    return Transact(Requests::SET_PAGE_INFO, &pageInfo,
+                    [] { ORVI_LOG_ERROR("<AssistantSetPageInfo> call SendSynMsgToVision failed."); });
 }
 
 }  // namespace OrviAiService

@@ -1,29 +1,11 @@
 // Captions.
 #include "client_log.h"
-#include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_channels.h"
 #include "orvi_securec.h"
-#include "reply_block.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {
-
-// Sends a request and judges the reply; `method` is the one that the log names.
-int RequestCaptions(const char* method, uint32_t msgId, void* data, uint32_t len) {
-    TagMsgBlock* replyBlock = nullptr;
-    if (AiSrvServiceProxy::GetInstance().SendSynMsgToVision(msgId, static_cast<uint8_t*>(data), len, WAIT_REPLY,
-                                                            &replyBlock) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> call SendSynMsgToVision failed.", method);
-        return -1;
-    }
-    const ReplyPtr reply(replyBlock);
-    if (Verdict(*reply) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> failed: response ret is error.", method);
-        return -1;
-    }
-    return 0;
-}
 
 bool IsValid(const tagOrviAiConfInfo& confInfo) {
     return confInfo.text2[0] != '\0' && confInfo.text1[0] != '\0' && confInfo.option1 <= 1 && confInfo.option2 <= 2;
@@ -43,12 +25,18 @@ int AiSrvServiceProxy::CaptionInit(OrviAiCaptionCallback callback) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionInit> failed: call SetStAiTaskBasicInfo failed.");
         return -1;
     }
-    return RequestCaptions("CaptionInit", AI_MSG_CAPTION_INIT, &info, sizeof(info));
+    return Transact(
+        Requests::CAPTION_INIT, &info,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionInit> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionInit> failed: response ret is error."); });
 }
 
 int AiSrvServiceProxy::CaptionDeinit() {
     ORVI_LOG_INFO("<AiSrvServiceProxy::CaptionDeinit> enter CaptionDeinit");
-    return RequestCaptions("CaptionDeinit", AI_MSG_CAPTION_DEINIT, nullptr, 0);
+    return Transact(
+        Requests::CAPTION_DEINIT, nullptr,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionDeinit> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::CaptionDeinit> failed: response ret is error."); });
 }
 
 int AiSrvServiceProxy::StartCaptionProxy(tagOrviAiConfInfo* confInfo, uint8_t isReportCaption) {
@@ -78,7 +66,10 @@ int AiSrvServiceProxy::StartCaptionProxy(tagOrviAiConfInfo* confInfo, uint8_t is
         return -1;
     }
     request.isReportCaption = isReportCaption;
-    return RequestCaptions("StartCaptionProxy", AI_MSG_CAPTION_START, &request, sizeof(request));
+    return Transact(
+        Requests::CAPTION_START, &request,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StartCaptionProxy> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StartCaptionProxy> failed: response ret is error."); });
 }
 
 int AiSrvServiceProxy::StopCaptionProxy() {
@@ -87,7 +78,10 @@ int AiSrvServiceProxy::StopCaptionProxy() {
         ORVI_LOG_ERROR("<StopCaptionProxy> call SetProxyInfo failed.");
         return -1;
     }
-    return RequestCaptions("StopCaptionProxy", AI_MSG_CAPTION_STOP, &info, sizeof(info));
+    return Transact(
+        Requests::CAPTION_STOP, &info,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StopCaptionProxy> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StopCaptionProxy> failed: response ret is error."); });
 }
 
 }  // namespace OrviAiService

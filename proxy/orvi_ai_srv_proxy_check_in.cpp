@@ -2,11 +2,9 @@
 #include <cstring>
 
 #include "client_log.h"
-#include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_channels.h"
 #include "orvi_securec.h"
-#include "reply_block.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {
@@ -30,52 +28,27 @@ bool CopyField(char* destination, const char* source, size_t size) {
     return strnlen(source, size) < size && strcpy_s(destination, size, source) == 0;
 }
 
-// An empty reply leaves the destination as it is.
-bool CopyReply(void* destination, size_t size, const TagMsgBlock& reply) {
-    return reply.dataLen == 0 || memcpy_s(destination, size, reply.data, reply.dataLen) == 0;
-}
-
-int SendWithoutData(AiSrvServiceProxy& proxy, uint32_t msgId, const char* method) {
-    ORVI_LOG_INFO("<%s> enter", method);
-    return proxy.SendSynMsgToFaceReturnInt(msgId, nullptr, 0);
-}
-
-int SendClientAddress(AiSrvServiceProxy& proxy, uint32_t msgId, const char* method) {
-    ORVI_LOG_INFO("<%s> enter", method);
+// Sends this client's address; `noAddress` tells that there was none to send.
+int SendClientAddress(const Request& request, LogLine noAddress) {
     tagAiTaskBasicInfo info;
     if (SetStAiTaskBasicInfo(info) != 0) {
-        ORVI_LOG_ERROR("<%s> failed: call SetStAiTaskBasicInfo failed.", method);
+        noAddress();
         return -1;
     }
-    return proxy.SendSynMsgToFaceReturnInt(msgId, reinterpret_cast<uint8_t*>(&info), sizeof(info));
-}
-
-// Sends a query and copies the answer, at most `size` bytes, to `answer`; `answerLen` is set on success only.
-int Query(AiSrvServiceProxy& proxy, uint32_t msgId, void* query, uint32_t queryLen, void* answer, uint32_t size,
-          uint32_t& answerLen, const char* method) {
-    TagMsgBlock* received = nullptr;
-    if (proxy.SendSynMsgToVisionFaceTask(msgId, static_cast<uint8_t*>(query), queryLen, &received) != 0) {
-        ORVI_LOG_ERROR("<%s> call SendSynMsgToVision failed.", method);
-        return -1;
-    }
-    const ReplyPtr reply(received);
-    if (!CopyReply(answer, size, *reply)) {
-        ORVI_LOG_ERROR("<%s> call memcpy_s failed.", method);
-        return -1;
-    }
-    answerLen = reply->dataLen;
-    return 0;
+    return SendSynMsgToFaceReturnInt(request, &info);
 }
 
 }  // namespace
 
 int AiSrvServiceProxy::CheckInInit() {
-    return SendClientAddress(*this, AI_MSG_CHECKIN_INIT, "CheckInInit");
+    ORVI_LOG_INFO("<CheckInInit> enter");
+    return SendClientAddress(Requests::CHECKIN_INIT,
+                             [] { ORVI_LOG_ERROR("<CheckInInit> failed: call SetStAiTaskBasicInfo failed."); });
 }
 
 int AiSrvServiceProxy::CheckInStart(tagOrviAiConfIdInfo& confInfo) {
     ORVI_LOG_INFO("<CheckInStart> enter");
-    return SendSynMsgToFaceReturnInt(AI_MSG_CHECKIN_START, reinterpret_cast<uint8_t*>(&confInfo), sizeof(confInfo));
+    return OrviAiService::SendSynMsgToFaceReturnInt(Requests::CHECKIN_START, &confInfo);
 }
 
 int AiSrvServiceProxy::CheckInStartReport(tagOrviAiCheckinType type, tagOrviAiConfIdInfo& confInfo) {
@@ -90,11 +63,12 @@ int AiSrvServiceProxy::CheckInStartReport(tagOrviAiCheckinType type, tagOrviAiCo
             return -1;
         }
     }
-    return SendSynMsgToFaceReturnInt(AI_MSG_CHECKIN_START_REPORT, reinterpret_cast<uint8_t*>(&report), sizeof(report));
+    return OrviAiService::SendSynMsgToFaceReturnInt(Requests::CHECKIN_START_REPORT, &report);
 }
 
 int AiSrvServiceProxy::CheckInStoptReport() {
-    return SendWithoutData(*this, AI_MSG_CHECKIN_STOP_REPORT, "CheckInStoptReport");
+    ORVI_LOG_INFO("<CheckInStoptReport> enter");
+    return OrviAiService::SendSynMsgToFaceReturnInt(Requests::CHECKIN_STOP_REPORT, nullptr);
 }
 
 int AiSrvServiceProxy::QueryCheckInData(tagCheckinTotalData* checkinData, OrviAiCheckInShowType showType,
@@ -103,10 +77,11 @@ int AiSrvServiceProxy::QueryCheckInData(tagCheckinTotalData* checkinData, OrviAi
         ORVI_LOG_ERROR("<QueryCheckInData> failed: input is nullptr.");
         return -1;
     }
-    CheckinDataQuery query = {static_cast<uint32_t>(showType), pageNum};
-    uint32_t answerLen = 0;
-    return Query(*this, AI_MSG_CHECKIN_QUERY_DATA, &query, sizeof(query), checkinData, sizeof(*checkinData), answerLen,
-                 "QueryCheckInData");
+    const CheckinDataQuery query = {static_cast<uint32_t>(showType), pageNum};
+    return Transact(
+        Requests::CHECKIN_QUERY_DATA, &query,
+        [] { ORVI_LOG_ERROR("<QueryCheckInData> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<QueryCheckInData> call memcpy_s failed."); }, checkinData);
 }
 
 int AiSrvServiceProxy::QueryCheckInPhoto(char* userId, uint32_t userIdLen, uint8_t* photoBuffer, uint32_t* photoLen) {
@@ -121,20 +96,27 @@ int AiSrvServiceProxy::QueryCheckInPhoto(char* userId, uint32_t userIdLen, uint8
         return -1;
     }
     query.userIdLen = userIdLen;
-    return Query(*this, AI_MSG_CHECKIN_QUERY_PHOTO, &query, sizeof(query), photoBuffer, *photoLen, *photoLen,
-                 "QueryCheckInPhoto");
+    Request request = Requests::CHECKIN_QUERY_PHOTO;
+    request.mostReply = *photoLen;
+    return Transact(
+        request, &query, [] { ORVI_LOG_ERROR("<QueryCheckInPhoto> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<QueryCheckInPhoto> call memcpy_s failed."); }, photoBuffer, photoLen);
 }
 
 int AiSrvServiceProxy::CheckInStop() {
-    return SendWithoutData(*this, AI_MSG_CHECKIN_STOP, "CheckInStop");
+    ORVI_LOG_INFO("<CheckInStop> enter");
+    return OrviAiService::SendSynMsgToFaceReturnInt(Requests::CHECKIN_STOP, nullptr);
 }
 
 int AiSrvServiceProxy::CheckInClearData() {
-    return SendWithoutData(*this, AI_MSG_CHECKIN_CLEAR_DATA, "CheckInClearData");
+    ORVI_LOG_INFO("<CheckInClearData> enter");
+    return OrviAiService::SendSynMsgToFaceReturnInt(Requests::CHECKIN_CLEAR_DATA, nullptr);
 }
 
 int AiSrvServiceProxy::CheckInDeinit() {
-    return SendClientAddress(*this, AI_MSG_CHECKIN_DEINIT, "CheckInDeinit");
+    ORVI_LOG_INFO("<CheckInDeinit> enter");
+    return SendClientAddress(Requests::CHECKIN_DEINIT,
+                             [] { ORVI_LOG_ERROR("<CheckInDeinit> failed: call SetStAiTaskBasicInfo failed."); });
 }
 
 }  // namespace OrviAiService

@@ -3,11 +3,10 @@
 #include "bounded_text.h"
 #include "client_log.h"
 #include "face_registry.h"
-#include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_ai_srv_proxy_channels.h"
 #include "orvi_securec.h"
-#include "reply_block.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {
@@ -21,43 +20,6 @@ int SetStCreateDetTrack(tagAiCreateDetTrack& request, int sourceId, int frameRat
     request.sourceId = sourceId;
     request.frameRate = frameRate;
     request.needReID = needReID ? 1 : 0;
-    return 0;
-}
-
-// A request on an existing detector, and the words of its log lines.
-struct DetectorRequest {
-    uint32_t msgId;
-    const char* method;
-    const char* verb;
-};
-constexpr DetectorRequest DESTROY = {AI_MSG_DETECT_TRACK_DESTROY, "RemoveDetectTrackProxy", "destroy"};
-constexpr DetectorRequest START = {AI_MSG_DETECT_TRACK_START, "StartDetectTrackProxy", "start"};
-constexpr DetectorRequest STOP = {AI_MSG_DETECT_TRACK_STOP, "StopDetectTrackProxy", "stop"};
-
-// Sends the record and copies the reply over it. Unlike the senders it accepts a reply without data.
-int ExchangeClientInfo(const DetectorRequest& request, tagAiDetClientInfo& info) {
-    TagMsgBlock block;
-    if (SetDefaultIntefMsgBlockToMaster(block) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> failed: call SetDefaultMsgBlockToMaster failed.", request.method);
-        return -1;
-    }
-    SetRequest(block, request.msgId, &info, sizeof(info));
-    ORVI_LOG_INFO("<AiSrvServiceProxy::%s> send %s detecttrack msg.", request.method, request.verb);
-    TagMsgBlock* replyBlock = nullptr;
-    if (OsMsgSynSend(&block, &replyBlock, WAIT_BUS_LIMIT) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> failed: call OsMsgSynSend failed.", request.method);
-        return -1;
-    }
-    const ReplyPtr reply(replyBlock);
-    if (reply == nullptr) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> failed: can not get msg response %x.", request.method, request.msgId);
-        return -1;
-    }
-    ORVI_LOG_INFO("<AiSrvServiceProxy::%s> get msg response: %x.", request.method, request.msgId);
-    if (reply->dataLen != 0 && memcpy_s(&info, sizeof(info), reply->data, reply->dataLen) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::%s> failed: call memcpy_s failed.", request.method);
-        return -1;
-    }
     return 0;
 }
 
@@ -75,19 +37,18 @@ int AiSrvServiceProxy::CreateDetectTrackProxy(tagAiDetClientInfo& info, int sour
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CreateDetectTrackProxy> call SetStCreateDetTrack failed.");
         return -1;
     }
-    TagMsgBlock* replyBlock = nullptr;
-    if (SendSynMsgToVision(AI_MSG_DETECT_TRACK_CREATE, reinterpret_cast<uint8_t*>(&request), sizeof(request),
-                           WAIT_BUS_LIMIT, &replyBlock) != 0) {
+    tagAiDetClientInfo described = {};  // a short reply leaves the rest zero
+    Exchange exchange = Send(Requests::DETECTOR_CREATE, &request, &described);
+    if (exchange.outcome == Outcome::NOT_SENT) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CreateDetectTrackProxy> call SendSynMsgToVision failed.");
         return -1;
     }
-    ReplyPtr reply(replyBlock);
-    (void)memset_s(&info, sizeof(info), 0, sizeof(info));  // a short reply leaves the rest zero
-    if (memcpy_s(&info, sizeof(info), reply->data, reply->dataLen) != 0) {
+    info = described;
+    if (exchange.outcome != Outcome::DONE) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CreateDetectTrackProxy> failed: call memcpy_s failed.");
         return -1;
     }
-    reply.reset();
+    exchange.reply.reset();
     if (!StoreFaceCallback(sourceId, callback)) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CreateDetectTrackProxy> failed: store callback failed.");
         return -1;
@@ -97,20 +58,100 @@ int AiSrvServiceProxy::CreateDetectTrackProxy(tagAiDetClientInfo& info, int sour
     return 0;
 }
 
+// --- Requests on an existing detector: its record travels, and the reply replaces it ---
+
+void SayRemoveDetectTrackProxy(Stage stage, const Sending& sending) {
+    switch (stage) {
+        case Stage::PROC_UNNAMED:
+        case Stage::TASK_UNNAMED:
+            LogInterfaceBlockFailed();
+            ORVI_LOG_ERROR(
+                "<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
+            break;
+        case Stage::SENDING:
+            ORVI_LOG_INFO("<AiSrvServiceProxy::RemoveDetectTrackProxy> send destroy detecttrack msg.");
+            break;
+        case Stage::SEND_FAILED:
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call OsMsgSynSend failed.");
+            break;
+        case Stage::NO_REPLY:
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: can not get msg response %x.",
+                           sending.msgId);
+            break;
+        case Stage::SENT:
+            ORVI_LOG_INFO("<AiSrvServiceProxy::RemoveDetectTrackProxy> get msg response: %x.", sending.msgId);
+            break;
+    }
+}
+
 int AiSrvServiceProxy::RemoveDetectTrackProxy(tagAiDetClientInfo& info) {
-    if (ExchangeClientInfo(DESTROY, info) != 0) {
+    if (Transact(
+            Requests::DETECTOR_DESTROY, &info, nullptr,
+            [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call memcpy_s failed."); },
+            &info) != 0) {
         return -1;
     }
     EraseFaceCallback(info.sourceId);
     return 0;
 }
 
+void SayStartDetectTrackProxy(Stage stage, const Sending& sending) {
+    switch (stage) {
+        case Stage::PROC_UNNAMED:
+        case Stage::TASK_UNNAMED:
+            LogInterfaceBlockFailed();
+            ORVI_LOG_ERROR(
+                "<AiSrvServiceProxy::StartDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
+            break;
+        case Stage::SENDING:
+            ORVI_LOG_INFO("<AiSrvServiceProxy::StartDetectTrackProxy> send start detecttrack msg.");
+            break;
+        case Stage::SEND_FAILED:
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: call OsMsgSynSend failed.");
+            break;
+        case Stage::NO_REPLY:
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: can not get msg response %x.",
+                           sending.msgId);
+            break;
+        case Stage::SENT:
+            ORVI_LOG_INFO("<AiSrvServiceProxy::StartDetectTrackProxy> get msg response: %x.", sending.msgId);
+            break;
+    }
+}
+
 int AiSrvServiceProxy::StartDetectTrackProxy(tagAiDetClientInfo& info) {
-    return ExchangeClientInfo(START, info);
+    return Transact(
+        Requests::DETECTOR_START, &info, nullptr,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: call memcpy_s failed."); }, &info);
+}
+
+void SayStopDetectTrackProxy(Stage stage, const Sending& sending) {
+    switch (stage) {
+        case Stage::PROC_UNNAMED:
+        case Stage::TASK_UNNAMED:
+            LogInterfaceBlockFailed();
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
+            break;
+        case Stage::SENDING:
+            ORVI_LOG_INFO("<AiSrvServiceProxy::StopDetectTrackProxy> send stop detecttrack msg.");
+            break;
+        case Stage::SEND_FAILED:
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: call OsMsgSynSend failed.");
+            break;
+        case Stage::NO_REPLY:
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: can not get msg response %x.",
+                           sending.msgId);
+            break;
+        case Stage::SENT:
+            ORVI_LOG_INFO("<AiSrvServiceProxy::StopDetectTrackProxy> get msg response: %x.", sending.msgId);
+            break;
+    }
 }
 
 int AiSrvServiceProxy::StopDetectTrackProxy(tagAiDetClientInfo& info) {
-    return ExchangeClientInfo(STOP, info);
+    return Transact(
+        Requests::DETECTOR_STOP, &info, nullptr,
+        [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: call memcpy_s failed."); }, &info);
 }
 
 }  // namespace OrviAiService

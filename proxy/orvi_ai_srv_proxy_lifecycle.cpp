@@ -1,11 +1,11 @@
+#include "annotated_mutex.h"
 #include "client_log.h"
 #include "client_names.h"
-#include "message_ids.h"
-#include "mutex.h"
+#include "forked_child.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_channels.h"
 #include "orvi_os_thread.h"
 #include "orvi_securec.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {
@@ -32,10 +32,9 @@ constexpr OsMsgSubscribeEntry WATCHES[WATCH_COUNT] = {
     Watch(OS_MSG_PROC_EXITRESULT, "omlog"),
 };
 
-// Sends this client's address to the service's master task; 0 or the bus's error.
-int SendAddressToMaster(TagMsgBlock& block, uint32_t msgId, const tagAiTaskBasicInfo& info) {
-    SetRequest(block, msgId, &info, sizeof(info));
-    return OsMsgAsynSend(&block);
+// The line of the two announcements when their block could not be addressed.
+void LogMasterBlockFailed() {
+    ORVI_LOG_ERROR("<SetDefaultMsgBlockToMaster> failed: call memcpy_s failed.");
 }
 
 }  // namespace
@@ -50,6 +49,10 @@ AiSrvServiceProxy& AiSrvServiceProxy::GetInstance() {
 }
 
 int AiSrvServiceProxy::Initiate(tagOrviAppInfo /*appInfo*/, OrviAiMainCallback callback) {
+    if (RefusedInForkedChild(AI_MSG_INIT)) {
+        return -1;
+    }
+    NoteJoining();
     const MutexLock lock(g_initMutex);
     if (isInited.load()) {
         if (AiSrvSendInitMsgToVision() != 0) {
@@ -150,23 +153,47 @@ void* AiSrvServiceProxy::AiVisionProxyThread(void* /*unused*/) {
     return nullptr;
 }
 
+void SayAiSrvSendInitMsgToVision(Stage stage, const Sending& sending) {
+    switch (stage) {
+        case Stage::PROC_UNNAMED:
+        case Stage::TASK_UNNAMED:
+            LogMasterBlockFailed();
+            ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> call SetMsgBlock failed.");
+            break;
+        case Stage::SEND_FAILED:
+            ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> failed, call OsMsgAsynSend return %x.", sending.result);
+            break;
+        case Stage::SENDING:
+        case Stage::NO_REPLY:
+        case Stage::SENT:
+            break;
+    }
+}
+
 int AiSrvServiceProxy::AiSrvSendInitMsgToVision() {
     tagAiTaskBasicInfo info;
     if (SetStAiTaskBasicInfo(info) != 0) {
         ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> call SetStAiTaskBasicInfo failed.");
         return -1;
     }
-    TagMsgBlock block;
-    if (SetDefaultMsgBlockToMaster(block) != 0) {
-        ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> call SetMsgBlock failed.");
-        return -1;
+    return Transact(Requests::CLIENT_INIT, &info);
+}
+
+void SayAiSrvSendUninitMsgToVision(Stage stage, const Sending& sending) {
+    switch (stage) {
+        case Stage::PROC_UNNAMED:
+        case Stage::TASK_UNNAMED:
+            LogMasterBlockFailed();
+            ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> call SetMsgBlock failed.");
+            break;
+        case Stage::SEND_FAILED:
+            ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> failed: call OsMsgAsynSend return %x.", sending.result);
+            break;
+        case Stage::SENDING:
+        case Stage::NO_REPLY:
+        case Stage::SENT:
+            break;
     }
-    const int ret = SendAddressToMaster(block, AI_MSG_INIT, info);
-    if (ret != 0) {
-        ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> failed, call OsMsgAsynSend return %x.", ret);
-        return -1;
-    }
-    return 0;
 }
 
 int AiSrvServiceProxy::AiSrvSendUninitMsgToVision() {
@@ -175,17 +202,7 @@ int AiSrvServiceProxy::AiSrvSendUninitMsgToVision() {
         ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> failed: call SetStAiTaskBasicInfo failed.");
         return -1;
     }
-    TagMsgBlock block;
-    if (SetDefaultMsgBlockToMaster(block) != 0) {
-        ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> call SetMsgBlock failed.");
-        return -1;
-    }
-    const int ret = SendAddressToMaster(block, AI_MSG_UNINIT, info);
-    if (ret != 0) {
-        ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> failed: call OsMsgAsynSend return %x.", ret);
-        return -1;
-    }
-    return 0;
+    return Transact(Requests::CLIENT_UNINIT, &info);
 }
 
 }  // namespace OrviAiService

@@ -1,31 +1,10 @@
 // Signature and minutes of a conference.
 #include "client_log.h"
-#include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
-#include "orvi_ai_srv_proxy_channels.h"
 #include "orvi_securec.h"
-#include "reply_block.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
-namespace {
-
-// Sends a minutes request; every refusal is a failure, the service's own number is not passed on.
-int SendMinutesRequest(AiSrvServiceProxy& proxy, uint32_t msgId, uint8_t* data, uint32_t len, const char* method) {
-    TagMsgBlock* received = nullptr;
-    if (proxy.SendSynMsgToVision(msgId, data, len, WAIT_REPLY, &received) != 0) {
-        ORVI_LOG_ERROR("<%s> call SendSynMsgToVision failed.", method);
-        return -1;
-    }
-    const ReplyPtr reply(received);
-    if (Verdict(*reply) != 0) {
-        ORVI_LOG_ERROR("<%s> failed: response ret is error.", method);
-        return -1;
-    }
-    return 0;
-}
-
-}  // namespace
-
 int AiSrvServiceProxy::AiSrvMinutesStart(tagOrviAiMinutesConfInfo& confInfo) {
     ORVI_LOG_INFO("<AiSrvMinutesStart> enter AiSrvMinutesStart");
     if (!isInited.load()) {
@@ -46,8 +25,10 @@ int AiSrvServiceProxy::AiSrvMinutesStart(tagOrviAiMinutesConfInfo& confInfo) {
                        static_cast<uint32_t>(err2));
         return -1;
     }
-    return SendMinutesRequest(*this, AI_MSG_MINUTES_START, reinterpret_cast<uint8_t*>(&request), sizeof(request),
-                              "AiSrvMinutesStart");
+    return Transact(
+        Requests::MINUTES_START, &request,
+        [] { ORVI_LOG_ERROR("<AiSrvMinutesStart> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvMinutesStart> failed: response ret is error."); });
 }
 
 int AiSrvServiceProxy::AiSrvMinutesStop() {
@@ -56,7 +37,9 @@ int AiSrvServiceProxy::AiSrvMinutesStop() {
         ORVI_LOG_ERROR("<AiSrvMinutesStop> ai srv has not inited.");
         return -1;
     }
-    return SendMinutesRequest(*this, AI_MSG_MINUTES_STOP, nullptr, 0, "AiSrvMinutesStop");
+    return Transact(
+        Requests::MINUTES_STOP, nullptr, [] { ORVI_LOG_ERROR("<AiSrvMinutesStop> call SendSynMsgToVision failed."); },
+        [] { ORVI_LOG_ERROR("<AiSrvMinutesStop> failed: response ret is error."); });
 }
 
 }  // namespace OrviAiService

@@ -5,11 +5,10 @@
 #include <new>
 
 #include "client_log.h"
-#include "message_ids.h"
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_ai_srv_proxy_channels.h"
 #include "orvi_securec.h"
-#include "reply_block.h"
+#include "request_rows.h"
 
 namespace OrviAiService {
 namespace {
@@ -106,6 +105,26 @@ int Extract(const uint8_t* at, uint64_t left, tagOrviAiSrvPhotoResult* result) {
 
 }  // namespace
 
+void SayGetFaceDetectorById(Stage stage, const Sending& sending) {
+    switch (stage) {
+        case Stage::PROC_UNNAMED:
+        case Stage::TASK_UNNAMED:
+            LogInterfaceBlockFailed();
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::GetFaceDetectorById> failed: call SetDefaultMsgBlockToMaster failed.");
+            break;
+        case Stage::SEND_FAILED:
+            ORVI_LOG_ERROR("<AiSrvServiceProxy::GetFaceDetectorById> send get face image msg failed.");
+            break;
+        case Stage::NO_REPLY:
+            ORVI_TRACE(LOG_ERROR, "GetFaceDetectorById",
+                       "<AiSrvServiceProxy::GetFaceDetectorById> failed: can not get msg response %x.", sending.msgId);
+            break;
+        case Stage::SENDING:
+        case Stage::SENT:
+            break;
+    }
+}
+
 int AiSrvServiceProxy::GetFaceDetectorById(tagAiDetClientInfo& info, int* faceIds, int count,
                                            tagOrviAiSrvPhotoResult* result) {
     tagAiFaceQuery query;
@@ -119,25 +138,12 @@ int AiSrvServiceProxy::GetFaceDetectorById(tagAiDetClientInfo& info, int* faceId
         return -1;
     }
     query.count = count;
-    TagMsgBlock block;
-    if (SetDefaultIntefMsgBlockToMaster(block) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::GetFaceDetectorById> failed: call SetDefaultMsgBlockToMaster failed.");
+    const Exchange exchange = Send(Requests::FACE_GET_BY_ID, &query);
+    if (exchange.outcome != Outcome::DONE) {
         return -1;
     }
-    SetRequest(block, AI_MSG_FACE_GET_BY_ID, &query, sizeof(query));
-    TagMsgBlock* replyBlock = nullptr;
-    if (OsMsgSynSend(&block, &replyBlock, WAIT_BUS_LIMIT) != 0) {
-        ORVI_LOG_ERROR("<AiSrvServiceProxy::GetFaceDetectorById> send get face image msg failed.");
-        return -1;
-    }
-    const ReplyPtr reply(replyBlock);
-    if (reply == nullptr) {
-        ORVI_TRACE(LOG_ERROR, "GetFaceDetectorById",
-                   "<AiSrvServiceProxy::GetFaceDetectorById> failed: can not get msg response %x.",
-                   AI_MSG_FACE_GET_BY_ID);
-        return -1;
-    }
-    if (PhotoResultExtractBounded(static_cast<const uint8_t*>(reply->data), reply->dataLen, result) != 0) {
+    const TagMsgBlock& reply = *exchange.reply;
+    if (PhotoResultExtractBounded(static_cast<const uint8_t*>(reply.data), reply.dataLen, result) != 0) {
         ORVI_TRACE(LOG_ERROR, "GetFaceDetectorById",
                    "<AiSrvServiceProxy::GetFaceDetectorById> failed: call PhotoResultExtract failed.");
         return -1;

@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <deque>
 #include <gtest/gtest.h>
+#include <map>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -86,6 +87,7 @@ class FakePlatform {
     uint32_t logFileId = 0xABCD1234;
     void* capabilityRecord = nullptr;
     void (*onPause)() = nullptr;     // called by OsUSleep
+    void (*onMsgInit)() = nullptr;   // called by OsMsgInit
     OsMsgHandler handler = nullptr;  // the one registered last
 
     // --- For the operations themselves ---
@@ -100,6 +102,8 @@ class FakePlatform {
     int liveMonitored = 0;  // monitored memory blocks
 
  private:
+    FakePlatform();
+
     struct Answer {
         int result;
         bool hasBlock;
@@ -116,6 +120,7 @@ class FakePlatform {
 
     mutable std::recursive_mutex mutex_;
     Lines lines_;
+    std::map<std::string, std::string> formats_;  // of the log's records, by source and line
     std::deque<Answer> answers_;
     std::vector<TagMsgBlock*> liveReplies_;
     Bytes lastPayload_;

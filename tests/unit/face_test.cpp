@@ -172,6 +172,16 @@ TEST_F(Face, AShortCreateReplyLeavesNoRubbish) {
     }
 }
 
+TEST_F(Face, AnEmptyCallbackTakesTheEventsAndDropsThem) {
+    Init();
+    tagAiDetClientInfo info;
+    platform.QueueReply(BytesOf(Detector()));
+    EXPECT_EQ(proxy.CreateDetectTrackProxy(info, 0, 1, false, nullptr), 0);
+    (void)platform.Take();
+    GiveFaceEvent();
+    EXPECT_EQ(platform.Take(), Lines{});
+}
+
 TEST_F(Face, RequestsNeedAHandle) {
     EXPECT_EQ(OrviAiSrvDestroyFaceDetector(nullptr), -1);
     EXPECT_EQ(OrviAiSrvStartFaceDetector(nullptr), -1);

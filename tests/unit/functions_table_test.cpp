@@ -1,4 +1,5 @@
-// The table of docs/functions.md against the table of requests, whose transcripts are what the functions do.
+// The table of docs/functions.md against the table of requests, whose transcripts are what the functions do. That
+// each exported function has one row is a test of tests/exports.
 #include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -9,25 +10,9 @@
 
 namespace {
 
-// Rows that the table of requests cannot tell: in words, or without a request of their own there.
-const std::set<std::string> OTHERS = {
-    "| `OrviAiSrvApiInit` | 0x60000F | ai_v_task_m | one-way | 36 | - |",
-    "| `OrviAiSrvApiDeinit` | 0x600010 | ai_v_task_m | one-way | 36 | - |",
-    "| `OrviAiSrvFaceDetectorGetById` | 0x600006 | ai_v_task_i | bus | 76 | the photos that it announces |",
-    "| `OrviAiService::PhotoResultExtract` | - | - | - | - | - |",
-    "| `OrviAiService::FreePhotoResult` | - | - | - | - | - |",
-    "| `OrviAiSrvDirectorInit` | - | - | - | - | - |",
-    "| `OrviAiSrvDirectorDeInit` | - | - | - | - | - |",
-    "| `OrviAiSrvGetCheckinPhoto` | 0x600027 | ai_face_task | 3000 | 260 | data <= the caller's buffer |",
-    "| `OrviAiSrvGetVersion` | - | - | - | - | - |",
-    "| `OrviAiSrvGetAbility` | 0x60003A | ai_om_task | 3000 | 0 | data <= 52; its failure leaves two flags 0 |",
-    "| `OrviAiAssistantInitKeyWord` | 0x600060 | ai_hotword_task | one-way | the key and its NUL | - |",
-    "| `OrviAiAssistantUpdateKeyWord` | 0x600061, type 1 0x600062, type 2 0x600063 | ai_hotword_task | one-way | "
-    "the key and its NUL | - |",
-    "| `OrviAiAssistantInitIntent` | 0x600056 | ai_assist_task | one-way | 4 + 256 an intent | - |",
-    "| `OrviAiAssistantGetStatus` | 0x60005F | ai_assist_task | 3000 | 0 | data <= 4 |",
-    "| `OrviAiAssistantGetAbility` | - | - | - | - | - |",
-};
+// Their rows tell in words what depends on the arguments.
+const std::set<std::string> IN_WORDS = {"OrviAiSrvGetCheckinPhoto", "OrviAiAssistantInitKeyWord",
+                                        "OrviAiAssistantUpdateKeyWord", "OrviAiAssistantInitIntent"};
 
 std::string Wait(const Channel& channel) {
     if (channel.waitMs == ONE_WAY) {
@@ -64,16 +49,13 @@ TEST(FunctionsTable, EachRowTellsWhatTheFunctionDoes) {
             documented.insert(line);
         }
     }
-    std::set<std::string> expected = OTHERS;
     for (const Request& request : REQUESTS) {
-        const std::string name = "| `" + std::string(request.name) + "`";
-        const auto other = OTHERS.lower_bound(name);
-        const bool isMethod = name.find("Orvi") == std::string::npos;
-        if (!isMethod && (other == OTHERS.end() || other->compare(0, name.size(), name) != 0)) {
-            expected.insert(Row(request));
+        const std::string name = request.name;
+        const bool isMethod = name.compare(0, 4, "Orvi") != 0;  // which has no row
+        if (!isMethod && IN_WORDS.count(name) == 0) {
+            EXPECT_EQ(documented.count(Row(request)), 1U) << Row(request);
         }
     }
-    EXPECT_EQ(documented, expected);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // Large model, version and ability.
 #include <cstring>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
@@ -8,41 +10,11 @@ using OrviAiService::AiSrvServiceProxy;
 
 namespace {
 
-OrviAiLLMInitParams InitParams() {
-    OrviAiLLMInitParams params;
-    memset(&params, 0xA5, sizeof(params));
-    params.serverType = -3;
-    return params;
-}
-
-OrviAiModelParams ModelParams() {
-    OrviAiModelParams params;
-    memset(&params, 0x5A, sizeof(params));
-    params.type = 0xFFFFFFFF;
-    return params;
-}
-
 class LargeModel : public PlatformTest {};
 
-TEST_F(LargeModel, ParametersTravelAsTheyAre) {
-    platform.QueueReply({9});  // whatever the first byte holds
-    EXPECT_EQ(OrviAiSrvLargeModelInit(InitParams()), 0);
-    EXPECT_EQ(platform.LastPayload(), BytesOf(InitParams()));
-    Lines lines = platform.Take();
-    EXPECT_EQ(lines[0], "info <OrviAiSrvLargeModelInit> init. serverType[-3]");
-    EXPECT_EQ(lines[1], "info <AiSrvServiceProxy::LargeModelInit> enter serverType[-3]");
-
-    platform.QueueReply({9});
-    EXPECT_EQ(OrviAiSrvLargeModelRequest(ModelParams()), 0);
-    EXPECT_EQ(platform.LastPayload(), BytesOf(ModelParams()));
-    EXPECT_EQ(platform.Take()[1], "info OrviAiSrvLargeModelRequest type=4294967295");
-
-    platform.QueueReply({9});
-    EXPECT_EQ(OrviAiSrvLargeModelDeInit(InitParams()), 0);
-    EXPECT_EQ(platform.LastPayload(), BytesOf(InitParams()));
-
+TEST_F(LargeModel, TheReplyToTheInitialisationMayHaveAnyLength) {
     platform.QueueReply(Bytes(5000, 1));
-    EXPECT_EQ(OrviAiSrvLargeModelInit(InitParams()), 0) << "its answer may have any length";
+    EXPECT_EQ(OrviAiSrvLargeModelInit({}), 0);
 }
 
 TEST_F(LargeModel, AbilityTouchesItsTwoFieldsOnly) {
@@ -74,12 +46,30 @@ TEST_F(LargeModel, AbilityTouchesItsTwoFieldsOnly) {
 
 class Ability : public PlatformTest {
  protected:
-    void SetUp() override { platform.capabilityRecord = record.data(); }
+    // Between pages that cannot be read the record ends, or its first named value begins.
+    void SetUp() override {
+        const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        void* const pages = mmap(nullptr, 3 * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        ASSERT_NE(pages, MAP_FAILED);
+        first_ = static_cast<char*>(pages) + page;
+        ASSERT_EQ(mprotect(first_, page, PROT_READ | PROT_WRITE), 0);
+        memset(first_, 0xCC, page);
+        record_ = first_ + page - 356;
+        platform.capabilityRecord = record_;
+    }
 
-    void Set(size_t offset, int32_t value) { memcpy(&record[offset], &value, sizeof(value)); }
+    void MoveToTheFirstNamedValue() {
+        memcpy(first_, record_ + 184, 356 - 184);
+        record_ = first_ - 184;
+        platform.capabilityRecord = record_;
+    }
+    void Set(size_t offset, int32_t value) { memcpy(record_ + offset, &value, sizeof(value)); }
 
-    Bytes record = Bytes(356, 0xCC);  // exact: a read past it is seen by the address sanitizer
     tagOrviAiAbility ability = {};
+
+ private:
+    char* first_ = nullptr;
+    char* record_ = nullptr;
 };
 
 TEST_F(Ability, FieldsOfTheConfiguration) {
@@ -91,6 +81,7 @@ TEST_F(Ability, FieldsOfTheConfiguration) {
     Set(208, -5);
     Set(348, 0);
     Set(352, 2);  // only 1 counts
+    MoveToTheFirstNamedValue();
     memset(&ability, 0x77, sizeof(ability));
     EXPECT_EQ(OrviAiSrvGetAbility(&ability), 0);
     EXPECT_EQ(platform.Take(),

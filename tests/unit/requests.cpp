@@ -142,6 +142,9 @@ const Channel ASSISTANT_QUERY = {
 
 // --- Arguments ---
 
+// The client's address once the library is initialised.
+constexpr tagAiTaskBasicInfo OWN_ADDRESS = {"ai_vpp4711", "ai_vpt4711", 1};
+
 AiSrvServiceProxy& Proxy() {
     return AiSrvServiceProxy::GetInstance();
 }
@@ -187,6 +190,21 @@ tagOrviAppInfo App() {
     info.appId[0] = 'a';
     return info;
 }
+// Bytes that tell their place: 0, 1, 2, ...
+template <typename Record>
+Record Counting() {
+    Record record;
+    auto* const bytes = reinterpret_cast<uint8_t*>(&record);
+    for (size_t i = 0; i < sizeof(record); ++i) {
+        bytes[i] = static_cast<uint8_t>(i);
+    }
+    return record;
+}
+template <typename Record>
+std::vector<uint8_t> Bytes(const Record& record) {
+    const auto* const first = reinterpret_cast<const uint8_t*>(&record);
+    return {first, first + sizeof(record)};
+}
 int InitIntent() {
     OrviAiAssistantIntentName name = {};
     return OrviAiAssistantInitIntent(&name, 1);
@@ -194,7 +212,7 @@ int InitIntent() {
 
 // --- Requests ---
 // name, call, channel, id, payload, copies before the receiver's names, answer,
-// begin, end, not sent, refused, failed
+// begin, end, not sent, refused, failed, payload
 
 const std::vector<Request>& ALL = *new std::vector<Request>{
     {"OrviAiSrvCreateFaceDetector", CreateDetector, CREATE, 0x600002, 48, 2, 52,
@@ -261,26 +279,26 @@ const std::vector<Request>& ALL = *new std::vector<Request>{
 
     {"CreateDirectorTrackProxy", [] { return Proxy().CreateDirectorTrackProxy(); }, DIRECTOR, 0x600007, 4, 0, ANY,
      "info <AiSrvServiceProxy::{name}> send create director msg", "", "", "",
-     "error <AiSrvServiceProxy::{name}> DirectorSendMsgToVision failed."},
+     "error <AiSrvServiceProxy::{name}> DirectorSendMsgToVision failed.", Bytes(0)},
     {"RemoveDirectorTrackProxy", [] { return Proxy().RemoveDirectorTrackProxy(); }, DIRECTOR, 0x600008, 4, 0, ANY,
      "info <AiSrvServiceProxy::{name}> send  remove director msg.", "", "", "",
-     "error <AiSrvServiceProxy::{name}> DirectorSendMsgToVision failed."},
+     "error <AiSrvServiceProxy::{name}> DirectorSendMsgToVision failed.", Bytes(0)},
     {"OrviAiSrvDirectorStart", OrviAiSrvDirectorStart, DIRECTOR, 0x600009, 4, 0, ANY,
      "info <{name}> start director request begin.\n"
      "info <AiSrvServiceProxy::StartDirectorTrackProxy> send start director msg.",
      "info <{name}> start director request succeed.",
      "error <AiSrvServiceProxy::StartDirectorTrackProxy> DirectorSendMsgToVision failed.", "",
-     "error <{name}> StartDirectorTrackProxy failed."},
+     "error <{name}> StartDirectorTrackProxy failed.", Bytes(0)},
     {"OrviAiSrvDirectorStop", OrviAiSrvDirectorStop, DIRECTOR, 0x60000A, 4, 0, ANY,
      "info <{name}> stop director request begin.\n"
      "info <AiSrvServiceProxy::StopDirectorTrackProxy> send stop director msg.",
      "info <{name}> stop director request succeed.",
      "error <AiSrvServiceProxy::StopDirectorTrackProxy> DirectorSendMsgToVision failed.", "",
-     "error <{name}> StopDirectorTrackProxy failed."},
+     "error <{name}> StopDirectorTrackProxy failed.", Bytes(0)},
     {"OrviAiLockStateChange", [] { return OrviAiLockStateChange(-7); }, LOCK_STATE, 0x60006F, 4, 0, ANY,
      "info <{name}> begin.\n"
      "info <AiSrvServiceProxy::AiLockStateChange> send msg.",
-     "info <{name}> succeed.", "", "", "error <{name}> AiLockStateChange failed."},
+     "info <{name}> succeed.", "", "", "error <{name}> AiLockStateChange failed.", Bytes(-7)},
 
     {"OrviAiSrvCheckInInit", OrviAiSrvCheckInInit, FACE, 0x600022, 36, 2, VERDICT,
      "info <{name}> init request begin.\n"
@@ -315,34 +333,40 @@ const std::vector<Request>& ALL = *new std::vector<Request>{
      "info <CheckInDeinit> enter",
      "", "", "", "error <{name}> init request failed."},
 
-    {"OrviAiSrvSignatureStart", [] { return OrviAiSrvSignatureStart({}); }, INTERFACE, 0x600035, 1196, 4, VERDICT,
+    {"OrviAiSrvSignatureStart", [] { return OrviAiSrvSignatureStart(Counting<tagOrviAiMinutesConfInfo>()); }, INTERFACE,
+     0x600035, 1196, 4, VERDICT,
      "info <OrviAiSrvMinutesStart> MinutesStart begin.\n"
      "info <AiSrvMinutesStart> enter AiSrvMinutesStart",
      "", "error <AiSrvMinutesStart> call SendSynMsgToVision failed.",
-     "error <AiSrvMinutesStart> failed: response ret is error.", ""},
+     "error <AiSrvMinutesStart> failed: response ret is error.", "",
+     Bytes(MinutesStartRequest{OWN_ADDRESS, Counting<tagOrviAiMinutesConfInfo>()})},
     {"OrviAiSrvSignatureStop", OrviAiSrvSignatureStop, INTERFACE, 0x600036, 0, 0, VERDICT,
      "info <OrviAiSrvMinutesStop> MinutesStop begin.\n"
      "info <AiSrvMinutesStop> enter AiSrvMinutesStop",
      "", "error <AiSrvMinutesStop> call SendSynMsgToVision failed.",
      "error <AiSrvMinutesStop> failed: response ret is error.", ""},
 
-    {"OrviAiSrvLargeModelInit", [] { return OrviAiSrvLargeModelInit({}); }, INTERFACE, 0x60003B, 580, 0, ANY,
-     "info <{name}> init. serverType[0]\n"
-     "info <AiSrvServiceProxy::LargeModelInit> enter serverType[0]",
+    {"OrviAiSrvLargeModelInit", [] { return OrviAiSrvLargeModelInit(Counting<OrviAiLLMInitParams>()); }, INTERFACE,
+     0x60003B, 580, 0, ANY,
+     "info <{name}> init. serverType[50462976]\n"
+     "info <AiSrvServiceProxy::LargeModelInit> enter serverType[50462976]",
      "info <{name}> succeed.", "error <LargeModelInit> call SendSynMsgToVision failed.", "",
-     "error <{name}> init request failed."},
-    {"OrviAiSrvLargeModelRequest", [] { return OrviAiSrvLargeModelRequest({}); }, INTERFACE, 0x60003C, 4692, 0, 52,
+     "error <{name}> init request failed.", Bytes(Counting<OrviAiLLMInitParams>())},
+    {"OrviAiSrvLargeModelRequest", [] { return OrviAiSrvLargeModelRequest(Counting<OrviAiModelParams>()); }, INTERFACE,
+     0x60003C, 4692, 0, 52,
      "info <{name}> in.\n"
-     "info {name} type=0\n"
+     "info {name} type=185207048\n"
      "info <AiSrvServiceProxy::LargeModelRequest> enter",
      "", "error <LargeModelRequest> call SendSynMsgToVision failed.",
-     "error <AiSrvServiceProxy::LargeModelRequest> failed: call memcpy_s failed.", "error <{name}> request failed."},
-    {"OrviAiSrvLargeModelDeInit", [] { return OrviAiSrvLargeModelDeInit({}); }, INTERFACE, 0x60003D, 580, 0, 52,
+     "error <AiSrvServiceProxy::LargeModelRequest> failed: call memcpy_s failed.", "error <{name}> request failed.",
+     Bytes(Counting<OrviAiModelParams>())},
+    {"OrviAiSrvLargeModelDeInit", [] { return OrviAiSrvLargeModelDeInit(Counting<OrviAiLLMInitParams>()); }, INTERFACE,
+     0x60003D, 580, 0, 52,
      "info <{name}> in.\n"
      "info <AiSrvServiceProxy::LargeModelDeInit> enter",
      "info <{name}> succeed.", "error <LargeModelDeInit> call SendSynMsgToVision failed.",
      "error <AiSrvServiceProxy::LargeModelDeInit> failed: call memcpy_s failed.",
-     "error <{name}> LargeModelDeInit failed."},
+     "error <{name}> LargeModelDeInit failed.", Bytes(Counting<OrviAiLLMInitParams>())},
     {"GetLargeModelAbility", [] { return Proxy().GetLargeModelAbility(&g_ability); }, OM, 0x60003A, 0, 0, 52, "", "",
      "error <AiSrvServiceProxy::{name}> SendSynMsgToVision msg:0x{id} failed. ret:-1",
      "error <AiSrvServiceProxy::{name}> failed: call memcpy_s failed.", ""},
@@ -376,25 +400,30 @@ const std::vector<Request>& ALL = *new std::vector<Request>{
      "storm <AiSrvServiceProxy::AssistantNotifyIntentResult> enter\n"
      "info <AiSrvServiceProxy::AssistantNotifyIntentResult> enter",
      "", "error <AssistantNotifyIntentResult> call SendSynMsgToVision failed.", "", "error <{name}> notify failed."},
-    {"OrviAiAssistantDisplayCard", [] { return OrviAiAssistantDisplayCard(0xFFFFFFFF, {}); }, ASSISTANT, 0x600059,
-     20880, 1, ANY,
+    {"OrviAiAssistantDisplayCard",
+     [] { return OrviAiAssistantDisplayCard(0xFFFFFFFF, Counting<OrviAiAssistantCard>()); }, ASSISTANT, 0x600059, 20880,
+     1, ANY,
      "storm {name} seq=4294967295\n"
      "storm <AiSrvServiceProxy::AssistantDisplayCard> enter",
-     "", "error <AssistantDisplayCard> call SendSynMsgToVision failed.", "", "error <{name}> display failed."},
+     "", "error <AssistantDisplayCard> call SendSynMsgToVision failed.", "", "error <{name}> display failed.",
+     Bytes(AssistantCardRequest{0xFFFFFFFF, Counting<OrviAiAssistantCard>()})},
     {"OrviAiAssistantChooseItem", [] { return OrviAiAssistantChooseItem(7, 0xFFFFFFFE); }, ASSISTANT, 0x60005A, 272, 0,
      ANY,
      "storm {name} seq=7 itemId=4294967294\n"
      "storm <AiSrvServiceProxy::AssistantChooseItem> enter",
-     "", "error <AssistantChooseItem> call SendSynMsgToVision failed.", "", "error <{name}> choose item failed."},
+     "", "error <AssistantChooseItem> call SendSynMsgToVision failed.", "", "error <{name}> choose item failed.",
+     Bytes(AssistantChoice{7, {}, 0xFFFFFFFE})},
     {"OrviAiAssistantSleep", OrviAiAssistantSleep, ASSISTANT, 0x60005B, 0, 0, ANY, "storm OrviAiAssistantSleep", "",
      "error <AssistantSleep> call SendSynMsgToVision failed.", "", "error <{name}> sleep failed."},
     {"OrviAiAssistantWakeUp", [] { return OrviAiAssistantWakeUp(static_cast<OrviAiAssistantRunningMode>(-2)); },
      ASSISTANT, 0x60005C, 4, 0, ANY, "storm OrviAiAssistantRunningMode mode=-2", "",
-     "error <AssistantWakeUp> call SendSynMsgToVision failed.", "", "error <{name}> wake up failed."},
-    {"OrviAiAssistantSetPageInfo", [] { return OrviAiAssistantSetPageInfo({}); }, ASSISTANT, 0x60005D, 44, 0, ANY,
+     "error <AssistantWakeUp> call SendSynMsgToVision failed.", "", "error <{name}> wake up failed.", Bytes(-2)},
+    {"OrviAiAssistantSetPageInfo", [] { return OrviAiAssistantSetPageInfo(Counting<OrviAiAssistantPageInfo>()); },
+     ASSISTANT, 0x60005D, 44, 0, ANY,
      "storm OrviAiAssistantSetPageInfo\n"
      "storm <AiSrvServiceProxy::AssistantSetPageInfo> enter",
-     "", "error <AssistantSetPageInfo> call SendSynMsgToVision failed.", "", "error <{name}> set page info failed."},
+     "", "error <AssistantSetPageInfo> call SendSynMsgToVision failed.", "", "error <{name}> set page info failed.",
+     Bytes(Counting<OrviAiAssistantPageInfo>())},
     {"OrviAiAssistantGetPageInfo", [] { return OrviAiAssistantGetPageInfo(&g_pageInfo); }, ASSISTANT_QUERY, 0x60005E, 0,
      0, 44,
      "storm OrviAiAssistantGetPageInfo\n"

@@ -37,10 +37,11 @@ struct Request {
     int copies;       // bounded copies before the receiver's names
     int answer;       // VERDICT, ANY or the most bytes that it may have
     const char* begin;
-    const char* end;      // after a success
-    const char* notSent;  // after the sender's own line
-    const char* refused;  // an answer that is no success
-    const char* failed;   // the last line of each failure
+    const char* end;                    // after a success
+    const char* notSent;                // after the sender's own line
+    const char* refused;                // an answer that is no success
+    const char* failed;                 // the last line of each failure
+    std::vector<uint8_t> payload = {};  // where another test does not compare it
 };
 
 extern const std::vector<Request>& REQUESTS;

@@ -69,6 +69,9 @@ TEST_F(Requests, Successes) {
         if (r.length == sizeof(tagAiTaskBasicInfo)) {
             EXPECT_EQ(platform.LastPayload(), BytesOf(OWN_ADDRESS));
         }
+        if (!r.payload.empty()) {
+            EXPECT_EQ(platform.LastPayload(), r.payload);
+        }
         platform.ForgetReplies();
     }
 }

@@ -1,18 +1,16 @@
 #include <chrono>
-#include <functional>
-#include <numeric>
 
 #include "dispatch_scope.h"
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
-#include "orvi_ai_srv_proxy_meeting.h"
+#include "orvi_ai_srv_proxy_director.h"
 
 using OrviAiService::AiSrvServiceProxy;
 using OrviAiService::DispatchScope;
 
 namespace {
 
-class Meeting : public PlatformTest {
+class Director : public PlatformTest {
  protected:
     void TearDown() override {
         AiSrvServiceProxy::isVisionOK = true;
@@ -21,37 +19,16 @@ class Meeting : public PlatformTest {
     }
 };
 
-TEST_F(Meeting, TheDirectorHasNoInitialisation) {
+TEST_F(Director, TheDirectorHasNoInitialisation) {
     EXPECT_EQ(OrviAiSrvDirectorInit(), -1);
     EXPECT_EQ(OrviAiSrvDirectorDeInit(), -1);
     EXPECT_EQ(platform.Take(), (Lines{"info <OrviAiSrvDirectorInit> The director is turned on by default.",
                                       "info <OrviAiSrvDirectorDeInit> Director does not deinitialize."}));
 }
 
-TEST_F(Meeting, DirectorRequestsCarryANumber) {
-    Init();
-    for (const int state : {-7, 0, INT32_MIN}) {
-        platform.QueueReply({0});
-        EXPECT_EQ(OrviAiLockStateChange(state), 0);
-        EXPECT_EQ(platform.LastPayload(), BytesOf(state));
-    }
-    using Method = int (AiSrvServiceProxy::*)() const;
-    const Method methods[] = {
-        &AiSrvServiceProxy::CreateDirectorTrackProxy,
-        &AiSrvServiceProxy::RemoveDirectorTrackProxy,
-        &AiSrvServiceProxy::StartDirectorTrackProxy,
-        &AiSrvServiceProxy::StopDirectorTrackProxy,
-    };
-    for (const Method method : methods) {
-        platform.QueueReply({0});
-        EXPECT_EQ(std::invoke(method, proxy), 0);
-        EXPECT_EQ(platform.LastPayload(), BytesOf(0));
-    }
-}
-
 // --- The wait for the service ---
 
-TEST_F(Meeting, OnlyTheCreationWaitsUntilTheServiceRuns) {
+TEST_F(Director, OnlyTheCreationWaitsUntilTheServiceRuns) {
     Init();
     AiSrvServiceProxy::isVisionOK = false;
     platform.QueueReply({0});
@@ -70,7 +47,7 @@ TEST_F(Meeting, OnlyTheCreationWaitsUntilTheServiceRuns) {
                                                  "syn 0x600007 VDirector len=4 wait=0", "free reply"}));
 }
 
-TEST_F(Meeting, TheWaitForTheServiceEnds) {
+TEST_F(Director, TheWaitForTheServiceEnds) {
     using OrviAiService::WaitForDirector;
     const Lines tooLong = {"error <AiSrvServiceProxy::CreateDirectorTrackProxy> failed: the service is still down."};
     EXPECT_TRUE(WaitForDirector(std::chrono::seconds(0)));
@@ -84,7 +61,7 @@ TEST_F(Meeting, TheWaitForTheServiceEnds) {
     EXPECT_EQ(platform.Take().back(), tooLong[0]);
 }
 
-TEST_F(Meeting, InsideACallbackTheCreationDoesNotWait) {
+TEST_F(Director, InsideACallbackTheCreationDoesNotWait) {
     Init();
     const DispatchScope callback;
     AiSrvServiceProxy::isVisionOK = false;
@@ -95,26 +72,6 @@ TEST_F(Meeting, InsideACallbackTheCreationDoesNotWait) {
     AiSrvServiceProxy::isVisionOK = true;
     platform.QueueReply({0});
     EXPECT_EQ(proxy.CreateDirectorTrackProxy(), 0);
-}
-
-// --- Minutes ---
-
-TEST_F(Meeting, TheMinutesCarryTheClientAndTheConference) {
-    Init();
-    tagOrviAiMinutesConfInfo conference;
-    std::iota(std::begin(conference.conference), std::end(conference.conference), uint8_t{1});
-    platform.QueueReply({0});
-    EXPECT_EQ(OrviAiSrvSignatureStart(conference), 0);
-    EXPECT_EQ(platform.LastPayload(), BytesOf(OWN_ADDRESS) + BytesOf(conference));
-
-    // After the two names of the address.
-    (void)platform.Take();
-    platform.FailCopy(3);
-    EXPECT_EQ(OrviAiSrvSignatureStart(conference), -1);
-    platform.FailCopy(4);
-    EXPECT_EQ(OrviAiSrvSignatureStart(conference), -1);
-    EXPECT_EQ(platform.TakeWithoutInfo(), (Lines{"error <AiSrvMinutesStart> memcpy_s failed: err1:34, err2:0",
-                                                 "error <AiSrvMinutesStart> memcpy_s failed: err1:0, err2:34"}));
 }
 
 }  // namespace

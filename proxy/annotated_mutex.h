@@ -1,10 +1,11 @@
 // A mutex that the compiler's thread-safety analysis understands. It is never destroyed: threads may hold it
 // while the process exits.
-#ifndef ORVI_PROXY_MUTEX_H
-#define ORVI_PROXY_MUTEX_H
+#ifndef ORVI_PROXY_ANNOTATED_MUTEX_H
+#define ORVI_PROXY_ANNOTATED_MUTEX_H
 
 #include <condition_variable>
 #include <mutex>
+#include <new>
 #include <type_traits>
 
 #if defined(__clang__)
@@ -29,6 +30,9 @@ class ORVI_CAPABILITY("mutex") Mutex {
 
     void lock() ORVI_ACQUIRE() { mutex_.lock(); }
     void unlock() ORVI_RELEASE() { mutex_.unlock(); }
+
+    // In a forked child: unlocked, whoever held it when the process forked.
+    void Renew() noexcept { new (&mutex_) std::mutex; }
 
     // Waits for a notification with the mutex released; may wake early, so call it in a predicate loop.
     void Wait(std::condition_variable& condition) ORVI_REQUIRES(this) {

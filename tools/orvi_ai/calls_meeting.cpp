@@ -1,0 +1,86 @@
+// Captions, lock state, check-in and minutes.
+#include <cstddef>
+#include <memory>
+
+#include "calls.h"
+#include "wire_records.h"
+
+namespace orvi_ai {
+namespace {
+
+constexpr uint32_t LARGEST_PHOTO = 16U << 20;  // what the bus carries
+
+}  // namespace
+
+Outcome CaptionInit(Session&, const Call&) {
+    return Returned(OrviAiSrvCaptionInit(&Events::OnCaption));
+}
+
+Outcome CaptionStart(Session& session, const Call& call) {
+    auto request = As<tagAiCaptionStart>(call.payload);
+    if (session.PrepareCaptions() != 0) {
+        return Failed("captions could not be made ready");
+    }
+    return Returned(OrviAiSrvCaptionStart(&request.conference, request.isReportCaption));
+}
+
+Outcome LockState(Session&, const Call& call) {
+    return Returned(OrviAiLockStateChange(As<int32_t>(call.payload)));
+}
+
+Outcome CheckinStart(Session&, const Call& call) {
+    return Returned(OrviAiSrvCheckInStart(As<tagOrviAiConfIdInfo>(call.payload)));
+}
+
+Outcome CheckinStartReport(Session&, const Call& call) {
+    const auto request = As<::CheckinStartReport>(call.payload);
+    return Returned(OrviAiSrvCheckInStartReport(static_cast<tagOrviAiCheckinType>(request.type), request.confInfo));
+}
+
+Outcome CheckinPage(Session& session, const Call& call) {
+    const auto query = As<CheckinDataQuery>(call.payload);
+    tagCheckinTotalData data{};
+    Outcome outcome;
+    outcome.result = OrviAiSrvGetCheckinData(&data, static_cast<OrviAiCheckInShowType>(query.showType), query.pageNum);
+    if (outcome.result != 0) {
+        return outcome;
+    }
+    // The record tells its length; an answer that is only a verdict is shorter than any page.
+    uint32_t length = 0;
+    std::memcpy(&length, data.page, sizeof(length));
+    const orvi_protocol::Message& message = *MessageOf(*call.command);
+    if (length < message.reply->shortest) {
+        ShowReply(session, message.refusal, data.page, 1, outcome);
+        outcome.result = -1;
+        outcome.reason = "the service has refused";
+        return outcome;
+    }
+    ShowReply(session, message.reply, data.page, std::min<size_t>(length, sizeof(data)), outcome);
+    return outcome;
+}
+
+Outcome CheckinPhoto(Session&, const Call& call) {
+    const auto query = As<CheckinPhotoQuery>(call.payload);
+    const std::unique_ptr<uint8_t[]> photo(new uint8_t[LARGEST_PHOTO]);
+    uint32_t length = LARGEST_PHOTO;
+    Outcome outcome;
+    outcome.result = OrviAiSrvGetCheckinPhoto(query.userId, query.userIdLen, photo.get(), &length);
+    if (outcome.result != 0) {
+        return outcome;
+    }
+    const std::string bytes = std::to_string(length);
+    std::string path;
+    if (!call.out.empty() && length != 0) {
+        path = call.out;
+        outcome.result = WriteFile(path, photo.get(), length, outcome.reason) ? 0 : -1;
+    }
+    outcome.text = "  " + (length == 0 ? "no photo" : bytes + " bytes") + (path.empty() ? "" : "  " + path) + "\n";
+    outcome.json = "{\"bytes\":" + bytes + (path.empty() ? "" : ",\"file\":" + orvi_protocol::JsonString(path)) + "}";
+    return outcome;
+}
+
+Outcome MinutesStart(Session&, const Call& call) {
+    return Returned(OrviAiSrvSignatureStart(As<MinutesStartRequest>(call.payload).confInfo));
+}
+
+}  // namespace orvi_ai

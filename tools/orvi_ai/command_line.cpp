@@ -1,0 +1,343 @@
+#include "command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+
+#include "orvi_ai_srv.h"
+
+namespace orvi_ai {
+namespace {
+
+using orvi_protocol::Field;
+using orvi_protocol::Setting;
+using orvi_protocol::Type;
+
+constexpr int EXIT_USAGE = 2;
+
+// What the options write into while they are parsed.
+struct Target {
+    Call& call;
+    std::vector<Setting> settings;
+    std::string command;
+};
+
+std::string KindOf(const Field& field) {
+    std::string kind;
+    for (const orvi_protocol::Word& word : field.words) {
+        kind += (kind.empty() ? "" : "|") + std::string(word.word);
+    }
+    if (!kind.empty()) {
+        return kind;
+    }
+    if (field.type != Type::Number) {
+        return "TEXT";
+    }
+    const bool isWide = field.most - field.least >= INT32_MAX;
+    return isWide ? "NUMBER" : std::to_string(field.least) + ".." + std::to_string(field.most);
+}
+
+std::string HelpOf(const Field& field) {
+    std::string text(field.meaning);
+    text += field.unit.empty() ? "" : ", " + std::string(field.unit);
+    if (field.isRequired && field.initial.empty()) {
+        text += " (needed)";
+    } else if (!field.initial.empty()) {
+        text += " [" + std::string(field.initial) + "]";
+    }
+    return text;
+}
+
+// "--title TEXT", a flag, or the words behind the command.
+void AddField(CLI::App& app, const Command& command, const Field& field, Target& target) {
+    const std::string name(field.name);
+    if (field.name == command.words) {
+        const bool isSentence = !field.isList && field.type == Type::Text && field.name == "text";
+        const auto take = [name, isSentence, &target](const std::vector<std::string>& words) {
+            std::string sentence;
+            for (const std::string& word : words) {
+                sentence += (sentence.empty() ? "" : " ") + word;
+                if (!isSentence) {
+                    target.settings.push_back({name, word});
+                }
+            }
+            if (isSentence) {
+                target.settings.push_back({name, sentence});
+            }
+        };
+        app.add_option_function<std::vector<std::string>>(name, take, HelpOf(field))
+            ->type_name(KindOf(field))
+            ->expected(1, field.isList || isSentence ? 1 << 10 : 1)
+            ->required();
+        return;
+    }
+    if (field.type == Type::Flag) {
+        app.add_flag_callback(
+            OptionName(field),
+            [name, &target] {
+                target.settings.push_back({name, "1"});
+            },
+            HelpOf(field));
+        return;
+    }
+    if (field.isList) {
+        return;  // only as words, or as items
+    }
+    app.add_option_function<std::string>(
+           OptionName(field),
+           [name, &target](const std::string& value) {
+               target.settings.push_back({name, value});
+           },
+           HelpOf(field))
+        ->type_name(KindOf(field));
+}
+
+std::string CheckTime(std::string& text) {
+    return ParseTime(text) ? "" : "'" + text + "' is no time: 500ms, 2s, 1m";
+}
+
+void AddTime(CLI::App& app, const char* name, std::optional<std::chrono::milliseconds>& time, const char* help) {
+    app.add_option_function<std::string>(
+           name, [&time](const std::string& text) { time = ParseTime(text); }, help)
+        ->type_name("TIME")
+        ->check(CLI::Validator(CheckTime, ""));
+}
+
+// Without the names that the library's own checks add to the help.
+CLI::Validator Within(uint32_t least, uint32_t most) {
+    return CLI::Validator(
+        [least, most](std::string& text) {
+            uint32_t number = 0;
+            const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+            const bool isRight =
+                error == std::errc() && end == text.data() + text.size() && number >= least && number <= most;
+            return isRight
+                       ? ""
+                       : "'" + text + "' is no number from " + std::to_string(least) + " to " + std::to_string(most);
+        },
+        "");
+}
+
+void AddTraits(CLI::App& app, const Command& command, Call& call) {
+    if ((command.traits & TAKES_OUT) != 0) {
+        const bool isFile = std::string_view(command.words) == "user";
+        app.add_option("--out", call.out, isFile ? "save the photo to this file" : "save the photos in this folder")
+            ->type_name(isFile ? "FILE" : "DIR")
+            ->check(isFile ? CLI::Validator() : CLI::Validator(CLI::ExistingDirectory));
+    }
+    if ((command.traits & TAKES_DETECTOR) != 0) {
+        app.add_option("--detector", call.detector, "in a script: the detector created --as NAME [the last one]")
+            ->type_name("NAME");
+    }
+    if ((command.traits & TAKES_NAME) != 0) {
+        app.add_option("--as", call.as, "in a script: its name for --detector")->type_name("NAME");
+    }
+    if ((command.traits & TAKES_ITEMS) != 0) {
+        app.add_option("--item", call.items, "an item to choose from; they are numbered from 1")
+            ->type_name("TEXT")
+            ->allow_extra_args(false);
+    }
+    if ((command.traits & TAKES_KEEP_GOING) != 0) {
+        app.add_flag("--keep-going", call.keepGoing, "go on behind a command that fails");
+    }
+    if ((command.traits & TAKES_RATE) != 0) {
+        app.add_option("--rate", call.rate, "faces seen, per second [1]")->type_name("1..30")->check(Within(1, 30));
+    }
+    if ((command.traits & TAKES_WITHIN) != 0) {
+        AddTime(app, "--within", call.within, "give up after this time [wait for as long as it takes]");
+    }
+    if ((command.traits & TAKES_FOR) != 0) {
+        AddTime(app, "--for", call.duration, "end after this time [at Ctrl-C]");
+    }
+    if ((command.traits & MAKES_EVENTS) != 0) {
+        app.add_option("--count", call.count, "end after so many events")->type_name("N")->check(Within(1, UINT32_MAX));
+    }
+}
+
+// Words that are no field: how many there may be follows from how they are written.
+void AddWords(CLI::App& app, const Command& command, Call& call) {
+    const std::string words = command.words;
+    if (words.empty() || (words[0] != '[' && (words[0] < 'A' || words[0] > 'Z'))) {
+        return;
+    }
+    const bool mayLack = words[0] == '[' || words == "EVENT...";
+    const bool isMany = words.find("...") != std::string::npos;
+    const std::string name =
+        words.substr(words[0] == '[' ? 1 : 0, words.find_first_of(" .]") - (words[0] == '[' ? 1 : 0));
+    app.add_option(name, call.words, words.find('=') != std::string::npos ? "and FIELD=VALUE of it" : "")
+        ->type_name("")
+        ->expected(mayLack ? 0 : 1, isMany ? 1 << 10 : 1)
+        ->required(!mayLack);
+}
+
+void AddCommand(CLI::App& app, const Command& command, std::map<std::string, CLI::App*>& groups, Target& target) {
+    const std::string name = command.name;
+    const size_t blank = name.find(' ');
+    CLI::App* parent = &app;
+    if (blank != std::string::npos) {
+        CLI::App*& group = groups[name.substr(0, blank)];
+        if (group == nullptr) {
+            group = app.add_subcommand(name.substr(0, blank), "");
+            group->require_subcommand(1)->fallthrough();
+        }
+        parent = group;
+        group->description(group->get_description() + (group->get_description().empty() ? "" : ", ") +
+                           name.substr(blank + 1));
+    }
+    const orvi_protocol::Message* const message = MessageOf(command);
+    const std::string help = *command.help != '\0' ? command.help : std::string(message->meaning);
+    CLI::App* const leaf = parent->add_subcommand(name.substr(blank == std::string::npos ? 0 : blank + 1), help);
+    leaf->fallthrough();
+    if (*command.functions != '\0') {
+        leaf->footer("Calls " + std::string(command.functions) + ".");
+    }
+    for (const Field* field : OptionFields(command)) {
+        AddField(*leaf, command, *field, target);
+    }
+    AddTraits(*leaf, command, target.call);
+    AddWords(*leaf, command, target.call);
+    leaf->callback([&command, &target] { target.call.command = &command; });
+}
+
+void AddGlobals(CLI::App& app, Globals& globals) {
+    app.add_flag("--json", globals.isJson, "one JSON object a line, see docs/commands.md");
+    app.add_flag("-q,--quiet", globals.isQuiet, "say nothing about calls that succeed");
+    app.add_flag("--mask,--report", globals.isMasked, "photos, names, captions and texts of the model only by length");
+    app.add_option("--app", globals.app, "id of the application that this is")
+        ->type_name("ID")
+        ->check(CLI::Validator(
+            [](std::string& id) {
+                return id.size() < sizeof(tagOrviAppInfo::appId) ? "" : std::string("the id is too long");
+            },
+            ""))
+        ->capture_default_str();
+    app.add_option("--completion", globals.completion, "print the completion for this shell")
+        ->type_name("SHELL")
+        ->check(CLI::IsMember({"bash"}));
+}
+
+// Options that a command takes and that would do nothing where it stands.
+const char* WithoutEffect(const Call& call, bool isScript) {
+    if (!isScript) {
+        return !call.as.empty() || !call.detector.empty() ? "--as and --detector are for scripts: a detector lives as "
+                                                            "long as its process"
+                                                          : "";
+    }
+    if (call.duration || call.count) {
+        return "--for and --count are not for scripts: their events are printed, `wait` waits for one";
+    }
+    return call.rate ? "--rate belongs to `face create` in a script" : "";
+}
+
+Parsed Refused(const std::string& reason, const std::string& command) {
+    return {false, EXIT_USAGE, reason + "\nSee orvi-ai " + command + (command.empty() ? "" : " ") + "--help"};
+}
+
+}  // namespace
+
+Parsed ParseWords(const std::vector<std::string>& words, Globals* globals, Call& call) {
+    Target target{call, {}, ""};
+    CLI::App app("Calls every function of the device's vision service library from a terminal.");
+    app.name("orvi-ai");
+    app.require_subcommand(0, 1);
+    if (globals != nullptr) {
+        AddGlobals(app, *globals);
+    }
+    std::map<std::string, CLI::App*> groups;
+    for (const Command& command : Commands()) {
+        AddCommand(app, command, groups, target);
+    }
+    app.footer(
+        "Exit code: 0, 1 = the call failed, 2 = usage, 3 = nobody is there.\n"
+        "What makes events goes on until Ctrl-C, --for TIME or --count N.");
+    try {
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+    } catch (const CLI::ParseError& error) {
+        std::ostringstream out;
+        std::ostringstream errors;
+        if (error.get_exit_code() == 0) {
+            (void)app.exit(error, out, errors);
+            return {false, 0, out.str()};
+        }
+        std::string command;
+        for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+            at = at->get_subcommands().front();
+            command += (command.empty() ? "" : " ") + at->get_name();
+        }
+        return Refused(error.what(), command);
+    }
+    if (globals != nullptr && !globals->completion.empty()) {
+        return {false, 0, BashCompletion()};
+    }
+    if (call.command == nullptr) {
+        return Refused("a command is missing", "");
+    }
+    if (const char* const useless = WithoutEffect(call, globals == nullptr); *useless != '\0') {
+        return Refused(useless, call.command->name);
+    }
+    for (size_t i = 0; i < call.items.size(); ++i) {
+        const std::string item = "items[" + std::to_string(i) + "].";
+        target.settings.push_back({item + "id", std::to_string(i + 1)});
+        target.settings.push_back({item + "text", call.items[i]});
+    }
+    const orvi_protocol::Message* const message = MessageOf(*call.command);
+    std::string error;
+    if (message != nullptr && (call.command->traits & WITHOUT_FIELDS) == 0 &&
+        !Encode(message->payload, target.settings, call.payload, error)) {
+        return Refused(error, call.command->name);
+    }
+    return {true, 0, ""};
+}
+
+bool SplitLine(const std::string& line, std::vector<std::string>& words) {
+    bool isOpen = false;  // a word has begun
+    char quote = '\0';
+    std::string word;
+    for (size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        const bool isBlank = c == ' ' || c == '\t' || c == '\r';
+        if (quote == '\0' && !isOpen && c == '#') {
+            break;
+        }
+        if (quote == '\0' && isBlank) {
+            if (isOpen) {
+                words.push_back(std::move(word));
+                word.clear();
+            }
+            isOpen = false;
+        } else if (quote == '\0' && (c == '"' || c == '\'')) {
+            quote = c;
+            isOpen = true;
+        } else if (c == quote) {
+            quote = '\0';
+        } else if (c == '\\' && quote != '\'' && i + 1 < line.size()) {
+            word += line[++i];
+            isOpen = true;
+        } else {
+            word += c;
+            isOpen = true;
+        }
+    }
+    if (isOpen) {
+        words.push_back(std::move(word));
+    }
+    return quote == '\0';
+}
+
+std::optional<std::chrono::milliseconds> ParseTime(const std::string& text) {
+    char* end = nullptr;
+    const double number = std::strtod(text.c_str(), &end);
+    const std::string unit = end;
+    const double factor = unit == "ms" ? 1 : unit == "s" || unit.empty() ? 1000 : unit == "m" ? 60000 : 0;
+    const double milliseconds = number * factor;
+    constexpr double MOST = 24.0 * 3600 * 1000;
+    if (end == text.c_str() || factor == 0 || !(milliseconds >= 0 && milliseconds <= MOST)) {
+        return std::nullopt;
+    }
+    return std::chrono::milliseconds(std::lround(milliseconds));
+}
+
+}  // namespace orvi_ai
