@@ -1,6 +1,6 @@
-// The message bus seen from here: blocks, and what its results mean.
-#ifndef ORVI_SIM_BUS_BLOCK_H
-#define ORVI_SIM_BUS_BLOCK_H
+// The message bus seen from here: its blocks.
+#ifndef ORVI_SIM_SERVICE_BUS_BLOCK_H
+#define ORVI_SIM_SERVICE_BUS_BLOCK_H
 
 #include <cstring>
 #include <string>
@@ -25,11 +25,6 @@ inline TagMsgBlock BlockTo(const std::string& process, const std::string& task) 
     SetNameField(block.recvProcName, process);
     SetNameField(block.recvTaskName, task);
     return block;
-}
-
-// Whether a send failed because its receiver does not exist, and not because it is slow.
-inline bool IsReceiverGone(int busResult) {
-    return busResult == ORVI_BUS_E_ABSENT;
 }
 
 }  // namespace orvi_sim

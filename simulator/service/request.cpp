@@ -1,4 +1,4 @@
-#include "request.h"
+#include "service/request.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -22,14 +22,8 @@ const uint8_t* Field(const Request& request, uint32_t offset, uint32_t size) {
 
 }  // namespace
 
-bool operator==(const ClientAddress& left, const ClientAddress& right) {
-    return left.process == right.process && left.task == right.task;
-}
-
 uint32_t Request::IntegerAt(uint32_t offset) const {
-    const uint8_t* field = Field(*this, offset, 4);
-    return static_cast<uint32_t>(field[0]) | static_cast<uint32_t>(field[1]) << 8 |
-           static_cast<uint32_t>(field[2]) << 16 | static_cast<uint32_t>(field[3]) << 24;
+    return ReadInteger(Field(*this, offset, 4));
 }
 
 Payload Request::BytesAt(uint32_t offset, uint32_t count) const {
@@ -47,34 +41,33 @@ bool Request::TextAt(uint32_t offset, uint32_t size, std::string& text) const {
     return true;
 }
 
-bool Request::AddressAt(uint32_t offset, ClientAddress& address) const {
-    return TextAt(offset, NAME_SIZE, address.process) && TextAt(offset + NAME_SIZE, NAME_SIZE, address.task) &&
+bool Request::Address(ClientAddress& address) const {
+    return TextAt(0, NAME_SIZE, address.process) && TextAt(NAME_SIZE, NAME_SIZE, address.task) &&
            !address.process.empty() && !address.task.empty();
 }
 
-void Answer::Verdict(uint8_t verdict) {
-    Data(Payload{verdict});
-}
-
 void Answer::Data(Payload data) {
-    hasReply_ = true;
+    verdict_ = ORVI_SIM_DONE;
     reply_ = std::move(data);
 }
 
-void Answer::Refuse(std::string reason) {
-    refusal_ = std::move(reason);
-    events_.clear();
-    Verdict(1);
+void Answer::Refuse(uint8_t verdict, std::string reason) {
+    verdict_ = verdict;
+    reason_ = std::move(reason);
 }
 
-void Answer::Push(uint32_t id, Payload payload) {
-    events_.push_back({id, std::move(payload)});
+Payload RefusalOf(const RequestRow& row, const Request& request, uint8_t verdict) {
+    if (row.reply <= VERDICT) {
+        return Payload{verdict};
+    }
+    // A record that the sender sent is sent back.
+    Payload reply;
+    if (request.length == row.reply) {
+        reply.assign(request.data, request.data + request.length);
+    }
+    reply.resize(row.reply);
+    AppendInteger(reply, verdict);
+    return reply;
 }
-
-void AcceptWithVerdict(Service&, const Request&, Answer& answer) {
-    answer.Verdict(0);
-}
-
-void TakeNotice(Service&, const Request&, Answer&) {}
 
 }  // namespace orvi_sim
