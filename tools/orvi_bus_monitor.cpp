@@ -1,6 +1,6 @@
 // orvi-bus-monitor: prints what processes with ORVI_BUS_TRACE=1 send over the bus, a line a message.
 //
-// It owns the socket to which they tell their messages (host/os_msg/trace.h). They never wait for it: what comes faster
+// It owns the socket to which they tell their messages (host/os_msg/wire/trace.h). They never wait for it: what comes faster
 // than it prints is counted as lost by its sender, whose next line tells.
 #include <algorithm>
 #include <cerrno>
@@ -15,7 +15,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "directory.h"
+#include "membership/directory.h"
+#include "wire/socket.h"
 
 namespace {
 

@@ -1,19 +1,20 @@
 // The bus's operations as plain C functions: checks, and one call each.
 #include <new>
 
-#include "bus_log.h"
-#include "descriptor.h"
-#include "directory.h"
-#include "frame.h"
-#include "incoming.h"
-#include "message_token.h"
+#include "membership/directory.h"
 #include "orvi_host_bus.h"
 #include "orvi_os_msg.h"
 #include "process.h"
-#include "reply_block.h"
-#include "sender.h"
-#include "settings.h"
-#include "task.h"
+#include "receive/incoming.h"
+#include "receive/message_token.h"
+#include "receive/task.h"
+#include "send/reply_block.h"
+#include "send/sender.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/descriptor.h"
+#include "wire/frame.h"
+#include "wire/settings.h"
 
 #define ORVI_BUS_EXPORT __attribute__((visibility("default")))
 
@@ -31,7 +32,7 @@ int CheckMember(const char* operation) {
     if (orvi_bus::InForkedChild()) {
         return Refuse(ORVI_BUS_E_FORKED, operation, "a forked child is not on the bus");
     }
-    if (!Process::Get().Joined()) {
+    if (!Process::Get().Self().Joined()) {
         return Refuse(ORVI_BUS_E_NOT_JOINED, operation, "this process has not joined the bus");
     }
     return 0;
@@ -89,10 +90,10 @@ ORVI_BUS_EXPORT int OsMsgGetProcName(char* name, uint32_t size) {
     if (orvi_bus::InForkedChild()) {
         return ORVI_BUS_E_FORKED;
     }
-    if (!Process::Get().Joined()) {
+    if (!Process::Get().Self().Joined()) {
         return ORVI_BUS_E_NOT_JOINED;
     }
-    memcpy(name, Process::Get().Name(), OS_MSG_NAME_SIZE);
+    memcpy(name, Process::Get().Self().Name(), OS_MSG_NAME_SIZE);
     return 0;
 }
 
@@ -103,7 +104,7 @@ ORVI_BUS_EXPORT int OsMsgInit(const char* procName) {
     if (!orvi_bus::IsName(procName)) {
         return Refuse(ORVI_BUS_E_ARGUMENT, "OsMsgInit", "a process name has 1 to 15 bytes");
     }
-    return WithoutThrowing("OsMsgInit", [procName] { return Process::Get().Join(procName); });
+    return WithoutThrowing("OsMsgInit", [procName] { return Process::Get().Self().Join(procName); });
 }
 
 ORVI_BUS_EXPORT int OsMsgRegLogFunc(OsMsgLogFunc func) {
@@ -134,7 +135,7 @@ ORVI_BUS_EXPORT int OsMsgUnregTask(const char* procName, uint32_t cpu, const cha
         return result;
     }
     if (cpu != 1 || !orvi_bus::IsName(taskName) || !orvi_bus::IsName(procName) ||
-        strcmp(procName, Process::Get().Name()) != 0) {
+        strcmp(procName, Process::Get().Self().Name()) != 0) {
         return Refuse(ORVI_BUS_E_ARGUMENT, "OsMsgUnregTask", "not a task of this process");
     }
     return Process::Get().RemoveTask(taskName);
@@ -175,8 +176,9 @@ ORVI_BUS_EXPORT int OsMsgAsynSend(TagMsgBlock* message) {
     if (result != 0) {
         return result;
     }
-    return WithoutThrowing("OsMsgAsynSend",
-                           [message] { return orvi_bus::SendOneWay(*message, orvi_bus::GetSettings().sendWaitMs); });
+    return WithoutThrowing("OsMsgAsynSend", [message] {
+        return orvi_bus::SendOneWay(Process::Get().Self(), *message, orvi_bus::GetSettings().sendWaitMs);
+    });
 }
 
 ORVI_BUS_EXPORT int OsMsgSynSend(TagMsgBlock* message, TagMsgBlock** reply, uint32_t waitMs) {
@@ -189,13 +191,14 @@ ORVI_BUS_EXPORT int OsMsgSynSend(TagMsgBlock* message, TagMsgBlock** reply, uint
         return result;
     }
     return WithoutThrowing("OsMsgSynSend", [=] {
-        if (strcmp(message->recvProcName, Process::Get().Name()) == 0) {
+        if (strcmp(message->recvProcName, Process::Get().Self().Name()) == 0) {
             const std::shared_ptr<orvi_bus::Task> task = Process::Get().FindTask(message->recvTaskName);
             if (task != nullptr && task->RunsHere()) {
                 return Refuse(ORVI_BUS_E_STATE, "OsMsgSynSend", "a handler would wait for its own task");
             }
         }
-        return orvi_bus::SendRequest(*message, waitMs != 0 ? waitMs : orvi_bus::GetSettings().defaultWaitMs, reply);
+        return orvi_bus::SendRequest(Process::Get().Self(), *message,
+                                     waitMs != 0 ? waitMs : orvi_bus::GetSettings().defaultWaitMs, reply);
     });
 }
 
@@ -225,6 +228,26 @@ ORVI_BUS_EXPORT int OrviHostMsgReply(const TagMsgBlock* request, const void* dat
     const orvi_bus::MessageToken token = orvi_bus::TokenOf(*request);
     const std::shared_ptr<orvi_bus::Incoming> connection = orvi_bus::Incoming::ById(token.connection);
     return connection != nullptr ? connection->Answer(token.sequence, request->msgId, data, dataLen) : ORVI_BUS_E_GONE;
+}
+
+ORVI_BUS_EXPORT int OrviHostMsgGetSender(const TagMsgBlock* message, OrviHostMsgSender* sender) {
+    return message != nullptr && sender != nullptr && orvi_bus::SenderOf(*message, sender) ? 0 : ORVI_BUS_E_ARGUMENT;
+}
+
+ORVI_BUS_EXPORT int OrviHostMsgTrySend(const TagMsgBlock* message) {
+    const int result = CheckMessage(message, "OrviHostMsgTrySend");
+    if (result != 0) {
+        return result;
+    }
+    return WithoutThrowing("OrviHostMsgTrySend", [=] { return orvi_bus::TrySend(Process::Get().Self(), *message); });
+}
+
+ORVI_BUS_EXPORT int OrviHostMsgAwaitRoom(int wake, uint32_t waitMs) {
+    const int result = CheckMember("OrviHostMsgAwaitRoom");
+    if (result != 0) {
+        return result;
+    }
+    return WithoutThrowing("OrviHostMsgAwaitRoom", [=] { return orvi_bus::AwaitRoom(wake, waitMs); });
 }
 
 ORVI_BUS_EXPORT int OrviHostMsgStopRoutine(const char* taskName) {

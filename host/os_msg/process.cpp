@@ -4,12 +4,13 @@
 #include <cerrno>
 #include <cstring>
 
-#include "bus_log.h"
-#include "descriptor.h"
 #include "orvi_host_bus.h"
-#include "settings.h"
-#include "task.h"
-#include "trace.h"
+#include "receive/task.h"
+#include "wire/bus_log.h"
+#include "wire/bus_name.h"
+#include "wire/descriptor.h"
+#include "wire/settings.h"
+#include "wire/trace.h"
 
 namespace orvi_bus {
 
@@ -17,7 +18,7 @@ namespace {
 
 // Loops and senders of other threads go on meanwhile and are not disturbed.
 __attribute__((destructor)) void RemoveEndpointsAtExit() {
-    if (Process::Get().Joined() && !InForkedChild()) {
+    if (Process::Get().Self().Joined() && !InForkedChild()) {
         Process::Get().RemoveEndpoints();
     }
 }
@@ -27,45 +28,6 @@ __attribute__((destructor)) void RemoveEndpointsAtExit() {
 Process& Process::Get() {
     static Process* process = new Process;
     return *process;
-}
-
-int Process::Join(const char* name) {
-    (void)GetSettings();
-    MutexLock lock(mutex_);
-    if (Joined()) {
-        Log(kLogError, "cannot join as '%s': this process has joined as '%s'", name, name_);
-        return ORVI_BUS_E_STATE;
-    }
-    std::string why;
-    if (!FindDirectory(&directory_, &why)) {
-        Log(kLogError, "cannot join as '%s': %s", name, why.c_str());
-        return ORVI_BUS_E_DIRECTORY;
-    }
-    const int result = presence_.Acquire(directory_, name);
-    if (result != 0) {
-        return result;
-    }
-    SetName(name_, name);
-    incarnation_ = presence_.Incarnation();
-    g_tracing = GetSettings().trace;
-    joined_.store(true, std::memory_order_release);
-    Log(kLogInfo, "joined as '%s' in %s", name, directory_.path.c_str());
-    return 0;
-}
-
-int Process::MarkStarted() {
-    if (Started()) {
-        return 0;
-    }
-    MutexLock lock(mutex_);
-    if (!Started()) {
-        if (!presence_.MarkStarted()) {
-            Log(kLogError, "cannot tell the bus that '%s' has started: %s", name_, strerror(errno));
-            return ORVI_BUS_E_SYSTEM;
-        }
-        started_.store(true, std::memory_order_release);
-    }
-    return 0;
 }
 
 int Process::AddTask(const char* taskName, OsMsgHandler handler) {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "directory.h"
-#include "mutex.h"
-#include "presence.h"
+#include "membership/identity.h"
+#include "orvi_os_msg.h"
+#include "wire/mutex.h"
 
 namespace orvi_bus {
 
@@ -21,32 +21,19 @@ class Process {
     static Process& Get();
 
     // Each returns 0 or ORVI_BUS_E_..., an error that is not the caller's plain answer after one log line.
-    int Join(const char* name);
-    int MarkStarted();
     int AddTask(const char* taskName, OsMsgHandler handler);
     int RemoveTask(const char* taskName);
 
-    bool Joined() const { return joined_.load(std::memory_order_acquire); }
-    bool Started() const { return started_.load(std::memory_order_acquire); }
+    Identity& Self() { return self_; }
     // The process ends: its endpoints go. What a killed process leaves is removed by the next one that joins.
     void RemoveEndpoints();
     std::shared_ptr<Task> FindTask(const char* taskName);
 
-    // Constant once Joined.
-    const char* Name() const { return name_; }
-    const Directory& BusDirectory() const { return directory_; }
-    uint64_t Incarnation() const { return incarnation_; }
-
  private:
     Process() = default;
 
+    Identity self_;
     Mutex mutex_;
-    std::atomic<bool> joined_{false};
-    std::atomic<bool> started_{false};
-    char name_[OS_MSG_NAME_SIZE] = {};
-    Directory directory_;
-    uint64_t incarnation_ = 0;
-    OwnPresence presence_ ORVI_BUS_GUARDED_BY(mutex_);
     std::vector<std::shared_ptr<Task>> tasks_ ORVI_BUS_GUARDED_BY(mutex_);
 };
 

@@ -17,6 +17,8 @@ void Put32(Bytes* bytes, size_t at, uint32_t value) {
 // Feeds bytes as a socket would and notes every frame that comes out, or the complaint.
 class Sink {
  public:
+    explicit Sink(FrameReader::Direction direction = FrameReader::Direction::kToTask) : reader(direction) {}
+
     void Feed(const uint8_t* bytes, size_t size) {
         while (size != 0) {
             uint8_t* at = nullptr;
@@ -57,39 +59,44 @@ class Sink {
     size_t received_ = 0;
 };
 
-// Every kind of frame, with sizes on both sides of the reader's first buffer.
-Bytes Traffic() {
+// Every kind of frame that goes in a direction, with sizes on both sides of the reader's first buffer.
+Bytes Traffic(FrameReader::Direction direction) {
     Bytes all;
     const auto add = [&all](const Bytes& frame) { all.insert(all.end(), frame.begin(), frame.end()); };
-    add(Greeting("client", 9));
-    add(Frame(FrameKind::kOneWay, 0, 0x60000F, Bytes(36, 7)));
-    add(Frame(FrameKind::kRequest, 1, 2, {}));
-    add(Frame(FrameKind::kReply, UINT32_MAX, 3, {}, kFlagNoData));
-    add(Frame(FrameKind::kReply, 5, 4, Bytes(4096 - kHeaderSize, 8)));
-    add(Frame(FrameKind::kRequest, 6, 5, Bytes(4300, 9), kFlagStarted));
-    add(Frame(FrameKind::kOneWay, 0, 6, {1}));
+    if (direction == FrameReader::Direction::kToTask) {
+        add(Greeting("client", 9));
+        add(Frame(FrameKind::kOneWay, 0, 0x60000F, Bytes(36, 7)));
+        add(Frame(FrameKind::kRequest, 1, 2, Bytes(4096 - kHeaderSize, 8)));
+        add(Frame(FrameKind::kRequest, 6, 5, Bytes(4300, 9), kFlagStarted));
+    } else {
+        add(Frame(FrameKind::kReply, UINT32_MAX, 3, {}, kFlagNoData));
+        add(Frame(FrameKind::kReply, 5, 4, Bytes(4096 - kHeaderSize, 8)));
+        add(Frame(FrameKind::kReply, 6, 4, Bytes(4300, 9)));
+        add(Frame(FrameKind::kReply, 7, 4, {}));
+    }
     return all;
 }
 
 TEST(BusFrame, AnyTwoPiecesGiveTheSameFrames) {
-    const Bytes all = Traffic();
-    Sink whole;
-    whole.Feed(all.data(), all.size());
-    ASSERT_EQ(whole.frames.size(), 7U);
-    EXPECT_FALSE(whole.reader.InsideFrame());
-    for (size_t cut = 1; cut < all.size(); ++cut) {
-        Sink sink;
-        sink.Feed(all.data(), cut);
-        const size_t complete = sink.frames.size();
-        EXPECT_LT(complete, 7U);
-        sink.Feed(all.data() + cut, all.size() - cut);
-        ASSERT_EQ(sink.frames, whole.frames) << "cut at " << cut;
+    for (const auto direction : {FrameReader::Direction::kToTask, FrameReader::Direction::kToCaller}) {
+        const Bytes all = Traffic(direction);
+        Sink whole(direction);
+        whole.Feed(all.data(), all.size());
+        ASSERT_EQ(whole.frames.size(), 4U);
+        EXPECT_FALSE(whole.reader.InsideFrame());
+        for (size_t cut = 1; cut < all.size(); ++cut) {
+            Sink sink(direction);
+            sink.Feed(all.data(), cut);
+            EXPECT_LT(sink.frames.size(), 4U);
+            sink.Feed(all.data() + cut, all.size() - cut);
+            ASSERT_EQ(sink.frames, whole.frames) << "cut at " << cut;
+        }
+        Sink trickle(direction);
+        for (const uint8_t& byte : all) {
+            trickle.Feed(&byte, 1);
+        }
+        EXPECT_EQ(trickle.frames, whole.frames);
     }
-    Sink trickle;
-    for (const uint8_t& byte : all) {
-        trickle.Feed(&byte, 1);
-    }
-    EXPECT_EQ(trickle.frames, whole.frames);
 }
 
 TEST(BusFrame, HeadersThatLieAreRefusedBeforeAnythingIsAllocated) {
@@ -121,25 +128,38 @@ TEST(BusFrame, HeadersThatLieAreRefusedBeforeAnythingIsAllocated) {
         {"hello one short", &hello, 16, kHeaderSize + kHelloSize - 1},
         {"hello one long", &hello, 16, kHeaderSize + kHelloSize + 1},
         {"hello with an id", &hello, 8, 1},
+        {"a reply to a task", &empty, 8, 1},
+        {"a second hello", &hello, 8, 0},
     };
     for (const auto& lie : lies) {
         Bytes bytes = *lie.frame;
         Put32(&bytes, lie.at, lie.value);
         Sink sink;
+        sink.Feed(hello.data(), hello.size());
         sink.Feed(bytes.data(), kHeaderSize);
-        EXPECT_EQ(sink.frames, std::vector<std::string>{"bad"}) << lie.what;
+        ASSERT_EQ(sink.frames.size(), 2U) << lie.what;
+        EXPECT_EQ(sink.frames[1], "bad") << lie.what;
         EXPECT_NE(sink.reader.Complaint(), nullptr) << lie.what;
         EXPECT_LE(sink.reader.Capacity(), 4096U) << lie.what;
     }
 }
 
+TEST(BusFrame, AFrameInTheWrongPlaceIsRefusedAtItsHeader) {
+    const Bytes request = Frame(FrameKind::kRequest, 1, 1, Bytes(36, 1));
+    for (const auto direction : {FrameReader::Direction::kToTask, FrameReader::Direction::kToCaller}) {
+        Sink sink(direction);
+        sink.Feed(request.data(), kHeaderSize);
+        EXPECT_EQ(sink.frames, std::vector<std::string>{"bad"});
+    }
+}
+
 TEST(BusFrame, ALengthThatIsOneOffIsFoundAtTheNextFrame) {
     for (const int off : {-1, 1}) {
-        Bytes bytes = Frame(FrameKind::kOneWay, 0, 1, Bytes(36, 1));
+        Bytes bytes = Frame(FrameKind::kReply, 1, 1, Bytes(36, 1));
         Put32(&bytes, 16, static_cast<uint32_t>(static_cast<int>(kHeaderSize) + 36 + off));
-        const Bytes next = Frame(FrameKind::kOneWay, 0, 2, Bytes(36, 1));
+        const Bytes next = Frame(FrameKind::kReply, 2, 2, Bytes(36, 1));
         bytes.insert(bytes.end(), next.begin(), next.end());
-        Sink sink;
+        Sink sink(FrameReader::Direction::kToCaller);
         sink.Feed(bytes.data(), bytes.size());
         ASSERT_EQ(sink.frames.size(), 2U) << off;
         EXPECT_EQ(sink.frames[1], "bad") << off;
@@ -147,14 +167,14 @@ TEST(BusFrame, ALengthThatIsOneOffIsFoundAtTheNextFrame) {
 }
 
 TEST(BusFrame, TheLargestFramePassesAndItsBufferIsGivenBack) {
-    const Bytes large = Frame(FrameKind::kRequest, 1, 1, Bytes(kMaxDataLen, 5));
-    Sink sink;
+    const Bytes large = Frame(FrameKind::kReply, 1, 1, Bytes(kMaxDataLen, 5));
+    Sink sink(FrameReader::Direction::kToCaller);
     sink.Feed(large.data(), large.size());
     ASSERT_EQ(sink.frames.size(), 1U);
     EXPECT_EQ(sink.reader.Capacity(), large.size());
     sink.reader.Trim();
     EXPECT_EQ(sink.reader.Capacity(), 0U);
-    const Bytes small = Frame(FrameKind::kRequest, 1, 1, {});
+    const Bytes small = Frame(FrameKind::kReply, 2, 1, {});
     sink.Feed(small.data(), small.size());
     EXPECT_EQ(sink.frames.size(), 2U);
 }

@@ -153,8 +153,10 @@ TEST_F(BusTest, SettingsAreCheckedAndTheTerminalIsNotFlooded) {
     Peer& quiet = Start();
     ASSERT_EQ(quiet.Ask("level 3"), "0");
     ASSERT_EQ(quiet.Ask("join quiet"), "0");
-    EXPECT_EQ(quiet.Ask("send nobody t 1 0"), "6");
     EXPECT_EQ(quiet.Errors(), "");
+    EXPECT_EQ(quiet.Ask("send nobody t 1 0"), "6");
+    EXPECT_EQ(quiet.Errors(), "orvi bus error: message 0x1: nobody receives as nobody/t in " + directory +
+                                  "; does that process run, and with the same bus directory (ORVI_BUS_DIR, user)?\n");
     Peer& talkative = Start({{"ORVI_BUS_LOG", "3"}});
     ASSERT_EQ(talkative.Ask("level 3"), "0");
     ASSERT_EQ(talkative.Ask("join talkative"), "0");

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#include "frame.h"
+#include "wire/frame.h"
 
 using Bytes = std::vector<uint8_t>;
 

@@ -1,0 +1,49 @@
+#include "send/reply_block.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+namespace orvi_bus {
+
+namespace {
+
+// The payload starts where any record may start.
+constexpr size_t kPayloadOffset =
+    (sizeof(TagMsgBlock) + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t);
+
+std::atomic<uint32_t> g_outstanding{0};
+
+}  // namespace
+
+TagMsgBlock* MakeReplyBlock(const FrameHeader& header, const uint8_t* payload, uint32_t senderUid) {
+    auto* bytes = static_cast<uint8_t*>(malloc(kPayloadOffset + header.dataLen));
+    if (bytes == nullptr) {
+        return nullptr;
+    }
+    memset(bytes, 0, kPayloadOffset);
+    auto* block = reinterpret_cast<TagMsgBlock*>(bytes);
+    block->senderUid = senderUid;
+    block->msgId = header.msgId;
+    if ((header.flags & kFlagNoData) == 0) {
+        block->data = bytes + kPayloadOffset;
+        block->dataLen = header.dataLen;
+        if (header.dataLen != 0) {
+            memcpy(block->data, payload, header.dataLen);
+        }
+    }
+    g_outstanding.fetch_add(1, std::memory_order_relaxed);
+    return block;
+}
+
+void FreeReplyBlock(TagMsgBlock* block) {
+    g_outstanding.fetch_sub(1, std::memory_order_relaxed);
+    free(block);
+}
+
+uint32_t OutstandingReplyBlocks() {
+    return g_outstanding.load(std::memory_order_relaxed);
+}
+
+}  // namespace orvi_bus

@@ -1,0 +1,45 @@
+#include "wire/settings.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "wire/bus_log.h"
+
+namespace orvi_bus {
+
+namespace {
+
+uint32_t NumberFromEnvironment(const char* name, uint32_t least, uint32_t most, uint32_t fallback) {
+    const char* text = getenv(name);
+    if (text == nullptr || *text == '\0') {
+        return fallback;
+    }
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long long value = strtoull(text, &end, 10);
+    if (*text < '0' || *text > '9' || *end != '\0' || errno != 0 || value < least || value > most) {
+        Log(kLogError, "%s='%.40s' is no number from %u to %u; taking %u", name, text, least, most, fallback);
+        return fallback;
+    }
+    return static_cast<uint32_t>(value);
+}
+
+Settings Read() {
+    SetStderrLimit(NumberFromEnvironment("ORVI_BUS_LOG", kLogNothing, kLogInfo, kLogError));
+    constexpr uint32_t kDayMs = 24U * 60 * 60 * 1000;
+    Settings settings{};
+    settings.defaultWaitMs = NumberFromEnvironment("ORVI_BUS_DEFAULT_WAIT_MS", 1, kDayMs, 25000);
+    settings.sendWaitMs = NumberFromEnvironment("ORVI_BUS_SEND_WAIT_MS", 1, kDayMs, 1000);
+    settings.frameWaitMs = NumberFromEnvironment("ORVI_BUS_FRAME_WAIT_MS", 1, kDayMs, 5000);
+    settings.trace = NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, 0) != 0;
+    return settings;
+}
+
+}  // namespace
+
+const Settings& GetSettings() {
+    static const Settings settings = Read();
+    return settings;
+}
+
+}  // namespace orvi_bus

@@ -1,0 +1,142 @@
+#include "wire/socket.h"
+
+#include <cerrno>
+#include <cstring>
+#include <poll.h>
+
+#include "orvi_host_bus.h"
+
+namespace orvi_bus {
+
+bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* length) {
+    *address = sockaddr_un{};
+    address->sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address->sun_path)) {
+        return false;
+    }
+    memcpy(address->sun_path, path.c_str(), path.size() + 1);
+    *length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size() + 1);
+    return true;
+}
+
+int Socket::Connect(const std::string& path, const Deadline* deadline, Socket* connected) {
+    sockaddr_un address{};
+    socklen_t length = 0;
+    if (!MakeAddress(path, &address, &length)) {
+        return ORVI_BUS_E_ARGUMENT;
+    }
+    connected->fd_ = Fd::StreamSocket(deadline == nullptr);
+    if (!connected->fd_) {
+        return ORVI_BUS_E_SYSTEM;
+    }
+    for (;;) {
+        if (deadline != nullptr) {
+            // A connect to a full backlog waits in the kernel; poll() cannot wait for that.
+            const timeval wait = deadline->RemainingTimeval();
+            setsockopt(connected->Get(), SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof(wait));
+        }
+        if (connect(connected->Get(), reinterpret_cast<const sockaddr*>(&address), length) == 0) {
+            return 0;
+        }
+        switch (errno) {
+            case EINTR:
+                break;
+            case EAGAIN:
+                return deadline != nullptr ? ORVI_BUS_E_TIMEOUT : ORVI_BUS_E_WOULD_BLOCK;
+            case ENOENT:
+            case ECONNREFUSED:
+                return ORVI_BUS_E_ABSENT;
+            default:
+                return ORVI_BUS_E_SYSTEM;
+        }
+        if (deadline != nullptr && deadline->Expired()) {
+            return ORVI_BUS_E_TIMEOUT;
+        }
+    }
+}
+
+PeerIdentity Socket::Peer() const {
+    ucred credentials{};
+    socklen_t size = sizeof(credentials);
+    if (getsockopt(Get(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
+        return {};
+    }
+    return {credentials.uid, credentials.pid};
+}
+
+Socket::Received Socket::Receive(uint8_t* at, size_t room, size_t* count) const {
+    for (;;) {
+        const ssize_t received = recv(Get(), at, room, MSG_DONTWAIT);
+        if (received > 0) {
+            *count = static_cast<size_t>(received);
+            return Received::kBytes;
+        }
+        if (received == 0) {
+            return Received::kEnd;
+        }
+        switch (errno) {
+            case EINTR:
+                break;
+            case EAGAIN:
+                return Received::kNothing;
+            case ECONNRESET:
+                return Received::kReset;
+            default:
+                return Received::kFailed;
+        }
+    }
+}
+
+int Socket::SendNow(Parcel* parcel) const {
+    while (parcel->Left() != 0) {
+        iovec parts[2];
+        size_t count = 0;
+        const auto* head = static_cast<const uint8_t*>(parcel->head);
+        const auto* data = static_cast<const uint8_t*>(parcel->data);
+        if (parcel->taken < parcel->headSize) {
+            parts[count++] = {const_cast<uint8_t*>(head + parcel->taken), parcel->headSize - parcel->taken};
+        }
+        const size_t dataTaken = parcel->taken > parcel->headSize ? parcel->taken - parcel->headSize : 0;
+        if (dataTaken < parcel->dataSize) {
+            parts[count++] = {const_cast<uint8_t*>(data + dataTaken), parcel->dataSize - dataTaken};
+        }
+        msghdr message{};
+        message.msg_iov = parts;
+        message.msg_iovlen = count;
+        const ssize_t sent = sendmsg(Get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent > 0) {
+            parcel->taken += static_cast<size_t>(sent);
+        } else if (sent < 0 && errno == EAGAIN) {
+            return ORVI_BUS_E_WOULD_BLOCK;
+        } else if (sent < 0 && errno != EINTR) {
+            return errno == EPIPE || errno == ECONNRESET ? ORVI_BUS_E_GONE : ORVI_BUS_E_SYSTEM;
+        }
+    }
+    return 0;
+}
+
+int Socket::Send(Parcel* parcel, const Deadline& deadline) const {
+    for (;;) {
+        const int result = SendNow(parcel);
+        if (result != ORVI_BUS_E_WOULD_BLOCK) {
+            return result;
+        }
+        if (!PollFor(Get(), POLLOUT, deadline)) {
+            return ORVI_BUS_E_TIMEOUT;
+        }
+    }
+}
+
+bool Socket::HasHungUp() const {
+    pollfd entry{Get(), POLLRDHUP, 0};
+    return poll(&entry, 1, 0) > 0;
+}
+
+void Socket::HangUp() {
+    if (fd_) {
+        shutdown(Get(), SHUT_RDWR);
+        fd_.Reset();
+    }
+}
+
+}  // namespace orvi_bus
