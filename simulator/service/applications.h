@@ -1,76 +1,68 @@
-// The clients that have announced themselves.
-#ifndef ORVI_SIM_CLIENTS_H
-#define ORVI_SIM_CLIENTS_H
+// The applications that the service has met: which have announced themselves, where each receives, whether it lives.
+#ifndef ORVI_SIM_SERVICE_APPLICATIONS_H
+#define ORVI_SIM_SERVICE_APPLICATIONS_H
 
-#include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <mutex>
-#include <set>
+#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
-#include "outbox.h"
+#include "service/application.h"
+#include "service/mail.h"
+#include "service/process_watch.h"
 
 namespace orvi_sim {
 
-class Clients {
+// An announcement and a first request travel to different tasks, so either may come first: an application is met with
+// its first message, and what it is to be told waits until it has named its task, in the announcement or in a request.
+//
+// The caller has entered the stage for all functions but Stop and the two callbacks of the constructor.
+class Applications {
  public:
-    struct Status {
-        ClientAddress address;
-        OutboxCounts counts;
+    // `onEnded` is called, not on the stage, when an application's process has ended or its task is not there any more.
+    // The owner enters the stage and calls Forget.
+    using OnEnded = std::function<void(const ApplicationId&, const char* why)>;
+    explicit Applications(OnEnded onEnded);
+
+    Mail& GetMail() { return mail_; }
+
+    // A message came from it. False when it lives no more, or there are too many.
+    bool Meet(const ApplicationId& application, uint32_t pid);
+
+    // It names the task at which it receives. After a goodbye only an announcement counts.
+    void LearnTask(const ApplicationId& application, const std::string& task);
+
+    // True when it had not announced itself before.
+    bool Announce(const ApplicationId& application, const std::string& task);
+
+    // What is queued is still sent. False when it has not announced itself.
+    bool Leave(const ApplicationId& application);
+
+    // Its process has ended: what is queued is dropped. False when it is not known any more.
+    bool Forget(const ApplicationId& application, const char* why);
+    // The process of that name that is known, in whichever life; without a name when there is none.
+    ApplicationId OfProcess(const std::string& process) const;
+
+    bool HasTask(const ApplicationId& application) const;  // and has not left
+
+    struct Known {
+        std::string task;  // empty: not known yet
+        bool isAnnounced = false;
+        bool hasLeft = false;  // and has not announced itself again
     };
+    const std::map<ApplicationId, Known>& List() const { return known_; }
+    size_t AnnouncedCount() const;
 
-    explicit Clients(size_t queueCapacity) : queueCapacity_(queueCapacity) {}
-    ~Clients();
-    Clients(const Clients&) = delete;
-    Clients& operator=(const Clients&) = delete;
-
-    enum class Added { New, Known, Refused };
-    // An announcement. Known clients stay as they are; a refusal comes with its reason.
-    Added Add(const ClientAddress& address, std::string& error);
-
-    bool Knows(const ClientAddress& address) const;
-
-    // A client that leaves: what is queued for it is still sent. False when it is not known.
-    bool Remove(const ClientAddress& address);
-
-    // A process that has exited: what is queued for its tasks is dropped and logged.
-    void DropProcess(const std::string& process);
-
-    // Queue a message and return the number of clients for whom it was queued. Never wait.
-    size_t PushToAll(uint32_t id, Payload payload);
-    size_t PushTo(const std::string& process, uint32_t id, Payload payload);
-
-    std::vector<Status> List() const;
-    bool Knows(const std::string& process) const;  // a client of that process is there
-
-    // Wait, false at the deadline: until exactly `count` clients are known; until nothing is queued any more.
-    bool AwaitCount(size_t count, std::chrono::steady_clock::time_point deadline);
-    bool AwaitSent(std::chrono::steady_clock::time_point deadline);
-
-    // Drops what is queued, joins the senders and ends every wait. The bus bounds how long a sender can be busy.
     void Stop();
 
  private:
-    using OutboxPtr = std::shared_ptr<Outbox>;
+    static constexpr size_t MOST = 4096;
 
-    void ClientGone(const ClientAddress& address);
-    std::vector<OutboxPtr> Snapshot() const;
-    template <class Leaves>
-    std::vector<OutboxPtr> TakeOut(Leaves leaves, const char* why);
-    static void Close(const std::vector<OutboxPtr>& outboxes, Outbox::Rest rest);
-    void JoinFinished();
-
-    const size_t queueCapacity_;
-    mutable std::mutex mutex_;  // guards what follows
-    std::condition_variable changed_;
-    std::vector<OutboxPtr> active_;
-    std::vector<OutboxPtr> leaving_;  // closed, thread not joined yet
-    std::set<std::string> watched_;   // processes whose exit the bus reports; a subscription cannot be taken back
-    bool stopped_ = false;
+    std::map<ApplicationId, Known> known_;
+    Mail mail_;
+    ProcessWatch watch_;
 };
 
 }  // namespace orvi_sim

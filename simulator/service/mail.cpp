@@ -201,9 +201,10 @@ void Mail::Run() {
 // False when the receiver has no room now.
 bool Mail::SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box) {
     const Letter letter = box->queue.front();
+    const std::string task = box->task;
     sending_ = true;
     lock.unlock();
-    const int result = Send(*box, letter);
+    const int result = Send(box->application, task, letter);
     lock.lock();
     sending_ = false;
     if (result == ORVI_BUS_E_WOULD_BLOCK) {
@@ -221,19 +222,19 @@ bool Mail::SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box) {
     return true;
 }
 
-int Mail::Send(const Box& box, const Letter& letter) const {
-    TagMsgBlock block = BlockTo(box.application.process, box.task);
+int Mail::Send(const ApplicationId& application, const std::string& task, const Letter& letter) {
+    TagMsgBlock block = BlockTo(application.process, task);
     block.msgId = letter.id;
     block.dataLen = static_cast<uint32_t>(letter.payload->size());
     // The bus only reads what it sends; its block has no const.
     block.data = letter.payload->empty() ? nullptr : const_cast<uint8_t*>(letter.payload->data());
     const int result = OrviHostMsgTrySend(&block);
     if (result == 0) {
-        LogVerbose("sent %#x \"%s\" to %s/%s, %u bytes", letter.id, EventName(letter.id),
-                   box.application.process.c_str(), box.task.c_str(), block.dataLen);
+        LogVerbose("sent %#x \"%s\" to %s/%s, %u bytes", letter.id, EventName(letter.id), application.process.c_str(),
+                   task.c_str(), block.dataLen);
     } else if (result != ORVI_BUS_E_WOULD_BLOCK) {
         Log("cannot send %#x \"%s\" to %s/%s: the bus says %d", letter.id, EventName(letter.id),
-            box.application.process.c_str(), box.task.c_str(), result);
+            application.process.c_str(), task.c_str(), result);
     }
     return result;
 }

@@ -67,8 +67,8 @@ class Mail {
     struct Box {
         ApplicationId application;
         std::string task;
-        bool delivering = false;   // what is posted may be sent
-        bool scheduled = false;    // in ready_ or blocked_
+        bool delivering = false;  // what is posted may be sent
+        bool scheduled = false;   // in ready_ or blocked_
         bool closed = false;
         std::deque<Letter> queue;
         std::deque<Letter> waiting;  // for Deliver
@@ -78,11 +78,11 @@ class Mail {
 
     void Run();
     bool SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box);
-    int Send(const Box& box, const Letter& letter) const;
+    static int Send(const ApplicationId& application, const std::string& task, const Letter& letter);
     void Schedule(const BoxPtr& box);
     void Wake() const;
     void AwaitWork(bool isSomebodyBlocked) const;
-    size_t Drop(Box& box);
+    static size_t Drop(Box& box);
 
     const OnAbsent onAbsent_;
     const int wake_;  // eventfd: there is work, or the end

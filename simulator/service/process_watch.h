@@ -34,7 +34,7 @@ class ProcessWatch {
     const int epoll_;
     const int stop_;  // eventfd
 
-    std::mutex mutex_;  // guards what follows, but for thread_
+    std::mutex mutex_;                        // guards what follows, but for thread_
     std::map<ApplicationId, int> processes_;  // pidfds
     std::map<int, ApplicationId> byDescriptor_;
     bool stopped_ = false;

@@ -51,6 +51,11 @@ void Answer::Data(Payload data) {
     reply_ = std::move(data);
 }
 
+void Answer::NoData() {
+    verdict_ = ORVI_SIM_DONE;
+    hasNoData_ = true;
+}
+
 void Answer::Refuse(uint8_t verdict, std::string reason) {
     verdict_ = verdict;
     reason_ = std::move(reason);

@@ -56,15 +56,19 @@ class Answer {
  public:
     void Done() { Data(Payload{ORVI_SIM_DONE}); }  // a verdict
     void Data(Payload data);                       // a record; may have length 0
+    void NoData();                                 // a reply without data, which no feature gives
     // An OrviSimVerdict other than ORVI_SIM_DONE, and the reason for the log. A later call counts.
     void Refuse(uint8_t verdict, std::string reason);
 
+    bool IsRefused() const { return verdict_ != ORVI_SIM_DONE; }
     uint8_t Verdict() const { return verdict_; }
-    const Payload& Reply() const { return reply_; }          // when it is not refused
     const std::string& Reason() const { return reason_; }  // of a refusal
+    bool HasNoData() const { return hasNoData_; }
+    const Payload& Reply() const { return reply_; }  // when it is not refused
 
  private:
     uint8_t verdict_ = ORVI_SIM_DONE;
+    bool hasNoData_ = false;
     Payload reply_;
     std::string reason_;
 };
@@ -92,11 +96,11 @@ enum class Told {
 struct RequestRow {
     uint32_t id;
     const char* name;
-    const char* task;    // the task that takes it
-    uint32_t shortest;   // payload length in bytes
+    const char* task;   // the task that takes it
+    uint32_t shortest;  // payload length in bytes
     uint32_t longest;
-    uint32_t reply;      // ONE_WAY, VERDICT or a record's length
-    bool hasAddress;     // the payload begins with the sender's address
+    uint32_t reply;   // ONE_WAY, VERDICT or a record's length
+    bool hasAddress;  // the payload begins with the sender's address
     Told told;
     Handler handler;
 };

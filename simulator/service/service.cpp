@@ -1,14 +1,14 @@
-#include "service.h"
+#include "service/service.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <iterator>
 #include <mutex>
 #include <utility>
 
 #include "log.h"
-#include "request_tables.h"
 
 namespace orvi_sim {
 namespace {
@@ -16,6 +16,7 @@ namespace {
 const char* const TASKS[] = {TASK_MASTER,    TASK_INTERFACE,     TASK_OM,     TASK_FACE, TASK_DIRECTOR,
                              TASK_ASSISTANT, TASK_STATE_MACHINE, TASK_HOTWORD};
 
+constexpr uint32_t SELF_CHECK = 0x6FFFFF;  // the service's own: answered once its receive loop runs
 constexpr uint32_t TASK_QUEUE_SIZE = 64;
 constexpr size_t MOST_HELD = 1024;
 
@@ -50,13 +51,32 @@ std::string Expected(const RequestRow& row) {
     return std::to_string(row.shortest) + " to " + std::to_string(row.longest);
 }
 
+// How the log calls a message: by its name where it has one.
+std::string NameOf(uint32_t id, const RequestRow* row) {
+    char number[16];
+    std::snprintf(number, sizeof(number), "%#x", id);
+    return row != nullptr ? row->name : number;
+}
+
 }  // namespace
 
-Service::Service(StopSignal& stop, size_t queueCapacity) : stop_(stop), clients_(queueCapacity) {}
+Service::Service(Stage& stage, StopSignal& stop, const std::vector<Feature*>& features) : stage_(stage), stop_(stop) {
+    for (Feature* feature : features) {
+        const RequestTable table = feature->Requests();
+        for (size_t i = 0; i < table.count; ++i) {
+            if (!entries_.emplace(table.rows[i].id, Entry{&table.rows[i], feature}).second) {
+                Log("two rows for request %#x", table.rows[i].id);
+                std::abort();
+            }
+        }
+    }
+}
 
 Service::~Service() {
     Stop();
 }
+
+// --- The tasks ---
 
 bool Service::Start(std::string& error) {
     g_service = this;
@@ -91,7 +111,7 @@ bool Service::Start(std::string& error) {
 // Asks one of the own tasks: once a loop has answered, the process counts as started.
 bool Service::AwaitAnnouncement() {
     TagMsgBlock block = BlockTo(SERVICE_NAME, TASK_MASTER);
-    block.msgId = REQUEST_SELF_CHECK;
+    block.msgId = SELF_CHECK;
     TagMsgBlock* reply = nullptr;
     if (OsMsgSynSend(&block, &reply, 0) != 0) {
         return false;
@@ -108,35 +128,12 @@ void Service::Stop() {
         loop.join();
     }
     loops_.clear();
-    timer_.Stop();
     traffic_.Stop();
-    clients_.Stop();
+    stage_.Stop();
     for (const char* task : registered_) {
         OsMsgUnregTask(SERVICE_NAME, 1, task);
     }
     registered_.clear();
-}
-
-bool Service::AddClient(const ClientAddress& address, std::string& error) {
-    const Clients::Added added = clients_.Add(address, error);
-    if (added == Clients::Added::New && onClientAdded) {
-        onClientAdded(address);
-    }
-    return added != Clients::Added::Refused;
-}
-
-bool Service::AddClientOf(const Request& request, Answer& answer) {
-    ClientAddress address;
-    std::string error;
-    if (!request.AddressAt(0, address)) {
-        answer.Refuse("a name of the client is empty or has no end");
-        return false;
-    }
-    if (!clients_.Knows(address) && !AddClient(address, error)) {
-        answer.Refuse(error);
-        return false;
-    }
-    return true;
 }
 
 void Service::RunLoop(const char* task) {
@@ -148,134 +145,241 @@ void Service::RunLoop(const char* task) {
 
 int Service::OnMessage(TagMsgBlock* message) {
     try {
-        g_service->Handle(*message);
+        g_service->Take(*message);
         return 0;
     } catch (const std::exception& exception) {
-        // A caller that waits is not left without an answer.
         Log("message %#x not handled: %s", message->msgId, exception.what());
-        if (OrviHostMsgWantsReply(message) != 0) {
-            const uint8_t refused = 1;
-            OrviHostMsgReply(message, &refused, sizeof(refused));
-        }
         return -1;
     }
 }
 
-void Service::Handle(const TagMsgBlock& message) {
+// --- A message's way ---
+
+Request Service::Incoming::AsRequest() const {
+    const auto* const data = kept.empty() ? static_cast<const uint8_t*>(block.data) : kept.data();
+    return {block.msgId, sender, data, block.data != nullptr ? block.dataLen : 0, OrviHostMsgWantsReply(&block) != 0};
+}
+
+void Service::Take(const TagMsgBlock& message) {
     if (message.msgId == OS_MSG_PROC_EXITRESULT) {
-        clients_.DropProcess(NameField(message.procName));
+        Forget(message);
         return;
     }
-    const Request request{message.msgId, message.senderUid, static_cast<const uint8_t*>(message.data),
-                          message.data != nullptr ? message.dataLen : 0, OrviHostMsgWantsReply(&message) != 0};
-    const std::string task = NameField(message.recvTaskName);
-    Answer answer;
-    Dispatch(request, task, answer);
-    if (!answer.Refusal().empty()) {
-        const RequestRow* row = FindRequest(request.id);
-        Log("refused %#x \"%s\" on %s from uid %u: %s", request.id, row != nullptr ? row->name : "unknown",
-            task.c_str(), request.senderUid, answer.Refusal().c_str());
-    }
-    traffic_.Note(request);
-    Finish(message, request, answer);
-}
-
-void Service::Dispatch(const Request& request, const std::string& task, Answer& answer) {
-    const RequestRow* row = FindRequest(request.id);
-    if (row == nullptr) {
-        answer.Refuse("unknown id");
+    if (message.msgId == SELF_CHECK) {
+        const uint8_t running = ORVI_SIM_DONE;
+        (void)OrviHostMsgReply(&message, &running, sizeof(running));
         return;
     }
-    LogVerbose("%s %#x \"%s\" on %s, %u bytes", request.wantsReply ? "request" : "message", request.id, row->name,
-               task.c_str(), request.length);
-    if (task != row->task) {
-        answer.Refuse(std::string("belongs to ") + row->task);
+    Incoming incoming{message, {}, {}, false};
+    OrviHostMsgSender sender{};
+    if (OrviHostMsgGetSender(&message, &sender) == 0) {
+        incoming.sender = {NameField(sender.procName), sender.incarnation};
+    }
+    const Stage::Lock lock = stage_.Enter();
+    if (!incoming.sender.process.empty()) {
+        (void)stage_.GetApplications().Meet(incoming.sender, sender.pid);  // who cannot be met is refused
+    }
+    // The one place where a fault of a request is decided: before any feature hears of it.
+    const Fault fault = faults_.Find(message.msgId);
+    if (!fault.isHeld && fault.delay.count() == 0) {
+        Serve(incoming, fault);
         return;
     }
-    if (request.length < row->shortest || request.length > row->longest) {
-        answer.Refuse(std::to_string(request.length) + " bytes, expected " + Expected(*row));
-        return;
+    Note(incoming);
+    incoming.isNoted = true;
+    if (message.data != nullptr) {
+        const auto* const bytes = static_cast<const uint8_t*>(message.data);
+        incoming.kept.assign(bytes, bytes + message.dataLen);
     }
-    row->handler(*this, request, answer);
-    if (request.wantsReply && !answer.HasReply()) {
-        answer.Refuse("is no request, but its sender waits for a reply");
-    }
-}
-
-void Service::Finish(const TagMsgBlock& message, const Request& request, const Answer& answer) {
-    if (!request.wantsReply) {
-        PushEvents(answer);
-        return;
-    }
-    const Fault fault = faults_.Find(request.id);
-    if (fault.hold) {
-        Hold(message, fault, answer);
-        return;
-    }
-    if (fault.delay.count() == 0) {
-        SendReply(message, fault, answer);
-        return;
-    }
-    // The block is copied for later; its payload is not, and is not needed any more.
-    timer_.After(fault.delay, [this, message, fault, answer] { SendReply(message, fault, answer); });
-}
-
-void Service::SendReply(const TagMsgBlock& message, const Fault& fault, const Answer& answer) {
-    static const uint8_t nothing = 0;  // a reply of length 0 needs an address
-    const Payload* data = &answer.Reply();
-    switch (fault.reply) {
-        case Fault::Reply::Silent:
-            LogVerbose("no reply to %#x, as told", message.msgId);
-            return;
-        case Fault::Reply::NoData:
-            data = nullptr;
-            break;
-        case Fault::Reply::Given:
-            data = &fault.given;
-            break;
-        case Fault::Reply::AsUsual:
-            break;
-    }
-    const int result = data == nullptr ? OrviHostMsgReply(&message, nullptr, 0)
-                                       : OrviHostMsgReply(&message, data->empty() ? &nothing : data->data(),
-                                                          static_cast<uint32_t>(data->size()));
-    if (result != 0) {
-        Log("reply to %#x not sent: the bus says %d", message.msgId, result);
-    } else if (data == nullptr) {
-        LogVerbose("reply to %#x without data", message.msgId);
+    if (fault.isHeld) {
+        Hold(std::move(incoming));
     } else {
-        LogVerbose("reply to %#x, %zu bytes", message.msgId, data->size());
+        stage_.After(fault.delay, [this, incoming, fault] { Serve(incoming, fault); });
     }
-    PushEvents(answer);
 }
 
-void Service::Hold(const TagMsgBlock& message, const Fault& fault, const Answer& answer) {
-    const std::lock_guard<std::mutex> lock(heldMutex_);
+void Service::Forget(const TagMsgBlock& event) {
+    OrviHostMsgSender ended{};
+    const Stage::Lock lock = stage_.Enter();
+    ApplicationId application;
+    if (OrviHostMsgGetSender(&event, &ended) == 0 && ended.procName[0] != '\0') {
+        application = {NameField(ended.procName), ended.incarnation};
+    } else {
+        application = stage_.GetApplications().OfProcess(NameField(event.procName));
+    }
+    stage_.Forget(application, "is gone: its process has exited");
+}
+
+void Service::Hold(Incoming incoming) {
     if (held_.size() >= MOST_HELD) {
-        Log("reply to %#x dropped: %zu are held back already", message.msgId, held_.size());
+        Log("%s dropped: %zu are held back already",
+            NameOf(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
         return;
     }
-    held_.push_back({message, fault, answer});
+    held_.push_back(std::move(incoming));
 }
 
 size_t Service::Release(uint32_t id) {
-    std::vector<Held> released;
-    {
-        const std::lock_guard<std::mutex> lock(heldMutex_);
-        const auto firstOut = std::stable_partition(held_.begin(), held_.end(),
-                                                    [id](const Held& held) { return held.message.msgId != id; });
-        released.assign(firstOut, held_.end());
-        held_.erase(firstOut, held_.end());
-    }
-    for (const Held& held : released) {
-        SendReply(held.message, held.fault, held.answer);
+    const auto firstOut = std::stable_partition(held_.begin(), held_.end(),
+                                                [id](const Incoming& held) { return held.block.msgId != id; });
+    const std::vector<Incoming> released(firstOut, held_.end());
+    held_.erase(firstOut, held_.end());
+    Fault fault = faults_.Find(id);
+    fault.isHeld = false;
+    for (const Incoming& incoming : released) {
+        Serve(incoming, fault);
     }
     return released.size();
 }
 
-void Service::PushEvents(const Answer& answer) {
-    for (const Answer::Event& event : answer.Events()) {
-        clients_.PushToAll(event.id, event.payload);
+const RequestRow* Service::FindRequest(uint32_t id) const {
+    const auto found = entries_.find(id);
+    return found != entries_.end() ? found->second.row : nullptr;
+}
+
+// What is wrong with a message before anybody has looked into it; empty when nothing is.
+std::string Service::FaultOfForm(const Request& request, const Entry* entry, const std::string& task) const {
+    if (request.sender.process.empty()) {
+        return "its sender is not who it says";
+    }
+    if (stage_.GetApplications().List().count(request.sender) == 0) {
+        return "its sender has ended, or there are too many";
+    }
+    if (entry == nullptr) {
+        return "unknown id";
+    }
+    const RequestRow& row = *entry->row;
+    if (task != row.task) {
+        return std::string("belongs to ") + row.task + ", not to " + task;
+    }
+    if (request.length < row.shortest || request.length > row.longest) {
+        return std::to_string(request.length) + " bytes, expected " + Expected(row);
+    }
+    if (request.wantsReply && row.reply == ONE_WAY) {
+        return "is no request, but its sender waits for a reply";
+    }
+    if (row.hasAddress) {
+        ClientAddress address;
+        if (!request.Address(address)) {
+            return "a name of the client is empty or has no end";
+        }
+        if (address.process != request.sender.process) {
+            return "the address in it is that of " + address.process;
+        }
+    }
+    return "";
+}
+
+// The handler's answer, or what the fault puts in its place.
+Answer Service::Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault) {
+    Answer answer;
+    if (const std::string reason = FaultOfForm(request, entry, task); !reason.empty()) {
+        answer.Refuse(ORVI_SIM_MALFORMED, reason);
+        return answer;
+    }
+    ClientAddress address;
+    if (entry->row->hasAddress && request.Address(address)) {
+        stage_.GetApplications().LearnTask(request.sender, address.task);
+    }
+    switch (fault.reply) {
+        case Fault::Reply::AsUsual:
+            try {
+                (entry->feature->*entry->row->handler)(request, answer);
+            } catch (const std::exception& exception) {
+                answer.Refuse(ORVI_SIM_MALFORMED, std::string("not handled: ") + exception.what());
+            }
+            break;
+        case Fault::Reply::Refusal:
+            answer.Refuse(fault.verdict, "as told");
+            break;
+        case Fault::Reply::NoData:
+            answer.NoData();
+            break;
+        case Fault::Reply::Given:
+            answer.Data(fault.given);
+            break;
+    }
+    return answer;
+}
+
+void Service::Serve(const Incoming& incoming, const Fault& fault) {
+    const Request request = incoming.AsRequest();
+    const auto found = entries_.find(request.id);
+    const Entry* const entry = found != entries_.end() ? &found->second : nullptr;
+    const std::string task = NameField(incoming.block.recvTaskName);
+    LogVerbose("%s %#x \"%s\" on %s from %s, %u bytes", request.wantsReply ? "request" : "message", request.id,
+               entry != nullptr ? entry->row->name : "unknown", task.c_str(), request.sender.process.c_str(),
+               request.length);
+    if (fault.isLost) {
+        LogVerbose("%#x is lost, as told", request.id);
+        Note(incoming);
+        return;
+    }
+    stage_.BeginRequest();
+    const Answer answer = Decide(request, entry, task, fault);
+    if (answer.IsRefused()) {
+        LogRefusal(incoming, entry, answer.Reason());
+        if (entry != nullptr && entry->row->reply == ONE_WAY) {
+            entry->feature->OnRefused(request, answer.Reason());
+        }
+    }
+    Note(incoming);
+    if (request.wantsReply) {
+        Reply(incoming, entry, answer);
+    }
+    if (entry != nullptr) {
+        TellVerdict(*entry->row, request, fault, answer);
+    }
+    stage_.EndRequest();
+}
+
+void Service::Note(const Incoming& incoming) {
+    if (!incoming.isNoted) {
+        traffic_.Note(incoming.AsRequest());
+    }
+}
+
+void Service::LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason) {
+    const std::string sender =
+        incoming.sender.process.empty() ? "uid " + std::to_string(incoming.block.senderUid) : incoming.sender.process;
+    Log("refused %s from %s: %s", NameOf(incoming.block.msgId, entry != nullptr ? entry->row : nullptr).c_str(),
+        sender.c_str(), reason.c_str());
+}
+
+void Service::Reply(const Incoming& incoming, const Entry* entry, const Answer& answer) {
+    static const uint8_t nothing = 0;  // a reply of length 0 needs an address
+    const TagMsgBlock& block = incoming.block;
+    Payload reply = answer.Reply();
+    if (answer.IsRefused()) {
+        reply = entry != nullptr ? RefusalOf(*entry->row, incoming.AsRequest(), answer.Verdict())
+                                 : Payload{answer.Verdict()};
+    }
+    const int result = answer.HasNoData() ? OrviHostMsgReply(&block, nullptr, 0)
+                                          : OrviHostMsgReply(&block, reply.empty() ? &nothing : reply.data(),
+                                                             static_cast<uint32_t>(reply.size()));
+    if (result != 0) {
+        Log("reply to %#x not sent: the bus says %d", block.msgId, result);
+    } else if (answer.HasNoData()) {
+        LogVerbose("reply to %#x without data", block.msgId);
+    } else {
+        LogVerbose("reply to %#x, %zu bytes", block.msgId, reply.size());
+    }
+}
+
+// What is told agrees with the reply.
+void Service::TellVerdict(const RequestRow& row, const Request& request, const Fault& fault, const Answer& answer) {
+    uint8_t verdict = answer.Verdict();
+    const bool isMadeUp = fault.reply == Fault::Reply::NoData || fault.reply == Fault::Reply::Given;
+    if (!answer.IsRefused() && isMadeUp) {
+        if (row.reply != VERDICT || answer.Reply().empty()) {
+            return;  // there is no verdict in it
+        }
+        verdict = answer.Reply().front();
+    }
+    if (row.told == Told::Room && verdict == ORVI_SIM_DONE) {
+        stage_.TellAll(row.id, IntegerPayload(verdict));
+    } else if (row.told != Told::Nobody) {
+        stage_.Tell(request.sender, row.id, IntegerPayload(verdict));
     }
 }
 

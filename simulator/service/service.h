@@ -1,41 +1,30 @@
 // The simulated service's place on the bus: its tasks, their receive loops, and the way of a message through it.
-#ifndef ORVI_SIM_SERVICE_H
-#define ORVI_SIM_SERVICE_H
+#ifndef ORVI_SIM_SERVICE_SERVICE_H
+#define ORVI_SIM_SERVICE_SERVICE_H
 
-#include <chrono>
 #include <cstddef>
-#include <functional>
-#include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
-#include "bus_block.h"
-#include "clients.h"
-#include "faults.h"
-#include "request.h"
+#include "features/feature.h"
+#include "service/bus_block.h"
+#include "service/faults.h"
+#include "service/request.h"
+#include "service/stage.h"
+#include "service/traffic.h"
 #include "stop_signal.h"
-#include "timer.h"
-#include "traffic.h"
 
 namespace orvi_sim {
 
 constexpr char SERVICE_NAME[] = "AI_VISION";
 
-constexpr char TASK_MASTER[] = "ai_v_task_m";
-constexpr char TASK_INTERFACE[] = "ai_v_task_i";
-constexpr char TASK_OM[] = "ai_om_task";
-constexpr char TASK_FACE[] = "ai_face_task";
-constexpr char TASK_DIRECTOR[] = "VDirector";
-constexpr char TASK_ASSISTANT[] = "ai_assist_task";
-constexpr char TASK_STATE_MACHINE[] = "ai_state_mach";
-constexpr char TASK_HOTWORD[] = "ai_hotword_task";
-
 // One per process: the bus knows handlers without a context.
 class Service {
  public:
-    // `stop` is raised with 1 when a receive loop cannot go on.
-    Service(StopSignal& stop, size_t queueCapacity);
+    // All outlive the object. `stop` is raised with 1 when a receive loop cannot go on.
+    Service(Stage& stage, StopSignal& stop, const std::vector<Feature*>& features);
     ~Service();
     Service(const Service&) = delete;
     Service& operator=(const Service&) = delete;
@@ -44,50 +33,52 @@ class Service {
     // returns. False, with the reason, when the bus refuses.
     bool Start(std::string& error);
 
-    // Ends the receive loops, takes the tasks off the bus and joins all threads.
+    // Ends the receive loops, everything on the stage and every wait, and takes the tasks off the bus.
     void Stop();
 
-    // For the handlers. None of these waits.
-    bool AddClient(const ClientAddress& address, std::string& error);  // false, with the reason, when refused
-    // Makes sure of the client whose address begins the payload: its announcement takes another way and may come
-    // later than a request that makes the service tell it something. False, the answer refused, when that fails.
-    bool AddClientOf(const Request& request, Answer& answer);
-    Clients& GetClients() { return clients_; }
-    void After(std::chrono::milliseconds delay, std::function<void()> work) { timer_.After(delay, std::move(work)); }
+    // --- For directions; on the stage, but for the traffic ---
 
-    // For the control channel.
-    Faults& GetFaults() { return faults_; }
+    const RequestRow* FindRequest(uint32_t id) const;  // null when no feature has it
+    Faults& RequestFaults() { return faults_; }
+    size_t Release(uint32_t id);  // handles the messages that were held back and returns their number
     Traffic& GetTraffic() { return traffic_; }
-    size_t Release(uint32_t id);  // sends the replies that were held back and returns their number
-
-    // Runs when a client announces itself for the first time. Set before Start.
-    std::function<void(const ClientAddress&)> onClientAdded;
 
  private:
-    // A reply not sent yet; the block without its payload.
-    struct Held {
-        TagMsgBlock message;
-        Fault fault;
-        Answer answer;
+    struct Entry {
+        const RequestRow* row;
+        Feature* feature;
+    };
+    // A message as it came, with a payload of its own when it is handled later.
+    struct Incoming {
+        TagMsgBlock block;
+        ApplicationId sender;
+        Payload kept;
+        bool isNoted;
+
+        Request AsRequest() const;
     };
 
     static bool AwaitAnnouncement();
     static int OnMessage(TagMsgBlock* message);
-    void Handle(const TagMsgBlock& message);
-    void Dispatch(const Request& request, const std::string& task, Answer& answer);
-    void Finish(const TagMsgBlock& message, const Request& request, const Answer& answer);
-    void SendReply(const TagMsgBlock& message, const Fault& fault, const Answer& answer);
-    void Hold(const TagMsgBlock& message, const Fault& fault, const Answer& answer);
-    void PushEvents(const Answer& answer);
+    void Take(const TagMsgBlock& message);
+    void Forget(const TagMsgBlock& event);
+    void Hold(Incoming incoming);
+    void Serve(const Incoming& incoming, const Fault& fault);
+    std::string FaultOfForm(const Request& request, const Entry* entry, const std::string& task) const;
+    Answer Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault);
+    void Note(const Incoming& incoming);
+    static void LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason);
+    static void Reply(const Incoming& incoming, const Entry* entry, const Answer& answer);
+    void TellVerdict(const RequestRow& row, const Request& request, const Fault& fault, const Answer& answer);
     void RunLoop(const char* task);
 
+    Stage& stage_;
     StopSignal& stop_;
-    Faults faults_;
-    Traffic traffic_;
-    Clients clients_;
-    Timer timer_;
-    std::mutex heldMutex_;
-    std::vector<Held> held_;  // guarded by heldMutex_
+    std::unordered_map<uint32_t, Entry> entries_;  // constant after construction
+    Traffic traffic_;                              // has its own lock
+    Faults faults_;                                // on the stage
+    std::vector<Incoming> held_;                   // on the stage
+
     std::vector<std::thread> loops_;
     std::vector<const char*> registered_;  // tasks to take off the bus
 };

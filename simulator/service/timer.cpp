@@ -1,4 +1,4 @@
-#include "timer.h"
+#include "service/timer.h"
 
 #include <utility>
 

@@ -1,6 +1,6 @@
 // Work for later, on one thread of its own.
-#ifndef ORVI_SIM_TIMER_H
-#define ORVI_SIM_TIMER_H
+#ifndef ORVI_SIM_SERVICE_TIMER_H
+#define ORVI_SIM_SERVICE_TIMER_H
 
 #include <chrono>
 #include <condition_variable>

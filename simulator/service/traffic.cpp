@@ -1,4 +1,4 @@
-#include "traffic.h"
+#include "service/traffic.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // What has been handled so far, by message id: lets a script wait for a message and look at its bytes.
-#ifndef ORVI_SIM_TRAFFIC_H
-#define ORVI_SIM_TRAFFIC_H
+#ifndef ORVI_SIM_SERVICE_TRAFFIC_H
+#define ORVI_SIM_SERVICE_TRAFFIC_H
 
 #include <chrono>
 #include <condition_variable>
@@ -10,7 +10,7 @@
 #include <mutex>
 
 #include "payload.h"
-#include "request.h"
+#include "service/request.h"
 
 namespace orvi_sim {
 

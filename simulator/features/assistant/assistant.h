@@ -1,24 +1,50 @@
-// The voice assistant as the people in the room have it: for the control channel. Any thread.
+// The voice assistant: three tasks, most messages one-way, so that a refusal is told by an event.
 #ifndef ORVI_SIM_FEATURES_ASSISTANT_H
 #define ORVI_SIM_FEATURES_ASSISTANT_H
 
-#include <chrono>
 #include <string>
+#include <vector>
+
+#include "features/assistant/dialogue.h"
+#include "features/assistant/hot_words.h"
+#include "features/feature.h"
+#include "service/stage.h"
 
 namespace orvi_sim {
 
-class Service;
+class Assistant : public Feature {
+ public:
+    explicit Assistant(Stage& stage) : dialogue_(stage, hotWords_) {}
 
-// Somebody says something. Returns what becomes of it, or the reason why it cannot be said.
-bool SayToAssistant(Service& service, const std::string& text, std::string& outcome);
+    RequestTable Requests() const override;
+    std::vector<Direction> Directions() override;
+    void OnGone(const ApplicationId& application) override;
+    void OnRefused(const Request& request, const std::string& reason) override;
+    std::string Describe() const override;  // and the hot words of each application
 
-void SetAssistantMicrophone(Service& service, bool on);
+ private:
+    void InitIntents(const Request& request, Answer& answer);
+    void RequestTts(const Request& request, Answer& answer);
+    void IntentResult(const Request& request, Answer& answer);
+    void DisplayCard(const Request& request, Answer& answer);
+    void ChooseItem(const Request& request, Answer& answer);
+    void Sleep(const Request& request, Answer& answer);
+    void WakeUp(const Request& request, Answer& answer);
+    void SetPageInfo(const Request& request, Answer& answer);
+    void GetPageInfo(const Request& request, Answer& answer);
+    void GetStatus(const Request& request, Answer& answer);
+    void RegisterHotWords(const Request& request, Answer& answer);
+    void ReplaceHotWords(const Request& request, Answer& answer);
+    void AddHotWords(const Request& request, Answer& answer);
+    void RemoveHotWords(const Request& request, Answer& answer);
+    void ChangeHotWords(const Request& request, HotWords::Change change, Answer& answer);
 
-// How long the assistant waits for words and for answers; how long it takes to speak a character.
-void SetAssistantPatience(Service& service, std::chrono::milliseconds patience);
-void SetAssistantSpeech(Service& service, std::chrono::milliseconds timePerCharacter);
+    Outcome Say(const std::string& text);
 
-std::string DescribeAssistant(Service& service);  // NAME=VALUE each, then the hot words of each application
+    HotWords hotWords_;
+    Dialogue dialogue_;
+    Payload pageInfo_ = Payload(sizeof(OrviSimPageInfo));
+};
 
 }  // namespace orvi_sim
 

@@ -1,12 +1,10 @@
-#include "dialogue.h"
+#include "features/assistant/dialogue.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
-#include "hot_words.h"
-#include "service.h"
-#include "spoken_text.h"
+#include "features/assistant/spoken_text.h"
 
 namespace orvi_sim {
 namespace {
@@ -31,10 +29,9 @@ constexpr milliseconds SHORTEST_SPEECH{20};
 
 // The first `length` bytes of a record that states its own length.
 template <class Record>
-void Send(Service& service, uint32_t id, Record& record, size_t length = sizeof(Record)) {
+void Send(Stage& stage, uint32_t id, Record& record, size_t length = sizeof(Record)) {
     record.length = static_cast<uint32_t>(length);
-    const auto* const first = reinterpret_cast<const uint8_t*>(&record);
-    service.GetClients().PushToAll(id, Payload(first, first + length));
+    stage.TellAll(id, BytesOf(record, length));
 }
 
 // Fills a text field that has been zeroed; what does not fit is cut, the NUL stays.
@@ -55,7 +52,7 @@ std::string FirstHalf(const std::string& text) {
 
 void Dialogue::SendNotice(uint32_t id, uint32_t cause, uint32_t value) {
     OrviSimAssistantNotice notice = {0, cause, turn_ ? turn_->seq : 0, value};
-    Send(service_, id, notice);
+    Send(stage_, id, notice);
 }
 
 void Dialogue::SendText(uint32_t id, uint32_t seq, uint32_t phase, const std::string& text) {
@@ -64,15 +61,24 @@ void Dialogue::SendText(uint32_t id, uint32_t seq, uint32_t phase, const std::st
     record.phase = phase;
     record.textLength = static_cast<uint32_t>(text.size());
     Fill(record.text, text);
-    Send(service_, id, record);
+    Send(stage_, id, record);
 }
 
-void Dialogue::SendError(uint32_t code, uint32_t seq, const std::string& text) {
+Payload Dialogue::ErrorRecord(uint32_t code, uint32_t seq, const std::string& text) {
     OrviSimAssistantError record = {};
+    record.length = sizeof(record);
     record.code = code;
     record.seq = seq;
     Fill(record.text, text);
-    Send(service_, EVENT_SERVER_ERROR, record);
+    return BytesOf(record);
+}
+
+void Dialogue::SendErrorToAll(uint32_t code, uint32_t seq, const std::string& text) {
+    stage_.TellAll(EVENT_SERVER_ERROR, ErrorRecord(code, seq, text));
+}
+
+void Dialogue::SendErrorTo(const ApplicationId& application, uint32_t code, uint32_t seq, const std::string& text) {
+    stage_.Tell(application, EVENT_SERVER_ERROR, ErrorRecord(code, seq, text));
 }
 
 void Dialogue::SendChoice() {
@@ -80,7 +86,7 @@ void Dialogue::SendChoice() {
     record.seq = turn_->seq;
     record.itemCount = static_cast<uint32_t>(turn_->choice.size());
     std::copy(turn_->choice.begin(), turn_->choice.end(), record.items);
-    Send(service_, EVENT_CHOOSE_ONE, record,
+    Send(stage_, EVENT_CHOOSE_ONE, record,
          ORVI_SIM_ASSISTANT_CHOICE_HEAD + turn_->choice.size() * sizeof(OrviSimAssistantItem));
 }
 
@@ -91,13 +97,13 @@ void Dialogue::Wake(uint32_t cause, uint32_t mode, const std::string& appId, con
     DropTurn(cause);
     mode_ = mode;
     status_ = ORVI_SIM_ASSISTANT_AWAKE;
+    ++waits_;
     OrviSimAssistantWakeUp record = {};
     record.cause = cause;
     record.mode = mode;
     Fill(record.appId, appId);
     Fill(record.word, word);
-    Send(service_, EVENT_WAKE_UP, record);
-    StartListening();
+    Send(stage_, EVENT_WAKE_UP, record);
 }
 
 void Dialogue::FallAsleep(uint32_t cause) {
@@ -134,8 +140,7 @@ void Dialogue::StopListening(uint32_t cause) {
 
 void Dialogue::StartWait() {
     const uint64_t wait = ++waits_;
-    service_.After(patience_, [this, wait] {
-        const std::lock_guard<std::mutex> lock(mutex_);
+    stage_.After(patience_, [this, wait] {
         if (wait == waits_) {
             OutOfTime();
         }
@@ -147,7 +152,7 @@ void Dialogue::OutOfTime() {
         return;  // goes on waiting when it has spoken
     }
     if (turn_ && turn_->awaitsAnswer) {
-        SendError(ORVI_SIM_ASSISTANT_NO_ANSWER, turn_->seq, "no answer to \"" + turn_->intent + "\"");
+        SendErrorToAll(ORVI_SIM_ASSISTANT_NO_ANSWER, turn_->seq, "no answer to \"" + turn_->intent + "\"");
     }
     if (mode_ == ORVI_SIM_ASSISTANT_MODE_ANNOUNCE) {
         DropTurn(ORVI_SIM_ASSISTANT_OUT_OF_TIME);
@@ -158,7 +163,7 @@ void Dialogue::OutOfTime() {
 }
 
 void Dialogue::OpenTurn(uint32_t seq) {
-    turn_ = Turn{seq, "", "", {}, false, false};
+    turn_ = Turn{seq, {}, "", "", {}, false, false};
 }
 
 void Dialogue::DropTurn(uint32_t cause) {
@@ -168,31 +173,32 @@ void Dialogue::DropTurn(uint32_t cause) {
     }
 }
 
-bool Dialogue::WakeUp(uint32_t mode) {
+bool Dialogue::WakeUp(const ApplicationId& waker, uint32_t mode) {
     if (mode != ORVI_SIM_ASSISTANT_MODE_CONVERSE && mode != ORVI_SIM_ASSISTANT_MODE_ANNOUNCE) {
         return false;
     }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    Wake(ORVI_SIM_ASSISTANT_ON_REQUEST, mode, "", "");
+    if (mode == ORVI_SIM_ASSISTANT_MODE_ANNOUNCE) {
+        StopListening(ORVI_SIM_ASSISTANT_ON_REQUEST);
+    }
+    Wake(ORVI_SIM_ASSISTANT_ON_REQUEST, mode);
+    waker_ = waker;
+    StartListening();
     return true;
 }
 
 void Dialogue::Sleep() {
-    const std::lock_guard<std::mutex> lock(mutex_);
     if (status_ != ORVI_SIM_ASSISTANT_ASLEEP) {
         FallAsleep(ORVI_SIM_ASSISTANT_ON_REQUEST);
     }
 }
 
 uint32_t Dialogue::Status() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
     return status_;
 }
 
 // --- Hearing and understanding ---
 
 std::string Dialogue::Hear(const std::string& text) {
-    const std::lock_guard<std::mutex> lock(mutex_);
     if (muted_) {
         return "not heard: the microphone is off";
     }
@@ -208,6 +214,7 @@ std::string Dialogue::Hear(const std::string& text) {
         return "not heard: the assistant sleeps";
     }
     Wake(ORVI_SIM_ASSISTANT_HOT_WORD, ORVI_SIM_ASSISTANT_MODE_CONVERSE, match->appId, match->word);
+    StartListening();
     if (!match->rest.empty()) {
         Understand(match->rest);
     }
@@ -236,18 +243,18 @@ void Dialogue::Understand(const std::string& text) {
     }
     std::vector<OrviSimAssistantItem> meant;
     for (size_t i = 0; turn_->choice.empty() && i < intents_.size(); ++i) {
-        if (ContainsInOrder(words, WordsOf(intents_[i]))) {
+        if (ContainsInOrder(words, WordsOf(intents_[i].name))) {
             OrviSimAssistantItem item = {};
             item.id = static_cast<uint32_t>(i + 1);
-            Fill(item.text, intents_[i]);
+            Fill(item.text, intents_[i].name);
             meant.push_back(item);
         }
     }
     if (meant.empty()) {
-        SendError(ORVI_SIM_ASSISTANT_NOT_UNDERSTOOD, turn_->seq, "not understood");
-        Say(turn_->seq, "I did not understand that.", Then::Listen);
+        SendErrorToAll(ORVI_SIM_ASSISTANT_NOT_UNDERSTOOD, turn_->seq, "not understood");
+        (void)Say(turn_->seq, "I did not understand that.", Then::Listen);
     } else if (meant.size() == 1) {
-        turn_->intent = intents_[meant[0].id - 1];
+        Mean(intents_[meant[0].id - 1]);
         NotifyIntent(0);
     } else {
         turn_->choice = std::move(meant);
@@ -257,20 +264,26 @@ void Dialogue::Understand(const std::string& text) {
     }
 }
 
+void Dialogue::Mean(const Intent& intent) {
+    turn_->intent = intent.name;
+    turn_->owner = intent.owner;
+}
+
 void Dialogue::NotifyIntent(uint32_t itemId) {
     turn_->awaitsAnswer = true;
     OrviSimAssistantIntent record = {};
+    record.length = sizeof(record);
     record.seq = turn_->seq;
     record.itemId = itemId;
     Fill(record.name, turn_->intent);
     Fill(record.text, turn_->text);
-    Send(service_, EVENT_INTENT_NOTIFY, record);
+    stage_.Tell(turn_->owner, EVENT_INTENT_NOTIFY, BytesOf(record));
     StartWait();
 }
 
 void Dialogue::TakeChoice(const OrviSimAssistantItem& item) {
     if (turn_->choiceOfIntents && item.id <= intents_.size()) {
-        turn_->intent = intents_[item.id - 1];
+        Mean(intents_[item.id - 1]);
     } else {
         turn_->text = item.text;
     }
@@ -281,7 +294,6 @@ void Dialogue::TakeChoice(const OrviSimAssistantItem& item) {
 }
 
 void Dialogue::SetMicrophone(bool on) {
-    const std::lock_guard<std::mutex> lock(mutex_);
     if (muted_ != on) {
         return;  // it is that way already
     }
@@ -296,18 +308,39 @@ void Dialogue::SetMicrophone(bool on) {
 
 // --- What applications answer and show ---
 
-void Dialogue::SetIntents(std::vector<std::string> names) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    intents_ = std::move(names);
+void Dialogue::SetIntents(const ApplicationId& owner, const std::vector<std::string>& names) {
+    ForgetIntents(owner);
+    for (const std::string& name : names) {
+        intents_.push_back({name, owner});
+    }
+}
+
+void Dialogue::ForgetIntents(const ApplicationId& owner) {
+    intents_.erase(
+        std::remove_if(intents_.begin(), intents_.end(), [&](const Intent& intent) { return intent.owner == owner; }),
+        intents_.end());
     if (turn_ && turn_->choiceOfIntents) {
         DropTurn(ORVI_SIM_ASSISTANT_ON_REQUEST);  // what was to be chosen is not there any more
     }
 }
 
-void Dialogue::AnswerIntent(uint32_t seq, bool isFinal, bool isMulti, const std::string& text) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (!turn_ || turn_->seq != seq || !turn_->awaitsAnswer) {
-        SendError(ORVI_SIM_ASSISTANT_NO_SUCH_TURN, seq, "nobody waits for this answer");
+void Dialogue::Forget(const ApplicationId& application) {
+    ForgetIntents(application);
+    if (mode_ == ORVI_SIM_ASSISTANT_MODE_ANNOUNCE && waker_ == application) {
+        FallAsleep(ORVI_SIM_ASSISTANT_DONE);
+    } else if (turn_ && turn_->owner == application) {
+        if (mode_ == ORVI_SIM_ASSISTANT_MODE_ANNOUNCE) {
+            DropTurn(ORVI_SIM_ASSISTANT_DONE);
+        } else {
+            FallAsleep(ORVI_SIM_ASSISTANT_DONE);
+        }
+    }
+}
+
+void Dialogue::AnswerIntent(const ApplicationId& from, uint32_t seq, bool isFinal, bool isMulti,
+                            const std::string& text) {
+    if (!turn_ || turn_->seq != seq || !turn_->awaitsAnswer || turn_->owner != from) {
+        SendErrorTo(from, ORVI_SIM_ASSISTANT_NO_SUCH_TURN, seq, "nobody waits for this answer");
         return;
     }
     ++waits_;
@@ -320,19 +353,22 @@ void Dialogue::AnswerIntent(uint32_t seq, bool isFinal, bool isMulti, const std:
             turn_.reset();
         }
     }
-    Say(seq, text, then);
+    SayFor(from, seq, text, then);
 }
 
-void Dialogue::Speak(uint32_t seq, const std::string& text) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    Say(seq, text, Then::Rest);
+void Dialogue::Speak(const ApplicationId& from, uint32_t seq, const std::string& text) {
+    SayFor(from, seq, text, Then::Rest);
 }
 
-void Dialogue::ShowCard(uint32_t seq, const OrviSimAssistantCard& card) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+// A card that asks for a choice needs somebody who listens.
+void Dialogue::ShowCard(const ApplicationId& from, uint32_t seq, const OrviSimAssistantCard& card) {
+    const bool asks = card.itemCount != 0;
+    if (asks && status_ == ORVI_SIM_ASSISTANT_ASLEEP) {
+        Wake(ORVI_SIM_ASSISTANT_ON_REQUEST, ORVI_SIM_ASSISTANT_MODE_CONVERSE);
+    }
     OrviSimAssistantCardShown shown = {0, seq, card};
-    Send(service_, EVENT_DISPLAY_CARD, shown);
-    if (card.itemCount == 0) {
+    Send(stage_, EVENT_DISPLAY_CARD, shown);
+    if (!asks) {
         return;
     }
     if (turn_ && turn_->seq != seq) {
@@ -341,19 +377,19 @@ void Dialogue::ShowCard(uint32_t seq, const OrviSimAssistantCard& card) {
     if (!turn_) {
         OpenTurn(seq);
     }
+    turn_->owner = from;
     turn_->choice.assign(card.items, card.items + card.itemCount);
     turn_->choiceOfIntents = false;
     SendChoice();
     if (status_ == ORVI_SIM_ASSISTANT_SPEAKING) {
         then_ = Then::Listen;
-    } else if (status_ != ORVI_SIM_ASSISTANT_ASLEEP) {
+    } else {
         StopListening(ORVI_SIM_ASSISTANT_ON_REQUEST);
         StartListening();
     }
 }
 
-void Dialogue::Choose(uint32_t seq, uint32_t itemId) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+void Dialogue::Choose(const ApplicationId& from, uint32_t seq, uint32_t itemId) {
     if (turn_ && turn_->seq == seq) {
         for (const OrviSimAssistantItem& item : turn_->choice) {
             if (item.id == itemId) {
@@ -362,38 +398,45 @@ void Dialogue::Choose(uint32_t seq, uint32_t itemId) {
             }
         }
     }
-    SendError(ORVI_SIM_ASSISTANT_NO_SUCH_TURN, seq, "there is no item " + std::to_string(itemId) + " to choose");
+    SendErrorTo(from, ORVI_SIM_ASSISTANT_NO_SUCH_TURN, seq,
+                "there is no item " + std::to_string(itemId) + " to choose");
 }
 
-void Dialogue::Refuse(uint32_t seq, const std::string& reason) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    SendError(ORVI_SIM_ASSISTANT_MALFORMED, seq, reason);
+void Dialogue::Refuse(const ApplicationId& from, uint32_t seq, const std::string& reason) {
+    SendErrorTo(from, ORVI_SIM_ASSISTANT_MALFORMED, seq, reason);
 }
 
 // --- Speaking ---
 
-void Dialogue::Say(uint32_t seq, const std::string& text, Then then) {
+void Dialogue::SayFor(const ApplicationId& from, uint32_t seq, const std::string& text, Then then) {
+    if (!Say(seq, text, then)) {
+        SendErrorTo(from, ORVI_SIM_ASSISTANT_TOO_MUCH, seq, std::to_string(MOST_SPEECHES) + " speeches wait already");
+    }
+}
+
+// False when too many speeches wait.
+bool Dialogue::Say(uint32_t seq, const std::string& text, Then then) {
     if (then != Then::Rest) {
         then_ = then;
     }
     if (speeches_.size() >= MOST_SPEECHES) {
-        SendError(ORVI_SIM_ASSISTANT_TOO_MUCH, seq, std::to_string(MOST_SPEECHES) + " speeches wait already");
-        return;
+        return false;
     }
     const bool speaking = !speeches_.empty();
     if (!text.empty()) {
         speeches_.push_back({seq, text});
     }
     if (speaking) {
-        return;
+        return true;
     }
     statusBeforeSpeech_ = status_;
     if (text.empty()) {
         Continue(std::exchange(then_, Then::Rest));
-        return;
+        return true;
     }
     StopListening(ORVI_SIM_ASSISTANT_SPEAKS);
     BeginSpeech();
+    return true;
 }
 
 void Dialogue::BeginSpeech() {
@@ -402,8 +445,7 @@ void Dialogue::BeginSpeech() {
     SendText(EVENT_TTS_TEXT, speech.seq, ORVI_SIM_ASSISTANT_TEXT_BEGINS, speech.text);
     const auto duration = std::max(SHORTEST_SPEECH, timePerCharacter_ * static_cast<int>(speech.text.size()));
     const uint64_t utterance = ++utterances_;
-    service_.After(duration, [this, utterance] {
-        const std::lock_guard<std::mutex> lock(mutex_);
+    stage_.After(duration, [this, utterance] {
         if (utterance == utterances_) {
             EndSpeech();
         }
@@ -462,23 +504,20 @@ void Dialogue::Continue(Then then) {
 // --- For people and tests ---
 
 void Dialogue::SetPatience(milliseconds patience) {
-    const std::lock_guard<std::mutex> lock(mutex_);
     patience_ = patience;
 }
 
 void Dialogue::SetTimePerCharacter(milliseconds time) {
-    const std::lock_guard<std::mutex> lock(mutex_);
     timePerCharacter_ = time;
 }
 
 std::string Dialogue::Describe() const {
     static const char* const STATUS[] = {"", "asleep", "awake", "listening", "speaking"};
-    const std::lock_guard<std::mutex> lock(mutex_);
     std::string text = std::string("assistant=") + STATUS[status_] + " mode=" + std::to_string(mode_) +
                        " microphone=" + (muted_ ? "off" : "on") + " turn=" + std::to_string(turn_ ? turn_->seq : 0) +
                        " intents=";
     for (size_t i = 0; i < intents_.size(); ++i) {
-        text += (i == 0 ? "" : ",") + intents_[i];
+        text += (i == 0 ? "" : ",") + intents_[i].name;
     }
     return text;
 }

@@ -1,28 +1,28 @@
-// The voice assistant's conversation: what it is doing, whose turn it is, what it says. Any thread; no function waits.
-// Each sends the events that it causes to every client before it returns, so that their order is the order of causes.
-#ifndef ORVI_SIM_DIALOGUE_H
-#define ORVI_SIM_DIALOGUE_H
+// The voice assistant's conversation: what it is doing, whose turn it is, what it says. On the stage. Each function tells
+// the events that it causes before it returns, so that their order is the order of causes: everybody hears them, but the
+// notice of an intent goes to the application that registered it, and a refusal to the one that is refused.
+#ifndef ORVI_SIM_FEATURES_DIALOGUE_H
+#define ORVI_SIM_FEATURES_DIALOGUE_H
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "features/assistant/hot_words.h"
 #include "orvi_vision_sim_payloads.h"
+#include "service/application.h"
+#include "service/stage.h"
 
 namespace orvi_sim {
-
-class HotWords;
-class Service;
 
 class Dialogue {
  public:
     // Both outlive the object.
-    Dialogue(Service& service, const HotWords& hotWords) : service_(service), hotWords_(hotWords) {}
+    Dialogue(Stage& stage, const HotWords& hotWords) : stage_(stage), hotWords_(hotWords) {}
     Dialogue(const Dialogue&) = delete;
     Dialogue& operator=(const Dialogue&) = delete;
 
@@ -30,14 +30,18 @@ class Dialogue {
 
     // --- What applications ask for ---
 
-    void SetIntents(std::vector<std::string> names);
-    bool WakeUp(uint32_t mode);  // false: no such mode
+    void SetIntents(const ApplicationId& owner, const std::vector<std::string>& names);  // in the place of its earlier
+    bool WakeUp(const ApplicationId& waker, uint32_t mode);                              // false: no such mode
     void Sleep();
-    void AnswerIntent(uint32_t seq, bool isFinal, bool isMulti, const std::string& text);
-    void Speak(uint32_t seq, const std::string& text);
-    void ShowCard(uint32_t seq, const OrviSimAssistantCard& card);  // its texts end inside their fields
-    void Choose(uint32_t seq, uint32_t itemId);
-    void Refuse(uint32_t seq, const std::string& reason);  // tells the clients that a request was malformed
+    void AnswerIntent(const ApplicationId& from, uint32_t seq, bool isFinal, bool isMulti, const std::string& text);
+    void Speak(const ApplicationId& from, uint32_t seq, const std::string& text);
+    void ShowCard(const ApplicationId& from, uint32_t seq, const OrviSimAssistantCard& card);  // its texts have ends
+    void Choose(const ApplicationId& from, uint32_t seq, uint32_t itemId);
+    void Refuse(const ApplicationId& from, uint32_t seq, const std::string& reason);  // a request was malformed
+
+    // Its intents are forgotten, and what waits for its answer ends.
+    void Forget(const ApplicationId& application);
+
     uint32_t Status() const;
 
     // --- What the people in the room do ---
@@ -55,9 +59,14 @@ class Dialogue {
     std::string Describe() const;  // NAME=VALUE each, for people and tests
 
  private:
+    struct Intent {
+        std::string name;
+        ApplicationId owner;
+    };
     // One exchange: what was said, what it means, what is still open.
     struct Turn {
         uint32_t seq;
+        ApplicationId owner;  // whose intent or card it is; without a name until that is known
         std::string text;
         std::string intent;                        // empty until it is known
         std::vector<OrviSimAssistantItem> choice;  // open; the items are intents while `intent` is not known
@@ -70,12 +79,13 @@ class Dialogue {
     };
     enum class Then { Rest, Listen, Sleep };  // after the last speech; Rest: as before the first
 
-    // The mutex is held in all of these.
     void SendNotice(uint32_t id, uint32_t cause, uint32_t value = 0);
     void SendText(uint32_t id, uint32_t seq, uint32_t phase, const std::string& text);
-    void SendError(uint32_t code, uint32_t seq, const std::string& text);
+    static Payload ErrorRecord(uint32_t code, uint32_t seq, const std::string& text);
+    void SendErrorToAll(uint32_t code, uint32_t seq, const std::string& text);
+    void SendErrorTo(const ApplicationId& application, uint32_t code, uint32_t seq, const std::string& text);
     void SendChoice();
-    void Wake(uint32_t cause, uint32_t mode, const std::string& appId, const std::string& word);
+    void Wake(uint32_t cause, uint32_t mode, const std::string& appId = "", const std::string& word = "");
     void FallAsleep(uint32_t cause);
     void StartListening();
     void StopListening(uint32_t cause);
@@ -84,22 +94,24 @@ class Dialogue {
     void OpenTurn(uint32_t seq);
     void DropTurn(uint32_t cause);
     void Understand(const std::string& text);
+    void ForgetIntents(const ApplicationId& owner);
+    void Mean(const Intent& intent);
     void NotifyIntent(uint32_t itemId);
     void TakeChoice(const OrviSimAssistantItem& item);
-    void Say(uint32_t seq, const std::string& text, Then then);
+    void SayFor(const ApplicationId& from, uint32_t seq, const std::string& text, Then then);
+    bool Say(uint32_t seq, const std::string& text, Then then);
     void BeginSpeech();
     void EndSpeech();
     void CutSpeech();
     void Continue(Then then);
 
-    Service& service_;
+    Stage& stage_;
     const HotWords& hotWords_;
-
-    mutable std::mutex mutex_;  // guards what follows
     uint32_t status_ = ORVI_SIM_ASSISTANT_ASLEEP;
     uint32_t mode_ = ORVI_SIM_ASSISTANT_MODE_CONVERSE;
     bool muted_ = false;
-    std::vector<std::string> intents_;
+    ApplicationId waker_;  // in the announcing mode
+    std::vector<Intent> intents_;
     uint32_t lastSeq_ = 0;
     std::optional<Turn> turn_;
     std::deque<Speech> speeches_;  // the first one is being spoken

@@ -1,8 +1,8 @@
-#include "hot_words.h"
+#include "features/assistant/hot_words.h"
 
 #include <algorithm>
 
-#include "spoken_text.h"
+#include "features/assistant/spoken_text.h"
 
 namespace orvi_sim {
 namespace {
@@ -42,25 +42,26 @@ std::optional<HotWords::Match> MatchOne(const std::string& spoken, const SpokenW
 
 }  // namespace
 
-std::string HotWords::Register(const std::string& appId) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (applications_.count(appId) == 0 && applications_.size() >= MOST_APPLICATIONS) {
-        return "there are " + std::to_string(MOST_APPLICATIONS) + " applications with hot words already";
+std::string HotWords::Register(const ApplicationId& owner, const std::string& appId) {
+    Ids& ids = applications_[owner];
+    if (ids.count(appId) == 0 && ids.size() >= MOST_IDS) {
+        return "it has registered " + std::to_string(MOST_IDS) + " hot-word keys already";
     }
-    applications_[appId];
+    ids[appId];
     return "";
 }
 
-std::string HotWords::Update(const std::string& appId, Change change, const std::string& words) {
+std::string HotWords::Update(const ApplicationId& owner, const std::string& appId, Change change,
+                             const std::string& words) {
     const std::vector<std::string> given = SplitWords(words);
     for (const std::string& word : given) {
         if (word.size() > LONGEST_WORD || WordsOf(word).empty()) {
             return "\"" + word.substr(0, LONGEST_WORD) + "\" is no hot word: too long, or nothing to say";
         }
     }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const auto application = applications_.find(appId);
-    if (application == applications_.end()) {
+    Ids& ids = applications_[owner];
+    const auto application = ids.find(appId);
+    if (application == ids.end()) {
         return "the application \"" + appId + "\" has not registered its hot-word key";
     }
     std::vector<std::string> next = change == Change::Replace ? std::vector<std::string>() : application->second;
@@ -83,11 +84,12 @@ std::optional<HotWords::Match> HotWords::Find(const std::string& spoken) const {
     if (auto match = MatchOne(spoken, spokenWords, "", OWN)) {
         return match;
     }
-    const std::lock_guard<std::mutex> lock(mutex_);
-    for (const auto& [appId, words] : applications_) {
-        for (const std::string& word : words) {
-            if (auto match = MatchOne(spoken, spokenWords, appId, word)) {
-                return match;
+    for (const auto& [owner, ids] : applications_) {
+        for (const auto& [appId, words] : ids) {
+            for (const std::string& word : words) {
+                if (auto match = MatchOne(spoken, spokenWords, appId, word)) {
+                    return match;
+                }
             }
         }
     }
@@ -95,12 +97,13 @@ std::optional<HotWords::Match> HotWords::Find(const std::string& spoken) const {
 }
 
 std::string HotWords::Describe() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
     std::string text;
-    for (const auto& [appId, words] : applications_) {
-        text += (text.empty() ? "" : " ") + appId + "=";
-        for (size_t i = 0; i < words.size(); ++i) {
-            text += (i == 0 ? "" : ",") + words[i];
+    for (const auto& [owner, ids] : applications_) {
+        for (const auto& [appId, words] : ids) {
+            text += (text.empty() ? "" : " ") + appId + "=";
+            for (size_t i = 0; i < words.size(); ++i) {
+                text += (i == 0 ? "" : ",") + words[i];
+            }
         }
     }
     return text;

@@ -1,4 +1,4 @@
-#include "spoken_text.h"
+#include "features/assistant/spoken_text.h"
 
 #include <algorithm>
 

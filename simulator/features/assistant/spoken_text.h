@@ -1,6 +1,6 @@
 // Spoken words: how the assistant compares what it hears with the texts that it knows.
-#ifndef ORVI_SIM_SPOKEN_TEXT_H
-#define ORVI_SIM_SPOKEN_TEXT_H
+#ifndef ORVI_SIM_FEATURES_SPOKEN_TEXT_H
+#define ORVI_SIM_FEATURES_SPOKEN_TEXT_H
 
 #include <cstddef>
 #include <string>

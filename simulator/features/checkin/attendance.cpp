@@ -1,4 +1,4 @@
-#include "attendance.h"
+#include "features/checkin/attendance.h"
 
 #include <algorithm>
 #include <cctype>
@@ -7,7 +7,7 @@
 #include <ctime>
 #include <iterator>
 
-#include "portrait.h"
+#include "features/face/portrait.h"
 
 namespace orvi_sim {
 namespace {
@@ -41,7 +41,6 @@ bool operator==(const ConferenceId& left, const ConferenceId& right) {
 }  // namespace
 
 void Attendance::SetParticipants(size_t count) {
-    const std::lock_guard<std::mutex> lock(mutex_);
     participants_.clear();
     for (size_t i = 0; i < std::min(count, MOST_PARTICIPANTS); ++i) {
         Participant participant;
@@ -64,70 +63,31 @@ void Attendance::ForgetArrivals() {
     present_ = 0;
 }
 
-uint8_t Attendance::Init() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    ready_ = true;
-    return ORVI_SIM_DONE;
-}
-
 uint8_t Attendance::Start(const ConferenceId& conference) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (!ready_) {
-        return ORVI_SIM_NOT_READY;
-    }
-    const bool same = conference == conference_;
     if (running_) {
-        return same ? ORVI_SIM_DONE : ORVI_SIM_BUSY;
+        return IsOf(conference) ? ORVI_SIM_DONE : ORVI_SIM_BUSY;
     }
-    if (!same) {
+    if (!IsOf(conference)) {
         ForgetArrivals();
         conference_ = conference;
     }
     running_ = true;
-    ++generation_;
     return ORVI_SIM_DONE;
-}
-
-uint8_t Attendance::StartReport(int32_t type, const ConferenceId& conference) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (!running_) {
-        return ORVI_SIM_NOT_READY;
-    }
-    if (!(conference == conference_)) {
-        return ORVI_SIM_BUSY;
-    }
-    type_ = type;
-    reporting_ = true;
-    return ORVI_SIM_DONE;
-}
-
-bool Attendance::StopReport() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const bool reported = reporting_;
-    reporting_ = false;
-    return reported;
 }
 
 void Attendance::Stop() {
-    const std::lock_guard<std::mutex> lock(mutex_);
     running_ = false;
-    reporting_ = false;
-    ++generation_;
+}
+
+bool Attendance::IsOf(const ConferenceId& conference) const {
+    return conference == conference_;
 }
 
 void Attendance::Clear() {
-    const std::lock_guard<std::mutex> lock(mutex_);
     ForgetArrivals();
 }
 
-void Attendance::Deinit() {
-    Stop();
-    const std::lock_guard<std::mutex> lock(mutex_);
-    ready_ = false;
-}
-
-std::optional<Attendance::Arrival> Attendance::Arrive() {
-    const std::lock_guard<std::mutex> lock(mutex_);
+std::optional<OrviSimCheckinArrival> Attendance::Arrive() {
     const auto next = std::find_if_not(participants_.begin(), participants_.end(), CountsAsPresent);
     if (!running_ || next == participants_.end()) {
         return std::nullopt;
@@ -135,26 +95,22 @@ std::optional<Attendance::Arrival> Attendance::Arrive() {
     next->arrival = ++present_;
     next->checkinTime = static_cast<uint32_t>(std::time(nullptr));
     next->photo = DrawPortrait(next->userId);
-    const bool complete = next->invited && std::all_of(next, participants_.end(), [](const Participant& other) {
-                              return !other.invited || CountsAsPresent(other);
-                          });
-    Arrival arrival{};
-    arrival.record.length = sizeof(arrival.record);
-    arrival.record.present = present_;
-    arrival.record.entry = Entry(*next);
-    arrival.reported = reporting_;
-    arrival.complete = complete;
+    OrviSimCheckinArrival arrival{};
+    arrival.length = sizeof(arrival);
+    arrival.present = present_;
+    arrival.entry = Entry(*next);
     return arrival;
 }
 
-uint64_t Attendance::Generation() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return generation_;
-}
-
-uint32_t Attendance::Present() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return present_;
+bool Attendance::IsComplete() const {
+    size_t invited = 0;
+    for (const Participant& participant : participants_) {
+        if (participant.invited && !CountsAsPresent(participant)) {
+            return false;
+        }
+        invited += participant.invited ? 1 : 0;
+    }
+    return invited != 0;
 }
 
 OrviSimCheckinEntry Attendance::Entry(const Participant& participant) {
@@ -210,7 +166,6 @@ std::vector<const Attendance::Participant*> Attendance::Select(uint32_t view) co
 
 Payload Attendance::Page(uint32_t view, uint32_t pageNum) const {
     constexpr size_t PER_PAGE = ORVI_SIM_CHECKIN_ENTRIES_PER_PAGE;
-    const std::lock_guard<std::mutex> lock(mutex_);
     const std::vector<const Participant*> selected = Select(view);
     const uint64_t before = pageNum == 0 ? selected.size() : uint64_t{pageNum - 1} * PER_PAGE;
     const auto first = static_cast<size_t>(std::min<uint64_t>(selected.size(), before));
@@ -238,19 +193,12 @@ Payload Attendance::Page(uint32_t view, uint32_t pageNum) const {
 }
 
 Payload Attendance::Photo(const std::string& userId) const {
-    const std::lock_guard<std::mutex> lock(mutex_);
     for (const Participant& participant : participants_) {
         if (participant.userId == userId) {
             return participant.photo;
         }
     }
     return {};
-}
-
-std::string Attendance::Describe() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const char* const state = reporting_ ? "reporting" : running_ ? "running" : ready_ ? "ready" : "off";
-    return std::string(state) + " present=" + std::to_string(present_);
 }
 
 }  // namespace orvi_sim

@@ -1,10 +1,9 @@
-// The check-in of one conference: who is invited, who has come. Any thread.
-#ifndef ORVI_SIM_ATTENDANCE_H
-#define ORVI_SIM_ATTENDANCE_H
+// The check-in of one conference: who is invited, who has come.
+#ifndef ORVI_SIM_FEATURES_ATTENDANCE_H
+#define ORVI_SIM_FEATURES_ATTENDANCE_H
 
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,34 +25,23 @@ class Attendance {
     // Who will come, in the order of coming; every sixth is not invited.
     void SetParticipants(size_t count);
 
-    // Each of these returns a verdict, an OrviSimVerdict. Data of another conference is forgotten by Start.
-    uint8_t Init();
+    // An OrviSimVerdict. Data of another conference is forgotten.
     uint8_t Start(const ConferenceId& conference);
-    uint8_t StartReport(int32_t type, const ConferenceId& conference);
-
-    // Nothing of these is refused. StopReport tells whether there was a report to end.
-    bool StopReport();
     void Stop();
+    bool IsRunning() const { return running_; }
+    bool IsOf(const ConferenceId& conference) const;
+
+    void SetType(int32_t type) { type_ = type; }
     void Clear();
-    void Deinit();
 
-    struct Arrival {
-        OrviSimCheckinArrival record;
-        bool reported;  // a report is running
-        bool complete;  // this was the last one of those invited
-    };
     // The next participant comes. Nothing when the check-in does not run or everybody has come.
-    std::optional<Arrival> Arrive();
+    std::optional<OrviSimCheckinArrival> Arrive();
 
-    // Counts the starts and the stops: an arrival that was planned before the last one is void.
-    uint64_t Generation() const;
-
-    uint32_t Present() const;
+    uint32_t Present() const { return present_; }
+    bool IsComplete() const;  // everybody who is invited has come, and somebody is
 
     Payload Page(uint32_t view, uint32_t pageNum) const;
     Payload Photo(const std::string& userId) const;  // empty when nobody of this id has come
-
-    std::string Describe() const;  // one word or more for people
 
  private:
     struct Participant {
@@ -71,15 +59,11 @@ class Attendance {
     static OrviSimCheckinEntry Entry(const Participant& participant);
     static bool CountsAsPresent(const Participant& participant) { return participant.arrival != 0; }
 
-    mutable std::mutex mutex_;  // guards what follows
     std::vector<Participant> participants_;
     ConferenceId conference_;
-    bool ready_ = false;
     bool running_ = false;
-    bool reporting_ = false;
     int32_t type_ = 0;
     uint32_t present_ = 0;
-    uint64_t generation_ = 0;
 };
 
 }  // namespace orvi_sim

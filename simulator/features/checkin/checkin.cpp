@@ -1,13 +1,10 @@
-// Check-in of a meeting's participants, who come one after the other while it runs.
+#include "features/checkin/checkin.h"
+
 #include <iterator>
-#include <string>
+#include <optional>
 #include <utility>
 
-#include "attendance.h"
 #include "log.h"
-#include "meeting.h"
-#include "request_tables.h"
-#include "service.h"
 
 namespace orvi_sim {
 namespace {
@@ -17,159 +14,229 @@ constexpr uint32_t UUID_SIZE = 192;
 constexpr uint32_t CONFERENCE_ID_SIZE = 192;
 constexpr uint32_t CONFERENCE_LENGTH = 1152;
 constexpr uint32_t REPORT_CONFERENCE = 4;  // behind the type
+constexpr uint32_t REPORT_LENGTH = REPORT_CONFERENCE + CONFERENCE_LENGTH;
+constexpr uint32_t PAGE_LENGTH = sizeof(OrviSimCheckinPage);
+constexpr uint32_t LARGEST_PHOTO = 1U << 20;
 
 constexpr uint32_t CLEARED = 0x600029;
 constexpr uint32_t COUNT = 0x60002B;
 constexpr uint32_t ARRIVED = 0x60002D;
 constexpr uint32_t COMPLETE = 0x60002F;
 
-Attendance g_attendance;
-std::chrono::milliseconds g_pace{0};  // constant once the service runs
-
-Payload Integer(uint32_t value) {
-    Payload payload;
-    AppendInteger(payload, value);
-    return payload;
+// The conference of a request; false, with a refusal, when a text has no end or the conference no name.
+bool ReadConference(const Request& request, uint32_t offset, ConferenceId& conference, Answer& answer) {
+    if (request.TextAt(offset, UUID_SIZE, conference.uuid) &&
+        request.TextAt(offset + UUID_SIZE, CONFERENCE_ID_SIZE, conference.id) &&
+        !(conference.uuid.empty() && conference.id.empty())) {
+        return true;
+    }
+    answer.Refuse(ORVI_SIM_MALFORMED, "the conference has no id, or one without end");
+    return false;
 }
 
-bool ArriveOne(Service& service) {
-    const std::optional<Attendance::Arrival> arrival = g_attendance.Arrive();
+}  // namespace
+
+RequestTable Checkin::Requests() const {
+    static const RequestRow ROWS[] = {
+        // id, name, task, shortest, longest, reply, address, told, handler
+        {0x600022, "check-in init", TASK_FACE, ADDRESS_LENGTH, ADDRESS_LENGTH, VERDICT, true, Told::Nobody,
+         HandledBy(&Checkin::Init)},
+        {0x600023, "check-in start", TASK_FACE, CONFERENCE_LENGTH, CONFERENCE_LENGTH, VERDICT, false, Told::Nobody,
+         HandledBy(&Checkin::Start)},
+        {0x600024, "check-in start report", TASK_FACE, REPORT_LENGTH, REPORT_LENGTH, VERDICT, false, Told::Nobody,
+         HandledBy(&Checkin::StartReport)},
+        {0x600025, "check-in stop report", TASK_FACE, 0, 0, VERDICT, false, Told::Nobody,
+         HandledBy(&Checkin::StopReport)},
+        {0x600026, "check-in page", TASK_FACE, 8, 8, PAGE_LENGTH, false, Told::Nobody, HandledBy(&Checkin::QueryPage)},
+        {0x600027, "check-in photo", TASK_FACE, 260, 260, LARGEST_PHOTO, false, Told::Nobody,
+         HandledBy(&Checkin::QueryPhoto)},
+        {0x600028, "check-in stop", TASK_FACE, 0, 0, VERDICT, false, Told::Nobody, HandledBy(&Checkin::Stop)},
+        {CLEARED, "check-in clear data", TASK_FACE, 0, 0, VERDICT, false, Told::Nobody, HandledBy(&Checkin::Clear)},
+        {0x60002A, "check-in deinit", TASK_FACE, ADDRESS_LENGTH, ADDRESS_LENGTH, VERDICT, true, Told::Nobody,
+         HandledBy(&Checkin::Deinit)},
+    };
+    return {ROWS, std::size(ROWS)};
+}
+
+std::vector<Direction> Checkin::Directions() {
+    return {{"arrive",
+             {{"N", Parameter::Type::Number, true}},
+             "participants check in now, while the check-in runs",
+             [this](const Arguments& a) { return LetArrive(a[0].isGiven ? a[0].number : 1); }}};
+}
+
+void Checkin::SetParticipants(size_t count, std::chrono::milliseconds pace) {
+    attendance_.SetParticipants(count);
+    pace_ = pace;
+}
+
+// --- Requests ---
+
+void Checkin::Init(const Request& request, Answer& answer) {
+    preparers_.Add(request.sender);
+    answer.Done();
+}
+
+void Checkin::Start(const Request& request, Answer& answer) {
+    ConferenceId conference;
+    if (!ReadConference(request, 0, conference, answer)) {
+        return;
+    }
+    if (preparers_.Empty()) {
+        answer.Refuse(ORVI_SIM_NOT_READY, "not ready, call init first");
+        return;
+    }
+    const bool wasRunning = attendance_.IsRunning();
+    if (attendance_.Start(conference) != ORVI_SIM_DONE) {
+        answer.Refuse(ORVI_SIM_BUSY, "busy, that of another conference runs");
+        return;
+    }
+    starters_.Add(request.sender);
+    if (!wasRunning) {
+        Log("check-in of %s started", (conference.id.empty() ? conference.uuid : conference.id).c_str());
+        PlanArrival();
+    }
+    answer.Done();
+}
+
+// What has happened before is told in sum: how many have come, and whether that is everybody.
+void Checkin::StartReport(const Request& request, Answer& answer) {
+    ConferenceId conference;
+    if (!ReadConference(request, REPORT_CONFERENCE, conference, answer)) {
+        return;
+    }
+    if (!attendance_.IsRunning()) {
+        answer.Refuse(ORVI_SIM_NOT_READY, "not ready, start the check-in first");
+        return;
+    }
+    if (!attendance_.IsOf(conference)) {
+        answer.Refuse(ORVI_SIM_BUSY, "busy, the check-in of another conference runs");
+        return;
+    }
+    const bool wasReported = !reporters_.Empty();
+    reporters_.Add(request.sender);
+    attendance_.SetType(static_cast<int32_t>(request.IntegerAt(0)));
+    answer.Done();
+    if (!wasReported && attendance_.Present() != 0) {
+        TellCount();
+    }
+}
+
+void Checkin::StopReport(const Request&, Answer& answer) {
+    answer.Done();
+    EndReport();
+}
+
+void Checkin::Stop(const Request&, Answer& answer) {
+    End();
+    answer.Done();
+}
+
+void Checkin::Clear(const Request&, Answer& answer) {
+    attendance_.Clear();
+    answer.Done();
+    stage_.TellAll(CLEARED, IntegerPayload(ORVI_SIM_DONE));
+    PlanArrival();  // they come again
+}
+
+void Checkin::Deinit(const Request& request, Answer& answer) {
+    OnGone(request.sender);
+    answer.Done();
+}
+
+void Checkin::QueryPage(const Request& request, Answer& answer) {
+    answer.Data(attendance_.Page(request.IntegerAt(0), request.IntegerAt(4)));
+}
+
+void Checkin::QueryPhoto(const Request& request, Answer& answer) {
+    std::string userId;
+    if (!request.TextAt(0, USER_ID_SIZE, userId)) {
+        answer.Refuse(ORVI_SIM_MALFORMED, "the user id has no end");
+        return;
+    }
+    answer.Data(attendance_.Photo(userId));
+}
+
+// --- What happens in the room ---
+
+Outcome Checkin::LetArrive(size_t count) {
+    size_t arrived = 0;
+    while (arrived < count && ArriveOne()) {
+        ++arrived;
+    }
+    return Done(std::to_string(arrived));
+}
+
+bool Checkin::ArriveOne() {
+    const bool wasComplete = attendance_.IsComplete();
+    const std::optional<OrviSimCheckinArrival> arrival = attendance_.Arrive();
     if (!arrival) {
         return false;
     }
-    const OrviSimCheckinArrival& record = arrival->record;
-    Log("%s has checked in, %u now", record.entry.name, record.present);
-    if (arrival->reported) {
-        const auto* const bytes = reinterpret_cast<const uint8_t*>(&record);
-        Clients& clients = service.GetClients();
-        clients.PushToAll(ARRIVED, Payload(bytes, bytes + sizeof(record)));
-        clients.PushToAll(COUNT, Integer(record.present));
-        if (arrival->complete) {
-            clients.PushToAll(COMPLETE, Integer(record.present));
+    Log("%s has checked in, %u now", arrival->entry.name, arrival->present);
+    if (!reporters_.Empty()) {
+        stage_.TellAll(ARRIVED, BytesOf(*arrival));
+        stage_.TellAll(COUNT, IntegerPayload(arrival->present));
+        if (attendance_.IsComplete() && !wasComplete) {
+            stage_.TellAll(COMPLETE, IntegerPayload(arrival->present));
         }
     }
     return true;
 }
 
-void PlanArrival(Service& service, uint64_t generation) {
-    if (g_pace.count() == 0) {
+void Checkin::TellCount() {
+    stage_.TellAll(COUNT, IntegerPayload(attendance_.Present()));
+    if (attendance_.IsComplete()) {
+        stage_.TellAll(COMPLETE, IntegerPayload(attendance_.Present()));
+    }
+}
+
+void Checkin::PlanArrival() {
+    const uint64_t plan = ++plan_;
+    if (pace_.count() == 0 || !attendance_.IsRunning()) {
         return;
     }
-    service.After(g_pace, [&service, generation] {
-        if (g_attendance.Generation() == generation && ArriveOne(service)) {
-            PlanArrival(service, generation);
+    stage_.After(pace_, [this, plan] {
+        if (plan == plan_ && ArriveOne()) {
+            PlanArrival();
         }
     });
 }
 
-// False when a text has no end or the conference no name.
-bool ReadConference(const Request& request, uint32_t offset, ConferenceId& conference) {
-    return request.TextAt(offset, UUID_SIZE, conference.uuid) &&
-           request.TextAt(offset + UUID_SIZE, CONFERENCE_ID_SIZE, conference.id) &&
-           !(conference.uuid.empty() && conference.id.empty());
-}
-
-void Init(Service& service, const Request& request, Answer& answer) {
-    if (service.AddClientOf(request, answer)) {
-        answer.Verdict(g_attendance.Init());
+void Checkin::EndReport() {
+    if (!reporters_.Empty()) {
+        reporters_.Clear();
+        stage_.TellAll(COUNT, IntegerPayload(attendance_.Present()));
     }
 }
 
-void Start(Service& service, const Request& request, Answer& answer) {
-    ConferenceId conference;
-    if (!ReadConference(request, 0, conference)) {
-        answer.Refuse("the conference has no id, or one without end");
-        return;
-    }
-    const uint64_t before = g_attendance.Generation();
-    answer.Verdict(g_attendance.Start(conference));
-    if (const uint64_t generation = g_attendance.Generation(); generation != before) {
-        Log("check-in of %s started", (conference.id.empty() ? conference.uuid : conference.id).c_str());
-        PlanArrival(service, generation);
+void Checkin::End() {
+    starters_.Clear();
+    reporters_.Clear();
+    ++plan_;
+    if (attendance_.IsRunning()) {
+        attendance_.Stop();
+        Log("check-in stopped");
     }
 }
 
-void StartReport(Service&, const Request& request, Answer& answer) {
-    ConferenceId conference;
-    if (!ReadConference(request, REPORT_CONFERENCE, conference)) {
-        answer.Refuse("the conference has no id, or one without end");
-        return;
+void Checkin::OnGone(const ApplicationId& application) {
+    if (reporters_.Remove(application)) {
+        stage_.TellAll(COUNT, IntegerPayload(attendance_.Present()));
     }
-    answer.Verdict(g_attendance.StartReport(static_cast<int32_t>(request.IntegerAt(0)), conference));
-}
-
-void StopReport(Service&, const Request&, Answer& answer) {
-    answer.Verdict(ORVI_SIM_DONE);
-    if (g_attendance.StopReport()) {
-        answer.Push(COUNT, Integer(g_attendance.Present()));
+    const bool wasLastStarter = starters_.Remove(application);
+    const bool wasLastPreparer = preparers_.Remove(application);
+    if (wasLastStarter || wasLastPreparer) {
+        End();
     }
 }
 
-void Stop(Service&, const Request&, Answer& answer) {
-    g_attendance.Stop();
-    Log("check-in stopped");
-    answer.Verdict(ORVI_SIM_DONE);
-}
-
-void Clear(Service&, const Request&, Answer& answer) {
-    g_attendance.Clear();
-    answer.Verdict(ORVI_SIM_DONE);
-    answer.Push(CLEARED, Integer(ORVI_SIM_DONE));
-}
-
-void Deinit(Service&, const Request&, Answer& answer) {
-    g_attendance.Deinit();
-    answer.Verdict(ORVI_SIM_DONE);
-}
-
-void QueryPage(Service&, const Request& request, Answer& answer) {
-    answer.Data(g_attendance.Page(request.IntegerAt(0), request.IntegerAt(4)));
-}
-
-void QueryPhoto(Service&, const Request& request, Answer& answer) {
-    std::string userId;
-    if (!request.TextAt(0, USER_ID_SIZE, userId)) {
-        answer.Refuse("the user id has no end");
-        return;
-    }
-    answer.Data(g_attendance.Photo(userId));
-}
-
-const RequestRow ROWS[] = {
-    // id, name, task, shortest, longest, handler
-    {0x600022, "check-in init", TASK_FACE, ADDRESS_LENGTH, ADDRESS_LENGTH, Init},
-    {0x600023, "check-in start", TASK_FACE, CONFERENCE_LENGTH, CONFERENCE_LENGTH, Start},
-    {0x600024, "check-in start report", TASK_FACE, REPORT_CONFERENCE + CONFERENCE_LENGTH,
-     REPORT_CONFERENCE + CONFERENCE_LENGTH, StartReport},
-    {0x600025, "check-in stop report", TASK_FACE, 0, 0, StopReport},
-    {0x600026, "check-in page", TASK_FACE, 8, 8, QueryPage},
-    {0x600027, "check-in photo", TASK_FACE, 260, 260, QueryPhoto},
-    {0x600028, "check-in stop", TASK_FACE, 0, 0, Stop},
-    {0x600029, "check-in clear data", TASK_FACE, 0, 0, Clear},
-    {0x60002A, "check-in deinit", TASK_FACE, ADDRESS_LENGTH, ADDRESS_LENGTH, Deinit},
-};
-
-}  // namespace
-
-RequestTable CheckinRequests() {
-    return {ROWS, std::size(ROWS)};
-}
-
-void SetParticipants(size_t count, std::chrono::milliseconds pace) {
-    g_attendance.SetParticipants(count);
-    g_pace = pace;
-}
-
-size_t LetArrive(Service& service, size_t count) {
-    size_t arrived = 0;
-    while (arrived < count && ArriveOne(service)) {
-        ++arrived;
-    }
-    return arrived;
-}
-
-std::string DescribeCheckin() {
-    return "check-in=" + g_attendance.Describe();
+std::string Checkin::Describe() const {
+    const char* const state = !reporters_.Empty()       ? "reporting"
+                              : attendance_.IsRunning() ? "running"
+                              : !preparers_.Empty()     ? "ready"
+                                                        : "off";
+    return std::string("check-in=") + state + " present=" + std::to_string(attendance_.Present());
 }
 
 }  // namespace orvi_sim

@@ -1,42 +1,30 @@
-// Clients that come and go.
+#include "features/connection/connection.h"
+
 #include <iterator>
 
-#include "request_tables.h"
-#include "service.h"
-
 namespace orvi_sim {
-namespace {
 
-void Announce(Service& service, const Request& request, Answer& answer) {
-    ClientAddress address;
-    std::string error;
-    if (!request.AddressAt(0, address)) {
-        answer.Refuse("a name of the client is empty or has no end");
-    } else if (!service.AddClient(address, error)) {
-        answer.Refuse(error);
-    }
-}
-
-void Leave(Service& service, const Request& request, Answer& answer) {
-    ClientAddress address;
-    if (!request.AddressAt(0, address)) {
-        answer.Refuse("a name of the client is empty or has no end");
-    } else if (!service.GetClients().Remove(address)) {
-        answer.Refuse("client " + address.process + "/" + address.task + " is not known");
-    }
-}
-
-const RequestRow ROWS[] = {
-    // id, name, task, shortest, longest, handler
-    {0x60000F, "init", TASK_MASTER, ADDRESS_LENGTH, ADDRESS_LENGTH, Announce},
-    {0x600010, "uninit", TASK_MASTER, ADDRESS_LENGTH, ADDRESS_LENGTH, Leave},
-    {REQUEST_SELF_CHECK, "self check", TASK_MASTER, 0, 0, AcceptWithVerdict},
-};
-
-}  // namespace
-
-RequestTable ConnectionRequests() {
+RequestTable Connection::Requests() const {
+    static const RequestRow ROWS[] = {
+        // id, name, task, shortest, longest, reply, address, told, handler
+        {0x60000F, "init", TASK_MASTER, ADDRESS_LENGTH, ADDRESS_LENGTH, ONE_WAY, true, Told::Nobody,
+         HandledBy(&Connection::Announce)},
+        {0x600010, "uninit", TASK_MASTER, ADDRESS_LENGTH, ADDRESS_LENGTH, ONE_WAY, true, Told::Nobody,
+         HandledBy(&Connection::Leave)},
+    };
     return {ROWS, std::size(ROWS)};
+}
+
+void Connection::Announce(const Request& request, Answer&) {
+    ClientAddress address;
+    (void)request.Address(address);  // it was looked at before
+    stage_.Announce(request.sender, address.task);
+}
+
+void Connection::Leave(const Request& request, Answer& answer) {
+    if (!stage_.Leave(request.sender)) {
+        answer.Refuse(ORVI_SIM_NOT_READY, "has not announced itself");
+    }
 }
 
 }  // namespace orvi_sim

@@ -1,69 +1,66 @@
-// The camera director and the device lock. Clients do not read these replies.
-#include <atomic>
+#include "features/director/director.h"
+
 #include <iterator>
+#include <utility>
 
 #include "log.h"
-#include "meeting.h"
-#include "request_tables.h"
-#include "service.h"
 
 namespace orvi_sim {
 namespace {
 
-std::atomic<bool> g_created{true};  // the device turns its director on by itself
-std::atomic<bool> g_running{true};
-std::atomic<int32_t> g_lockState{0};
-
-// Every director request carries one number, which means nothing here.
-void Set(std::atomic<bool>& what, bool value, const char* change, Answer& answer) {
-    if (what.exchange(value) != value) {
+void Set(bool& what, bool value, const char* change) {
+    if (std::exchange(what, value) != value) {
         Log("director %s", change);
     }
-    answer.Verdict(0);
 }
-
-void Create(Service&, const Request&, Answer& answer) {
-    Set(g_created, true, "created", answer);
-}
-
-void Remove(Service&, const Request&, Answer& answer) {
-    g_running = false;
-    Set(g_created, false, "removed", answer);
-}
-
-void Start(Service&, const Request&, Answer& answer) {
-    g_created = true;
-    Set(g_running, true, "on", answer);
-}
-
-void Stop(Service&, const Request&, Answer& answer) {
-    Set(g_running, false, "off", answer);
-}
-
-void ChangeLockState(Service&, const Request& request, Answer& answer) {
-    const auto state = static_cast<int32_t>(request.IntegerAt(0));
-    Log("lock state %d, was %d", state, g_lockState.exchange(state));
-    answer.Verdict(0);
-}
-
-const RequestRow ROWS[] = {
-    // id, name, task, shortest, longest, handler
-    {0x600007, "director create", TASK_DIRECTOR, 4, 4, Create},
-    {0x600008, "director remove", TASK_DIRECTOR, 4, 4, Remove},
-    {0x600009, "director start", TASK_DIRECTOR, 4, 4, Start},
-    {0x60000A, "director stop", TASK_DIRECTOR, 4, 4, Stop},
-    {0x60006F, "lock state change", TASK_DIRECTOR, 4, 4, ChangeLockState},
-};
 
 }  // namespace
 
-RequestTable DirectorRequests() {
+RequestTable Director::Requests() const {
+    // Every director request carries one number, which means nothing here.
+    static const RequestRow ROWS[] = {
+        // id, name, task, shortest, longest, reply, address, told, handler
+        {0x600007, "director create", TASK_DIRECTOR, 4, 4, VERDICT, false, Told::Nobody, HandledBy(&Director::Create)},
+        {0x600008, "director remove", TASK_DIRECTOR, 4, 4, VERDICT, false, Told::Nobody, HandledBy(&Director::Remove)},
+        {0x600009, "director start", TASK_DIRECTOR, 4, 4, VERDICT, false, Told::Nobody, HandledBy(&Director::Start)},
+        {0x60000A, "director stop", TASK_DIRECTOR, 4, 4, VERDICT, false, Told::Nobody, HandledBy(&Director::Stop)},
+        {0x60006F, "lock state change", TASK_DIRECTOR, 4, 4, VERDICT, false, Told::Nobody,
+         HandledBy(&Director::ChangeLockState)},
+    };
     return {ROWS, std::size(ROWS)};
 }
 
-std::string DescribeDirector() {
-    const char* const director = !g_created ? "removed" : g_running ? "on" : "off";
-    return std::string("director=") + director + " lock=" + std::to_string(g_lockState);
+void Director::Create(const Request&, Answer& answer) {
+    Set(created_, true, "created");
+    answer.Done();
+}
+
+void Director::Remove(const Request&, Answer& answer) {
+    running_ = false;
+    Set(created_, false, "removed");
+    answer.Done();
+}
+
+void Director::Start(const Request&, Answer& answer) {
+    created_ = true;
+    Set(running_, true, "on");
+    answer.Done();
+}
+
+void Director::Stop(const Request&, Answer& answer) {
+    Set(running_, false, "off");
+    answer.Done();
+}
+
+void Director::ChangeLockState(const Request& request, Answer& answer) {
+    const auto state = static_cast<int32_t>(request.IntegerAt(0));
+    Log("lock state %d, was %d", state, std::exchange(lockState_, state));
+    answer.Done();
+}
+
+std::string Director::Describe() const {
+    const char* const director = !created_ ? "removed" : running_ ? "on" : "off";
+    return std::string("director=") + director + " lock=" + std::to_string(lockState_);
 }
 
 }  // namespace orvi_sim

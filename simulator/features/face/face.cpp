@@ -1,24 +1,18 @@
-// Face detectors, the pictures that they report, and the photos of faces.
+#include "features/face/face.h"
+
 #include <algorithm>
-#include <chrono>
-#include <cstring>
+#include <ctime>
 #include <iterator>
-#include <map>
-#include <mutex>
-#include <string>
+#include <optional>
 #include <utility>
 
-#include "face_scene.h"
+#include "features/face/face_scene.h"
+#include "features/face/portrait.h"
 #include "log.h"
-#include "orvi_vision_sim_payloads.h"
-#include "portrait.h"
-#include "request_tables.h"
-#include "service.h"
 
 namespace orvi_sim {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr uint32_t FACE_EVENT = 0x60000C;
@@ -32,189 +26,170 @@ constexpr uint32_t CREATE_KEEP_IDS = 44;
 // A detector's record: the client's address, status, frame rate, source id, the detector's number.
 constexpr uint32_t DETECTOR_LENGTH = 52;
 constexpr uint32_t DETECTOR_NUMBER = 48;
+static_assert(sizeof(OrviSimDetectorRefusal) == DETECTOR_LENGTH + 4);
 
 constexpr uint32_t QUERY_LENGTH = 76;
 constexpr uint32_t QUERY_IDS = DETECTOR_LENGTH;
 constexpr uint32_t QUERY_COUNT = 72;
 constexpr uint32_t MOST_IDS = 5;
 
-constexpr uint32_t FASTEST = 30;  // pictures per second
-constexpr size_t MOST_DETECTORS = 64;
+constexpr uint32_t FASTEST = 30;       // pictures per second
+constexpr size_t MOST_DETECTORS = 64;  // of one application
 
-// A running detector ends when its client has been away for so long. An announcement goes to another task and may be
-// handled after the first requests.
-constexpr std::chrono::seconds PATIENCE_WITH_CLIENT{5};
-
-struct Detector {
-    ClientAddress client;
-    Payload address;  // the same as bytes
-    uint32_t sourceId;
-    uint32_t frameRate;
-    bool keepIds;
-    uint32_t status;
-    uint64_t run;  // counts the starts: pictures planned before the last one are not sent any more
-    Clock::time_point startedAt;
-    Clock::time_point lastSent;  // to the client, which was there
-};
-
-const Clock::time_point g_sceneStart = Clock::now();
-
-std::mutex g_mutex;  // guards what follows: requests and pictures have threads of their own
-std::map<uint32_t, Detector> g_detectors;
-uint32_t g_lastNumber = 0;
-
-milliseconds SceneTime() {
-    return std::chrono::duration_cast<milliseconds>(Clock::now() - g_sceneStart);
+// Milliseconds since the machine started: a service numbers its detectors from there on, so that its numbers are not
+// those of the service before it.
+uint32_t FirstNumber() {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return static_cast<uint32_t>(static_cast<uint64_t>(now.tv_sec) * 1000 +
+                                 static_cast<uint64_t>(now.tv_nsec) / 1000000);
 }
 
-Payload FaceEvent(const Detector& detector) {
-    OrviSimFaceEvent event = {};
-    const std::vector<OrviSimFace> faces = FacesAt(SceneTime(), detector.keepIds);
-    event.faceCount = static_cast<uint32_t>(faces.size());
-    std::copy(faces.begin(), faces.end(), event.faces);
-    event.sourceId = static_cast<int32_t>(detector.sourceId);
-    Payload payload(sizeof(event));
-    std::memcpy(payload.data(), &event, sizeof(event));
-    return payload;
-}
-
-void SendPicture(Service& service, uint32_t number, uint64_t run, uint64_t picture);
-
-void PlanPicture(Service& service, uint32_t number, const Detector& detector, uint64_t picture) {
-    const Clock::time_point due = detector.startedAt + PictureDue(picture, detector.frameRate);
-    const auto delay = std::chrono::ceil<milliseconds>(due - Clock::now());
-    service.After(std::max(delay, milliseconds(0)),
-                  [&service, number, run = detector.run, picture] { SendPicture(service, number, run, picture); });
-}
-
-void SendPicture(Service& service, uint32_t number, uint64_t run, uint64_t picture) {
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    const auto found = g_detectors.find(number);
-    if (found == g_detectors.end() || found->second.status != ORVI_SIM_DETECTOR_RUNNING || found->second.run != run) {
-        return;
+Payload RecordOf(const Payload& address, uint32_t status, uint32_t frameRate, uint32_t sourceId, uint32_t number) {
+    Payload record = address;
+    for (const uint32_t field : {status, frameRate, sourceId, number}) {
+        AppendInteger(record, field);
     }
-    Detector& detector = found->second;
-    if (service.GetClients().Knows(detector.client.process)) {
-        service.GetClients().PushTo(detector.client.process, FACE_EVENT, FaceEvent(detector));
-        detector.lastSent = Clock::now();
-    } else if (Clock::now() - detector.lastSent > PATIENCE_WITH_CLIENT) {
-        Log("detector %u ends with its client %s", number, detector.client.process.c_str());
-        g_detectors.erase(found);
-        return;
-    }
-    const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - detector.startedAt);
-    PlanPicture(service, number, detector, NextPicture(picture, elapsed, detector.frameRate));
-}
-
-void AnswerDetector(uint32_t number, const Detector& detector, Answer& answer) {
-    Payload record = detector.address;
-    AppendInteger(record, detector.status);
-    AppendInteger(record, detector.frameRate);
-    AppendInteger(record, detector.sourceId);
-    AppendInteger(record, number);
-    answer.Data(std::move(record));
-}
-
-// Too long for a detector's record, so that the library's call fails.
-void RefuseDetector(Payload record, const std::string& reason, Answer& answer) {
-    answer.Refuse(reason);
-    record.resize(DETECTOR_LENGTH);
-    AppendInteger(record, ORVI_SIM_NOT_READY);
-    answer.Data(std::move(record));
-}
-
-void DropDetectorsWithoutClient(const Clients& clients) {
-    for (auto entry = g_detectors.begin(); entry != g_detectors.end();) {
-        entry = clients.Knows(entry->second.client.process) ? std::next(entry) : g_detectors.erase(entry);
-    }
-}
-
-void Create(Service& service, const Request& request, Answer& answer) {
-    Detector detector = {};
-    if (!request.AddressAt(0, detector.client)) {
-        answer.Refuse("a name of the client is empty or has no end");
-        return;
-    }
-    detector.address = request.BytesAt(0, ADDRESS_LENGTH);
-    detector.sourceId = request.IntegerAt(CREATE_SOURCE);
-    detector.frameRate = std::clamp(request.IntegerAt(CREATE_FRAME_RATE), 1U, FASTEST);
-    detector.keepIds = request.BytesAt(CREATE_KEEP_IDS, 1).front() != 0;
-    detector.status = ORVI_SIM_DETECTOR_CREATED;
-
-    const std::lock_guard<std::mutex> lock(g_mutex);
-    if (g_detectors.size() >= MOST_DETECTORS) {
-        DropDetectorsWithoutClient(service.GetClients());
-    }
-    if (g_detectors.size() >= MOST_DETECTORS) {
-        RefuseDetector({}, "there are " + std::to_string(MOST_DETECTORS) + " detectors already", answer);
-        return;
-    }
-    const uint32_t number = ++g_lastNumber;
-    g_detectors.emplace(number, detector);
-    AnswerDetector(number, detector, answer);
-}
-
-// The detector of a request, or the end when it does not exist or is another client's.
-std::map<uint32_t, Detector>::iterator Find(const Request& request) {
-    const auto found = g_detectors.find(request.IntegerAt(DETECTOR_NUMBER));
-    ClientAddress client;
-    if (found != g_detectors.end() && request.AddressAt(0, client) && client == found->second.client) {
-        return found;
-    }
-    return g_detectors.end();
+    return record;
 }
 
 std::string NoDetector(const Request& request) {
     return "there is no detector " + std::to_string(request.IntegerAt(DETECTOR_NUMBER)) + " of this client";
 }
 
-void Start(Service& service, const Request& request, Answer& answer) {
-    const std::lock_guard<std::mutex> lock(g_mutex);
+}  // namespace
+
+Face::Face(Stage& stage) : stage_(stage), lastNumber_(FirstNumber()) {}
+
+RequestTable Face::Requests() const {
+    static const RequestRow ROWS[] = {
+        // id, name, task, shortest, longest, reply, address, told, handler
+        {0x600002, "detector create", TASK_INTERFACE, CREATE_LENGTH, CREATE_LENGTH, DETECTOR_LENGTH, true, Told::Nobody,
+         HandledBy(&Face::Create)},
+        {0x600003, "detector destroy", TASK_INTERFACE, DETECTOR_LENGTH, DETECTOR_LENGTH, DETECTOR_LENGTH, true,
+         Told::Nobody, HandledBy(&Face::Destroy)},
+        {0x600004, "detector start", TASK_INTERFACE, DETECTOR_LENGTH, DETECTOR_LENGTH, DETECTOR_LENGTH, true,
+         Told::Nobody, HandledBy(&Face::Start)},
+        {0x600005, "detector stop", TASK_INTERFACE, DETECTOR_LENGTH, DETECTOR_LENGTH, DETECTOR_LENGTH, true,
+         Told::Nobody, HandledBy(&Face::Stop)},
+        {0x600006, "face photos", TASK_INTERFACE, QUERY_LENGTH, QUERY_LENGTH, VERDICT, false, Told::Nobody,
+         HandledBy(&Face::Photos)},
+    };
+    return {ROWS, std::size(ROWS)};
+}
+
+// --- Pictures ---
+
+milliseconds Face::SceneTime() const {
+    return std::chrono::duration_cast<milliseconds>(Clock::now() - sceneStart_);
+}
+
+Payload Face::Picture(const Detector& detector) const {
+    OrviSimFaceEvent event = {};
+    const std::vector<OrviSimFace> faces = FacesAt(SceneTime(), detector.keepIds);
+    event.faceCount = static_cast<uint32_t>(faces.size());
+    std::copy(faces.begin(), faces.end(), event.faces);
+    event.sourceId = static_cast<int32_t>(detector.sourceId);
+    return BytesOf(event);
+}
+
+void Face::PlanPicture(uint32_t number, const Detector& detector, uint64_t picture) {
+    const Clock::time_point due = detector.startedAt + PictureDue(picture, detector.frameRate);
+    const auto delay = std::chrono::ceil<milliseconds>(due - Clock::now());
+    stage_.After(std::max(delay, milliseconds(0)), [this, number, run = detector.run, picture] {
+        const auto found = detectors_.find(number);
+        if (found != detectors_.end() && found->second.status == ORVI_SIM_DETECTOR_RUNNING &&
+            found->second.run == run) {
+            SendPicture(number, found->second, picture);
+        }
+    });
+}
+
+void Face::SendPicture(uint32_t number, const Detector& detector, uint64_t picture) {
+    if (stage_.GetApplications().HasTask(detector.owner)) {  // yesterday's pictures are no news
+        stage_.Tell(detector.owner, FACE_EVENT, Picture(detector));
+    }
+    const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - detector.startedAt);
+    PlanPicture(number, detector, NextPicture(picture, elapsed, detector.frameRate));
+}
+
+// --- Detectors ---
+
+void Face::Create(const Request& request, Answer& answer) {
+    const auto own = std::count_if(detectors_.begin(), detectors_.end(),
+                                   [&](const auto& entry) { return entry.second.owner == request.sender; });
+    if (static_cast<size_t>(own) >= MOST_DETECTORS) {
+        answer.Refuse(ORVI_SIM_NOT_READY, "there are " + std::to_string(MOST_DETECTORS) + " detectors already");
+        return;
+    }
+    Detector detector = {};
+    detector.owner = request.sender;
+    detector.address = request.BytesAt(0, ADDRESS_LENGTH);
+    detector.sourceId = request.IntegerAt(CREATE_SOURCE);
+    detector.frameRate = std::clamp(request.IntegerAt(CREATE_FRAME_RATE), 1U, FASTEST);
+    detector.keepIds = request.BytesAt(CREATE_KEEP_IDS, 1).front() != 0;
+    detector.status = ORVI_SIM_DETECTOR_CREATED;
+    const uint32_t number = ++lastNumber_;
+    answer.Data(RecordOf(detector.address, detector.status, detector.frameRate, detector.sourceId, number));
+    detectors_.emplace(number, std::move(detector));
+}
+
+// The detector of a request, or the end when it does not exist or is another application's.
+Face::Detectors::iterator Face::Find(const Request& request) {
+    const auto found = detectors_.find(request.IntegerAt(DETECTOR_NUMBER));
+    return found != detectors_.end() && found->second.owner == request.sender ? found : detectors_.end();
+}
+
+void Face::Start(const Request& request, Answer& answer) {
     const auto found = Find(request);
-    if (found == g_detectors.end()) {
-        RefuseDetector(request.BytesAt(0, DETECTOR_LENGTH), NoDetector(request), answer);
+    if (found == detectors_.end()) {
+        answer.Refuse(ORVI_SIM_NOT_READY, NoDetector(request));
         return;
     }
     auto& [number, detector] = *found;
     if (detector.status != ORVI_SIM_DETECTOR_RUNNING) {
         detector.status = ORVI_SIM_DETECTOR_RUNNING;
         detector.startedAt = Clock::now();
-        detector.lastSent = detector.startedAt;
         ++detector.run;
-        PlanPicture(service, number, detector, 1);
+        PlanPicture(number, detector, 1);
     }
-    AnswerDetector(number, detector, answer);
+    answer.Data(RecordOf(detector.address, detector.status, detector.frameRate, detector.sourceId, number));
 }
 
-void Stop(Service&, const Request& request, Answer& answer) {
-    const std::lock_guard<std::mutex> lock(g_mutex);
+void Face::Stop(const Request& request, Answer& answer) {
     const auto found = Find(request);
-    if (found == g_detectors.end()) {
-        RefuseDetector(request.BytesAt(0, DETECTOR_LENGTH), NoDetector(request), answer);
+    if (found == detectors_.end()) {
+        answer.Refuse(ORVI_SIM_NOT_READY, NoDetector(request));
         return;
     }
-    found->second.status = ORVI_SIM_DETECTOR_STOPPED;
-    AnswerDetector(found->first, found->second, answer);
+    auto& [number, detector] = *found;
+    detector.status = ORVI_SIM_DETECTOR_STOPPED;
+    answer.Data(RecordOf(detector.address, detector.status, detector.frameRate, detector.sourceId, number));
 }
 
-void Destroy(Service&, const Request& request, Answer& answer) {
-    const std::lock_guard<std::mutex> lock(g_mutex);
+void Face::Destroy(const Request& request, Answer& answer) {
     const auto found = Find(request);
-    if (found == g_detectors.end()) {
+    if (found == detectors_.end()) {
         LogVerbose("%s: nothing to destroy", NoDetector(request).c_str());
         answer.Data(request.BytesAt(0, DETECTOR_LENGTH));
         return;
     }
-    found->second.status = ORVI_SIM_DETECTOR_DESTROYED;
-    AnswerDetector(found->first, found->second, answer);
-    g_detectors.erase(found);
+    const auto& [number, detector] = *found;
+    answer.Data(RecordOf(detector.address, ORVI_SIM_DETECTOR_DESTROYED, detector.frameRate, detector.sourceId, number));
+    detectors_.erase(found);
+}
+
+void Face::OnGone(const ApplicationId& application) {
+    for (auto entry = detectors_.begin(); entry != detectors_.end();) {
+        entry = entry->second.owner == application ? detectors_.erase(entry) : std::next(entry);
+    }
 }
 
 // The photos of those faces that are known: their number, then face id, length and bytes of each.
-void Photos(Service&, const Request& request, Answer& answer) {
+void Face::Photos(const Request& request, Answer& answer) {
     const uint32_t count = request.IntegerAt(QUERY_COUNT);
     if (count < 1 || count > MOST_IDS) {
-        answer.Refuse(std::to_string(count) + " face ids");
+        answer.Refuse(ORVI_SIM_MALFORMED, std::to_string(count) + " face ids");
         return;
     }
     const milliseconds now = SceneTime();
@@ -230,25 +205,13 @@ void Photos(Service&, const Request& request, Answer& answer) {
             ++found;
         }
     }
-    Payload reply;
-    AppendInteger(reply, found);
+    Payload reply = IntegerPayload(found);
     reply.insert(reply.end(), photos.begin(), photos.end());
     answer.Data(std::move(reply));
 }
 
-const RequestRow ROWS[] = {
-    // id, name, task, shortest, longest, handler
-    {0x600002, "detector create", TASK_INTERFACE, CREATE_LENGTH, CREATE_LENGTH, Create},
-    {0x600003, "detector destroy", TASK_INTERFACE, DETECTOR_LENGTH, DETECTOR_LENGTH, Destroy},
-    {0x600004, "detector start", TASK_INTERFACE, DETECTOR_LENGTH, DETECTOR_LENGTH, Start},
-    {0x600005, "detector stop", TASK_INTERFACE, DETECTOR_LENGTH, DETECTOR_LENGTH, Stop},
-    {0x600006, "face photos", TASK_INTERFACE, QUERY_LENGTH, QUERY_LENGTH, Photos},
-};
-
-}  // namespace
-
-RequestTable FaceRequests() {
-    return {ROWS, std::size(ROWS)};
+std::string Face::Describe() const {
+    return "detectors=" + std::to_string(detectors_.size());
 }
 
 }  // namespace orvi_sim

@@ -1,4 +1,4 @@
-#include "face_scene.h"
+#include "features/face/face_scene.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // What the simulated camera sees: people who sit and move a little, and one who walks through the room.
-#ifndef ORVI_SIM_FACE_SCENE_H
-#define ORVI_SIM_FACE_SCENE_H
+#ifndef ORVI_SIM_FEATURES_FACE_SCENE_H
+#define ORVI_SIM_FEATURES_FACE_SCENE_H
 
 #include <chrono>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "portrait.h"
+#include "features/face/portrait.h"
 
 #include <cstddef>
 #include <iterator>

@@ -1,6 +1,6 @@
 // Pictures of people who do not exist.
-#ifndef ORVI_SIM_PORTRAIT_H
-#define ORVI_SIM_PORTRAIT_H
+#ifndef ORVI_SIM_FEATURES_PORTRAIT_H
+#define ORVI_SIM_FEATURES_PORTRAIT_H
 
 #include <cstdint>
 #include <string_view>

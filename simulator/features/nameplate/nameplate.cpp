@@ -1,91 +1,90 @@
-// Nameplates: prepared, then switched on and off. Every client is told of the switching.
-#include <atomic>
+#include "features/nameplate/nameplate.h"
+
 #include <iterator>
-#include <utility>
 
 #include "log.h"
-#include "meeting.h"
-#include "orvi_vision_sim_payloads.h"
-#include "request_tables.h"
-#include "service.h"
 
 namespace orvi_sim {
 namespace {
 
-constexpr uint32_t STARTED = 0x60001C;
-constexpr uint32_t STOPPED = 0x60001D;
+constexpr uint32_t START = 0x60001C;
+constexpr uint32_t STOP = 0x60001D;
 
-enum Nameplates { OFF, READY, ON };
-std::atomic<Nameplates> g_nameplates{OFF};
+}  // namespace
 
-void Tell(uint32_t id, uint8_t verdict, Answer& answer) {
-    Payload payload;
-    AppendInteger(payload, verdict);
-    answer.Push(id, std::move(payload));
+RequestTable Nameplate::Requests() const {
+    static const RequestRow ROWS[] = {
+        // id, name, task, shortest, longest, reply, address, told, handler
+        {0x60001A, "nameplate init", TASK_FACE, 0, 0, VERDICT, false, Told::Nobody, HandledBy(&Nameplate::Init)},
+        {0x60001B, "nameplate deinit", TASK_FACE, 0, 0, VERDICT, false, Told::Nobody, HandledBy(&Nameplate::Deinit)},
+        {START, "nameplate start", TASK_FACE, ADDRESS_LENGTH, ADDRESS_LENGTH, VERDICT, true, Told::Room,
+         HandledBy(&Nameplate::Start)},
+        {STOP, "nameplate stop", TASK_FACE, ADDRESS_LENGTH, ADDRESS_LENGTH, VERDICT, true, Told::Room,
+         HandledBy(&Nameplate::Stop)},
+    };
+    return {ROWS, std::size(ROWS)};
 }
 
-void Switch(Nameplates nameplates, const char* word) {
-    if (g_nameplates.exchange(nameplates) != nameplates) {
+void Nameplate::Switch(State state, const char* word) {
+    if (state_ != state) {
+        state_ = state;
         Log("nameplates %s", word);
     }
 }
 
-void Init(Service&, const Request&, Answer& answer) {
-    if (g_nameplates == OFF) {
+void Nameplate::Init(const Request& request, Answer& answer) {
+    preparers_.Add(request.sender);
+    if (state_ == OFF) {
         Switch(READY, "ready");
     }
-    answer.Verdict(ORVI_SIM_DONE);
+    answer.Done();
 }
 
-void Deinit(Service&, const Request&, Answer& answer) {
-    const bool wasOn = g_nameplates == ON;
-    Switch(OFF, "put away");
-    answer.Verdict(ORVI_SIM_DONE);
-    if (wasOn) {
-        Tell(STOPPED, ORVI_SIM_DONE, answer);
-    }
+void Nameplate::Deinit(const Request& request, Answer& answer) {
+    OnGone(request.sender);
+    answer.Done();
 }
 
-void Start(Service& service, const Request& request, Answer& answer) {
-    if (!service.AddClientOf(request, answer)) {
+void Nameplate::Start(const Request& request, Answer& answer) {
+    if (state_ == OFF) {
+        answer.Refuse(ORVI_SIM_NOT_READY, "not ready, call init first");
         return;
     }
-    const uint8_t verdict = g_nameplates == OFF ? ORVI_SIM_NOT_READY : ORVI_SIM_DONE;
-    if (verdict == ORVI_SIM_DONE) {
-        Switch(ON, "on");
-    }
-    answer.Verdict(verdict);
-    Tell(STARTED, verdict, answer);
+    users_.Add(request.sender);
+    Switch(ON, "on");
+    answer.Done();
 }
 
-void Stop(Service& service, const Request& request, Answer& answer) {
-    if (!service.AddClientOf(request, answer)) {
-        return;
-    }
-    if (g_nameplates == ON) {
+void Nameplate::Stop(const Request&, Answer& answer) {
+    users_.Clear();
+    if (state_ == ON) {
         Switch(READY, "off");
     }
-    answer.Verdict(ORVI_SIM_DONE);
-    Tell(STOPPED, ORVI_SIM_DONE, answer);
+    answer.Done();
 }
 
-const RequestRow ROWS[] = {
-    // id, name, task, shortest, longest, handler
-    {0x60001A, "nameplate init", TASK_FACE, 0, 0, Init},
-    {0x60001B, "nameplate deinit", TASK_FACE, 0, 0, Deinit},
-    {0x60001C, "nameplate start", TASK_FACE, ADDRESS_LENGTH, ADDRESS_LENGTH, Start},
-    {0x60001D, "nameplate stop", TASK_FACE, ADDRESS_LENGTH, ADDRESS_LENGTH, Stop},
-};
-
-}  // namespace
-
-RequestTable NameplateRequests() {
-    return {ROWS, std::size(ROWS)};
+void Nameplate::OnGone(const ApplicationId& application) {
+    const bool wasLastUser = users_.Remove(application);
+    if (preparers_.Remove(application)) {
+        PutAway();
+    } else if (wasLastUser) {
+        Switch(READY, "off");
+        stage_.TellAll(STOP, IntegerPayload(ORVI_SIM_DONE));
+    }
 }
 
-std::string DescribeNameplate() {
+void Nameplate::PutAway() {
+    const bool wasOn = state_ == ON;
+    users_.Clear();
+    Switch(OFF, "put away");
+    if (wasOn) {
+        stage_.TellAll(STOP, IntegerPayload(ORVI_SIM_DONE));
+    }
+}
+
+std::string Nameplate::Describe() const {
     const char* const words[] = {"off", "ready", "on"};
-    return std::string("nameplate=") + words[g_nameplates];
+    return std::string("nameplate=") + words[state_];
 }
 
 }  // namespace orvi_sim
