@@ -11,7 +11,7 @@ namespace orvi_sim {
 namespace {
 
 constexpr char EVENT_PREFIX[] = "event:";
-constexpr size_t HELP_COLUMN = 34;
+constexpr size_t HELP_COLUMN = 38;
 constexpr size_t LONGEST_QUOTE = 64;
 
 // The next word of the line from `at` on, which goes behind it; empty at the end.

@@ -273,33 +273,37 @@ std::string Service::FaultOfForm(const Request& request, const Entry* entry, con
 // The handler's answer, or what the fault puts in its place.
 Answer Service::Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault) {
     Answer answer;
+    if (fault.reply == Fault::Reply::Refusal) {
+        answer.Refuse(fault.verdict, "as told");
+        return answer;
+    }
+    if (fault.reply == Fault::Reply::NoData) {
+        answer.NoData();
+        return answer;
+    }
+    if (fault.reply == Fault::Reply::Given) {
+        answer.Data(fault.given);
+        return answer;
+    }
     if (const std::string reason = FaultOfForm(request, entry, task); !reason.empty()) {
         answer.Refuse(ORVI_SIM_MALFORMED, reason);
         return answer;
     }
-    ClientAddress address;
-    if (entry->row->hasAddress && request.Address(address)) {
-        stage_.GetApplications().LearnTask(request.sender, address.task);
-    }
-    switch (fault.reply) {
-        case Fault::Reply::AsUsual:
-            try {
-                (entry->feature->*entry->row->handler)(request, answer);
-            } catch (const std::exception& exception) {
-                answer.Refuse(ORVI_SIM_MALFORMED, std::string("not handled: ") + exception.what());
-            }
-            break;
-        case Fault::Reply::Refusal:
-            answer.Refuse(fault.verdict, "as told");
-            break;
-        case Fault::Reply::NoData:
-            answer.NoData();
-            break;
-        case Fault::Reply::Given:
-            answer.Data(fault.given);
-            break;
+    try {
+        (entry->feature->*entry->row->handler)(request, answer);
+    } catch (const std::exception& exception) {
+        answer.Refuse(ORVI_SIM_MALFORMED, std::string("not handled: ") + exception.what());
     }
     return answer;
+}
+
+// A sender that has not announced itself yet may tell its task in a request.
+void Service::LearnTask(const Request& request, const Entry* entry) {
+    ClientAddress address;
+    if (entry != nullptr && entry->row->hasAddress && request.length >= ADDRESS_LENGTH && request.Address(address) &&
+        address.process == request.sender.process) {
+        stage_.GetApplications().LearnTask(request.sender, address.task);
+    }
 }
 
 void Service::Serve(const Incoming& incoming, const Fault& fault) {
@@ -315,7 +319,8 @@ void Service::Serve(const Incoming& incoming, const Fault& fault) {
         Note(incoming);
         return;
     }
-    stage_.BeginRequest();
+    LearnTask(request, entry);
+    stage_.BeginRequest(request.sender);
     const Answer answer = Decide(request, entry, task, fault);
     if (answer.IsRefused()) {
         LogRefusal(incoming, entry, answer.Reason());

@@ -66,6 +66,7 @@ class Service {
     void Serve(const Incoming& incoming, const Fault& fault);
     std::string FaultOfForm(const Request& request, const Entry* entry, const std::string& task) const;
     Answer Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault);
+    void LearnTask(const Request& request, const Entry* entry);
     void Note(const Incoming& incoming);
     static void LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason);
     static void Reply(const Incoming& incoming, const Entry* entry, const Answer& answer);

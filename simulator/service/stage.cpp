@@ -24,37 +24,34 @@ Stage::~Stage() {
 }
 
 void Stage::Tell(const ApplicationId& application, uint32_t id, Payload payload) {
-    Event event{application, id, std::make_shared<const Payload>(std::move(payload))};
-    if (inRequest_) {
-        toldInRequest_.push_back(std::move(event));
-    } else {
-        Send(std::move(event));
-    }
+    SendBehindReply({application, id, std::make_shared<const Payload>(std::move(payload))});
 }
 
 void Stage::TellAll(uint32_t id, Payload payload) {
     const auto shared = std::make_shared<const Payload>(std::move(payload));
     for (const auto& [application, known] : applications_.List()) {
-        if (known.hasLeft) {
-            continue;
-        }
-        Event event{application, id, shared};
-        if (inRequest_) {
-            toldInRequest_.push_back(std::move(event));
-        } else {
-            Send(std::move(event));
+        if (!known.hasLeft || application == requester_) {
+            SendBehindReply({application, id, shared});
         }
     }
 }
 
-void Stage::BeginRequest() {
-    inRequest_ = true;
+void Stage::BeginRequest(const ApplicationId& sender) {
+    requester_ = sender;
 }
 
 void Stage::EndRequest() {
-    inRequest_ = false;
+    requester_ = {};
     for (Event& event : std::exchange(toldInRequest_, {})) {
         Send(std::move(event));
+    }
+}
+
+void Stage::SendBehindReply(Event event) {
+    if (requester_.process.empty()) {
+        Send(std::move(event));
+    } else {
+        toldInRequest_.push_back(std::move(event));
     }
 }
 

@@ -36,7 +36,8 @@ class Stage {
 
     // --- For features, on the stage ---
 
-    // An event for one application, or for all that are there. None of these waits.
+    // An event for one application, or for all that are there; the sender of the request that is being handled is one of
+    // them in any case. None of these waits.
     void Tell(const ApplicationId& application, uint32_t id, Payload payload);
     void TellAll(uint32_t id, Payload payload);
 
@@ -53,7 +54,7 @@ class Stage {
     // --- For the service and the directions, on the stage ---
 
     // What is told between the two leaves with the second, behind the reply.
-    void BeginRequest();
+    void BeginRequest(const ApplicationId& sender);
     void EndRequest();
 
     // The number of applications that it was queued for; of one process when one is named.
@@ -77,6 +78,7 @@ class Stage {
         std::shared_ptr<const Payload> payload;
     };
 
+    void SendBehindReply(Event event);
     void Send(Event event);
     bool Post(const Event& event);
 
@@ -86,7 +88,7 @@ class Stage {
     Faults eventFaults_;
     std::vector<Event> heldEvents_;
     std::vector<Event> toldInRequest_;
-    bool inRequest_ = false;
+    ApplicationId requester_;  // without a name between requests
     bool stopped_ = false;
 
     Timer timer_;  // has its own lock
