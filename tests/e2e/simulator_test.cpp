@@ -61,7 +61,7 @@ TEST_F(SimulatorTest, EachRequestGetsAReplyOfItsForm) {
     Connect();
     for (const auto& request : REQUESTS) {
         SCOPED_TRACE(request.id);
-        Bytes payload = Address();
+        Bytes payload = request.id == 0x60003B ? Bytes() : Address();  // which is the number of a large-model server
         payload.resize(request.length);
         const Outcome outcome = RequestFromTask(request.task, request.id, payload, LONG_WAIT_MS);
         EXPECT_EQ(outcome.result, 0);
