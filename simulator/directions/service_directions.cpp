@@ -64,24 +64,21 @@ std::vector<Direction> ServiceDirections::OnStage() {
         {"reply",
          {id, words},
          "answer with this payload",
-         [this](const Arguments& a) { return SetReply(a, Fault::Reply::Given); }},
-        {"empty",
-         {id},
-         "answer with length 0",
-         [this](const Arguments& a) { return SetReply(a, Fault::Reply::Given); }},
-        {"nodata",
-         {id},
-         "answer without data",
-         [this](const Arguments& a) { return SetReply(a, Fault::Reply::NoData); }},
+         [this](const Arguments& a) { return Reply(a, Fault::Reply::Given); }},
+        {"empty", {id}, "answer with length 0", [this](const Arguments& a) { return Reply(a, Fault::Reply::Given); }},
+        {"nodata", {id}, "answer without data", [this](const Arguments& a) { return Reply(a, Fault::Reply::NoData); }},
         {"silent",
          {id},
          "lose it: not handled, not answered, not sent",
-         [this](const Arguments& a) { return Lose(a); }},
+         [this](const Arguments& a) { return Change(a[0], OF_MESSAGES, [](Fault& fault) { fault.isLost = true; }); }},
         {"delay",
          {id, {"MS", Type::Number}},
          "handle or send it later",
          [this](const Arguments& a) { return Delay(a); }},
-        {"hold", {id}, "keep it back until it is released", [this](const Arguments& a) { return Hold(a); }},
+        {"hold",
+         {id},
+         "keep it back until it is released",
+         [this](const Arguments& a) { return Change(a[0], OF_MESSAGES, [](Fault& fault) { fault.isHeld = true; }); }},
         {"release",
          {id},
          "let what is kept back go, and hold no more",
@@ -175,89 +172,56 @@ Outcome ServiceDirections::Count(const Arguments& arguments) {
 
 // --- Faults ---
 
-// The fault of a message, to be changed. Null, with the reason, when it cannot have one of that kind.
-Fault* ServiceDirections::FaultOf(const Argument& message, bool isForReplies, std::string& reason) {
+// Changes the fault of a message. Refused when the message cannot have one of that kind.
+Outcome ServiceDirections::Change(const Argument& message, FaultKind kind, const std::function<void(Fault&)>& change) {
     if (message.isEvent) {
         if (FindEvent(message.number) == nullptr) {
-            reason = message.text + ": the service sends no such message, see events";
-        } else if (isForReplies) {
-            reason = message.text + ": an event has no reply";
+            return Refused(message.text + ": the service sends no such message, see events");
         }
-        return reason.empty() ? &stage_.EventFaults().Of(message.number) : nullptr;
-    }
-    const RequestRow* const row = service_.FindRequest(message.number);
-    if (row == nullptr) {
-        reason = message.text + ": applications send no such message";
-        if (FindEvent(message.number) != nullptr) {
-            reason += "; what the service sends is event:" + message.text;
+        if (kind == OF_REPLIES) {
+            return Refused(message.text + ": an event has no reply");
         }
-    } else if (isForReplies && row->reply == ONE_WAY) {
-        reason = std::string(row->name) + " is one-way and has no reply";
+    } else {
+        const RequestRow* const row = service_.FindRequest(message.number);
+        if (row == nullptr) {
+            const bool isEvent = FindEvent(message.number) != nullptr;
+            return Refused(message.text + ": applications send no such message" +
+                           (isEvent ? "; what the service sends is event:" + message.text : ""));
+        }
+        if (kind == OF_REPLIES && row->reply == ONE_WAY) {
+            return Refused(std::string(row->name) + " is one-way and has no reply");
+        }
     }
-    return reason.empty() ? &service_.RequestFaults().Of(message.number) : nullptr;
+    change(FaultsOf(message.isEvent).Of(message.number));
+    return Done();
 }
 
-Outcome ServiceDirections::SetReply(const Arguments& arguments, Fault::Reply reply) {
+Outcome ServiceDirections::Reply(const Arguments& arguments, Fault::Reply reply) {
     Payload given;
     if (arguments.values.size() > 1) {
         if (const auto reason = ReadPayload(arguments[1].words, given)) {
             return Refused(*reason);
         }
     }
-    std::string reason;
-    Fault* const fault = FaultOf(arguments[0], true, reason);
-    if (fault == nullptr) {
-        return Refused(reason);
-    }
-    fault->isLost = false;
-    fault->reply = reply;
-    fault->given = std::move(given);
-    return Done();
+    return Change(arguments[0], OF_REPLIES, [&](Fault& fault) {
+        fault.isLost = false;
+        fault.reply = reply;
+        fault.given = given;
+    });
 }
 
 Outcome ServiceDirections::Refuse(const Arguments& arguments) {
-    std::string reason;
-    Fault* const fault = FaultOf(arguments[0], true, reason);
-    if (fault == nullptr) {
-        return Refused(reason);
-    }
-    const std::string& verdict = arguments[1].text;
-    fault->isLost = false;
-    fault->reply = Fault::Reply::Refusal;
-    fault->verdict = verdict == "busy"        ? ORVI_SIM_BUSY
-                     : verdict == "not-ready" ? ORVI_SIM_NOT_READY
-                                              : ORVI_SIM_MALFORMED;
-    return Done();
-}
-
-Outcome ServiceDirections::Lose(const Arguments& arguments) {
-    std::string reason;
-    Fault* const fault = FaultOf(arguments[0], false, reason);
-    if (fault == nullptr) {
-        return Refused(reason);
-    }
-    fault->isLost = true;
-    return Done();
+    const std::string& word = arguments[1].text;
+    return Change(arguments[0], OF_REPLIES, [&](Fault& fault) {
+        fault.isLost = false;
+        fault.reply = Fault::Reply::Refusal;
+        fault.verdict = word == "busy" ? ORVI_SIM_BUSY : word == "not-ready" ? ORVI_SIM_NOT_READY : ORVI_SIM_MALFORMED;
+    });
 }
 
 Outcome ServiceDirections::Delay(const Arguments& arguments) {
-    std::string reason;
-    Fault* const fault = FaultOf(arguments[0], false, reason);
-    if (fault == nullptr) {
-        return Refused(reason);
-    }
-    fault->delay = std::chrono::milliseconds(arguments[1].number);
-    return Done();
-}
-
-Outcome ServiceDirections::Hold(const Arguments& arguments) {
-    std::string reason;
-    Fault* const fault = FaultOf(arguments[0], false, reason);
-    if (fault == nullptr) {
-        return Refused(reason);
-    }
-    fault->isHeld = true;
-    return Done();
+    return Change(arguments[0], OF_MESSAGES,
+                  [&](Fault& fault) { fault.delay = std::chrono::milliseconds(arguments[1].number); });
 }
 
 // What is held back goes with the fault that it was held back under.

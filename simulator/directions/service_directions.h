@@ -2,6 +2,7 @@
 #ifndef ORVI_SIM_DIRECTIONS_SERVICE_DIRECTIONS_H
 #define ORVI_SIM_DIRECTIONS_SERVICE_DIRECTIONS_H
 
+#include <functional>
 #include <vector>
 
 #include "directions/direction.h"
@@ -30,12 +31,11 @@ class ServiceDirections {
     Outcome AwaitSent(const Argument& waitMs);
     Outcome Count(const Arguments& arguments);
 
-    Fault* FaultOf(const Argument& message, bool isForReplies, std::string& reason);
-    Outcome SetReply(const Arguments& arguments, Fault::Reply reply);
+    enum FaultKind { OF_MESSAGES, OF_REPLIES };
+    Outcome Change(const Argument& message, FaultKind kind, const std::function<void(Fault&)>& change);
+    Outcome Reply(const Arguments& arguments, Fault::Reply reply);
     Outcome Refuse(const Arguments& arguments);
-    Outcome Lose(const Arguments& arguments);
     Outcome Delay(const Arguments& arguments);
-    Outcome Hold(const Arguments& arguments);
     Outcome Release(const Arguments& arguments);
     Outcome Reset(const Arguments& arguments);
     Outcome ResetAll();

@@ -108,7 +108,11 @@ bool Mail::Post(const ApplicationId& application, uint32_t id, std::shared_ptr<c
     Box& box = *found->second;
     if (box.queue.size() + box.waiting.size() >= capacity_) {
         const uint64_t lost = ++box.counts.overflowed;
+        const bool isWorthALine = box.delivering || lost == 1;  // somebody who has not come yet may never come
         lock.unlock();
+        if (!isWorthALine) {
+            return false;
+        }
         Log("queue of %s is full: %#x \"%s\" is lost, %llu so far", application.process.c_str(), id, EventName(id),
             static_cast<unsigned long long>(lost));
         return false;

@@ -1,6 +1,7 @@
 #include "service/process_watch.h"
 
 #include <cerrno>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/syscall.h>
@@ -96,9 +97,11 @@ void ProcessWatch::Run() {
             if (stopped_) {
                 return;
             }
+            // It may have been removed in the meantime, and its number given to another one.
             const auto found = byDescriptor_.find(event.data.fd);
-            if (found == byDescriptor_.end()) {
-                continue;  // removed in the meantime
+            pollfd watched = {event.data.fd, POLLIN, 0};
+            if (found == byDescriptor_.end() || poll(&watched, 1, 0) != 1) {
+                continue;
             }
             ended = found->second;
         }
