@@ -35,9 +35,9 @@ int OrviHostMsgWantsReply(const TagMsgBlock* message);
 /* Answers a request. `request` is the block that the handler received, or a copy of it: a reply may be sent
  * inside the handler or later, from any thread. A null `data` makes a reply without data (`dataLen` is then
  * 0); a non-null one with `dataLen` 0 a reply of length 0. The payload is the caller's again at return.
+ * Never waits: what the sender does not take at once is kept and handed over by the task's loop.
  * Returns 0, or non-zero when the block is no request, was answered already, the reply is too long, or the
- * sender has gone or no longer waits where that is known; the sender drops a reply that comes too late. Never
- * waits longer than a one-way send would. */
+ * sender has gone or no longer waits where that is known; the sender drops a reply that comes too late. */
 int OrviHostMsgReply(const TagMsgBlock* request, const void* data, uint32_t dataLen);
 
 /* Who a message came from, as the kernel knows it. */

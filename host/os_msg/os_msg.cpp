@@ -5,7 +5,7 @@
 #include "orvi_host_bus.h"
 #include "orvi_os_msg.h"
 #include "process.h"
-#include "receive/incoming.h"
+#include "receive/connection.h"
 #include "receive/message_token.h"
 #include "receive/task.h"
 #include "send/reply_block.h"
@@ -62,6 +62,16 @@ int WithoutThrowing(const char* name, Operation operation) {
     } catch (const std::bad_alloc&) {
         return Refuse(ORVI_BUS_E_SYSTEM, name, "no memory");
     }
+}
+
+// What a result of sending tells of this process itself.
+int AfterSend(int result) {
+    if (result == ORVI_BUS_E_ABSENT && !Process::Get().Self().InPlace()) {
+        (void)Process::Get().Restore();  // the receiver may be there, and this process's directory gone
+    } else if (result == ORVI_BUS_E_TIMEOUT) {
+        Process::Get().TellOfSlowHandlers();
+    }
+    return result;
 }
 
 int CheckEntry(const OsMsgSubscribeEntry& entry) {
@@ -177,7 +187,7 @@ ORVI_BUS_EXPORT int OsMsgAsynSend(TagMsgBlock* message) {
         return result;
     }
     return WithoutThrowing("OsMsgAsynSend", [message] {
-        return orvi_bus::SendOneWay(Process::Get().Self(), *message, orvi_bus::GetSettings().sendWaitMs);
+        return AfterSend(orvi_bus::SendOneWay(Process::Get().Self(), *message, orvi_bus::GetSettings().sendWaitMs));
     });
 }
 
@@ -197,8 +207,8 @@ ORVI_BUS_EXPORT int OsMsgSynSend(TagMsgBlock* message, TagMsgBlock** reply, uint
                 return Refuse(ORVI_BUS_E_STATE, "OsMsgSynSend", "a handler would wait for its own task");
             }
         }
-        return orvi_bus::SendRequest(Process::Get().Self(), *message,
-                                     waitMs != 0 ? waitMs : orvi_bus::GetSettings().defaultWaitMs, reply);
+        return AfterSend(orvi_bus::SendRequest(Process::Get().Self(), *message,
+                                               waitMs != 0 ? waitMs : orvi_bus::GetSettings().defaultWaitMs, reply));
     });
 }
 
@@ -226,8 +236,12 @@ ORVI_BUS_EXPORT int OrviHostMsgReply(const TagMsgBlock* request, const void* dat
         return Refuse(ORVI_BUS_E_ARGUMENT, "OrviHostMsgReply", "a length of more than 16 MiB or without a payload");
     }
     const orvi_bus::MessageToken token = orvi_bus::TokenOf(*request);
-    const std::shared_ptr<orvi_bus::Incoming> connection = orvi_bus::Incoming::ById(token.connection);
-    return connection != nullptr ? connection->Answer(token.sequence, request->msgId, data, dataLen) : ORVI_BUS_E_GONE;
+    const std::shared_ptr<orvi_bus::Connection> connection = orvi_bus::Connection::ById(token.connection);
+    if (connection == nullptr) {
+        return ORVI_BUS_E_GONE;
+    }
+    return WithoutThrowing("OrviHostMsgReply",
+                           [&] { return connection->Answer(token.sequence, request->msgId, data, dataLen); });
 }
 
 ORVI_BUS_EXPORT int OrviHostMsgGetSender(const TagMsgBlock* message, OrviHostMsgSender* sender) {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <new>
+#include <string>
 
 #include "orvi_host_bus.h"
 #include "receive/task.h"
@@ -16,6 +18,15 @@ namespace orvi_bus {
 
 namespace {
 
+int RestoreProcess() {
+    try {
+        return Process::Get().Restore();
+    } catch (const std::bad_alloc&) {
+        Log(kLogError, "no memory to look after this process's files in the bus directory");
+        return 0;  // not for ever: the next change there is another occasion
+    }
+}
+
 // Loops and senders of other threads go on meanwhile and are not disturbed.
 __attribute__((destructor)) void RemoveEndpointsAtExit() {
     if (Process::Get().Self().Joined() && !InForkedChild()) {
@@ -26,8 +37,8 @@ __attribute__((destructor)) void RemoveEndpointsAtExit() {
 }  // namespace
 
 Process& Process::Get() {
-    static Process* process = new Process;
-    return *process;
+    static NeverDestroyed<Process> process;
+    return process.Get();
 }
 
 int Process::AddTask(const char* taskName, OsMsgHandler handler) {
@@ -38,8 +49,12 @@ int Process::AddTask(const char* taskName, OsMsgHandler handler) {
             return ORVI_BUS_E_STATE;
         }
     }
-    auto task = std::make_shared<Task>(taskName, handler);
-    const int result = task->Open();
+    tasks_.reserve(tasks_.size() + 1);  // before anybody can see the task
+    auto task = std::make_shared<Task>(&self_, &budget_, taskName, handler, &RestoreProcess);
+    int result = RestoreLocked();
+    if (result == 0) {
+        result = task->Open();
+    }
     if (result == 0) {
         tasks_.push_back(std::move(task));
     }
@@ -63,8 +78,52 @@ int Process::RemoveTask(const char* taskName) {
     return 0;
 }
 
+int Process::Restore() {
+    MutexLock lock(mutex_);
+    return RestoreLocked();
+}
+
+int Process::RestoreLocked() {
+    if (leaving_) {
+        return 0;
+    }
+    bool lost = false;
+    if (!self_.InPlace()) {
+        std::string why;
+        const int result = self_.PutBack(&why);
+        if (result != 0) {
+            Log(kLogError, "the files of '%s' in %s were deleted and cannot be put back: %s", self_.Name(),
+                self_.Where().path.c_str(), why.c_str());
+            return result;
+        }
+        lost = true;
+    }
+    for (const std::shared_ptr<Task>& task : tasks_) {
+        if (lost || !task->InPlace()) {
+            lost = true;
+            const int result = task->Reopen();
+            if (result != 0) {
+                return result;
+            }
+        }
+    }
+    if (lost) {
+        Log(kLogError, "files of '%s' in %s were deleted; they have been put back", self_.Name(),
+            self_.Where().path.c_str());
+    }
+    return 0;
+}
+
+void Process::TellOfSlowHandlers() {
+    MutexLock lock(mutex_);
+    for (const std::shared_ptr<Task>& task : tasks_) {
+        task->TellIfSlow();
+    }
+}
+
 void Process::RemoveEndpoints() {
     MutexLock lock(mutex_);
+    leaving_ = true;
     for (const std::shared_ptr<Task>& task : tasks_) {
         task->RemoveEndpoint();
     }

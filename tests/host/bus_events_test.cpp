@@ -1,8 +1,12 @@
 // Start and exit events, and their place among the messages.
+#include <fcntl.h>
+#include <fstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "bus_peer.h"
 #include "bus_peer_ids.h"
+#include "raw_socket.h"
 
 namespace {
 
@@ -182,17 +186,153 @@ TEST_F(BusEvents, WithoutTheKernelsNoticesItLooksAndSaysSoOnce) {
     ASSERT_EQ(watcher.Ask("run w"), "0");
     const std::string errors = watcher.Errors();
     EXPECT_NE(errors.find("looking at it from time to time"), std::string::npos) << errors;
-    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_EQ(LinesOf(errors), 1) << errors;
     for (int cycle = 0; cycle < 3; ++cycle) {
         Peer server(environment, kUser, kUser);
-        ASSERT_EQ(server.Ask("join server"), "0") << server.Errors();
-        ASSERT_EQ(server.Ask("task t"), "0");
-        ASSERT_EQ(server.Ask("run t"), "0");
+        Run(&server, "server", "t");
         EXPECT_EQ(watcher.Next(), "start server 54321");
         server.Kill();
         EXPECT_EQ(watcher.Next(), "exit server 54321");
     }
     EXPECT_EQ(watcher.Errors(), errors);
+}
+
+// Whoever claims a name is a sender whom only the kernel knows: nothing is announced, and the name goes on.
+TEST_F(BusEvents, AClaimedNameAnnouncesAndSilencesNothing) {
+    using orvi_bus::FrameKind;
+    Peer& watcher = StartWatcher();
+    const auto claim = [&] {
+        for (const uint64_t incarnation : {uint64_t{1}, uint64_t{1} << 61, UINT64_MAX - 1, UINT64_MAX}) {
+            for (const uint16_t flags : {uint16_t{0}, orvi_bus::kFlagStarted}) {
+                const Socket socket(directory + "/watcher:w");
+                socket.Send(Greeting("server", 1, incarnation) +
+                            Frame(FrameKind::kOneWay, 0, kNote, Payload(3), flags));
+                ASSERT_EQ(watcher.Next(), Note(3)) << incarnation;
+            }
+        }
+    };
+    for (int cycle = 0; cycle < 2; ++cycle) {
+        claim();
+        Peer& server = StartTask("server", "t");
+        ASSERT_EQ(watcher.Next(), kStart);
+        claim();
+        ASSERT_EQ(server.Ask("send watcher w 1 5"), "0");
+        ASSERT_EQ(watcher.Next(), Note(5));
+        server.Kill();
+        ASSERT_EQ(watcher.Next(), kExit);
+    }
+    EXPECT_EQ(watcher.Seen(), Lines{});
+}
+
+// Everybody who joins looks at what the dead have left, and that is no life.
+TEST_F(BusEvents, TheLongDeadAreNotAnnouncedWhileOthersJoin) {
+    ASSERT_EQ(Start().Ask("churn 10 dead started 0"), "10 joined");
+    Peer& joining = Start();
+    joining.Tell("churn 300 alive joined 0");
+    for (int subscriber = 0; subscriber < 8; ++subscriber) {
+        Peer& watcher = Start();
+        ASSERT_EQ(watcher.Ask("join watcher" + std::to_string(subscriber)), "0");
+        for (int i = 0; i < 200; ++i) {
+            const std::string task = "w" + std::to_string(i / 10);
+            if (i % 10 == 0) {
+                ASSERT_EQ(watcher.Ask("task " + task), "0");
+                ASSERT_EQ(watcher.Ask("run " + task), "0");
+            }
+            ASSERT_EQ(watcher.Ask("watch " + task + " dead" + std::to_string(i % 10)), "0");
+        }
+        EXPECT_EQ(watcher.Seen(), Lines{});
+        watcher.Kill();
+    }
+    EXPECT_EQ(joining.Answer(), "300 joined");
+}
+
+// A record of lies, or one that is another name for a living process's, announces nothing and keeps nobody from his name.
+TEST_F(BusEvents, RecordsThatLieAnnounceNothing) {
+    struct {
+        const char* what;
+        std::string content;  // of the record; empty for another name of the watcher's own
+        bool symbolic;
+    } const records[] = {
+        {"empty", "\n", false},
+        {"huge numbers", std::string(4096, '\xFF'), false},
+        {"noise", "", false},
+        {"hard link", "watcher", false},
+        {"symbolic link", "watcher", true},
+    };
+    const std::string path = directory + "/server.lock";
+    for (const auto& record : records) {
+        Peer& watcher = StartWatcher();
+        std::string content = record.content;
+        if (content.empty()) {
+            for (uint32_t i = 0; i < 4096; ++i) {
+                content += static_cast<char>((i * 2654435761U) >> 24);
+            }
+        }
+        (void)unlink(path.c_str());
+        if (content == "watcher") {
+            const std::string own = directory + "/watcher.lock";
+            ASSERT_EQ((record.symbolic ? symlink : link)(own.c_str(), path.c_str()), 0);
+        } else {
+            std::ofstream(path) << content;
+        }
+        ASSERT_EQ(watcher.Ask("task v"), "0");
+        ASSERT_EQ(watcher.Ask("watch v server"), "0");  // a subscriber that looks at it now
+        ASSERT_EQ(watcher.Ask("run v"), "0");
+        EXPECT_EQ(Start().Ask("join watcher"), "4") << record.what;
+        EXPECT_EQ(watcher.Seen(), Lines{}) << record.what;
+        Peer& server = Start();
+        Run(&server, "server", "t");
+        for (const std::string& event : {kStart, kExit}) {
+            ASSERT_EQ(watcher.Next(), event) << record.what << watcher.Errors();  // one for each task
+            ASSERT_EQ(watcher.Next(), event) << record.what;
+            server.Kill();
+        }
+        watcher.Kill();
+    }
+}
+
+// The library compares an event's uid with OsGetUId's number, the real one.
+TEST_F(BusEvents, EventsCarryTheRealUid) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to take on another user";
+    }
+    ASSERT_EQ(chmod(directory.c_str(), 02770), 0);
+    Peer& watcher = StartWatcher();
+    ASSERT_EQ(watcher.Ask("seteuid 1000"), "0");
+    Peer& server = StartTask("server", "t");
+    EXPECT_EQ(watcher.Next(), "start server 0");
+    server.Kill();
+    EXPECT_EQ(watcher.Next(), "exit server 0");
+}
+
+// What cannot be looked at is not gone: whoever has no descriptor left keeps what it knows, and its peers, and goes on
+// when it has some again.
+TEST_F(BusEvents, WithoutDescriptorsNothingIsLost) {
+    Peer& watcher = StartWatcher();
+    ASSERT_EQ(watcher.Ask("watch w second"), "0");
+    Peer& server = StartTask("server", "t");
+    ASSERT_EQ(watcher.Next(), kStart);
+    ASSERT_EQ(server.Ask("call watcher w 3 1 0"), "reply 1 uid" + kUid);
+    ASSERT_EQ(watcher.Ask("descriptors full"), "0");
+    for (int i = 0; i < 5; ++i) {  // each has the watcher look
+        const int record = open((directory + "/server.lock").c_str(), O_RDWR | O_CLOEXEC);
+        ASSERT_GE(record, 0);
+        close(record);
+        ASSERT_EQ(Start().Ask("join other" + std::to_string(i)), "0");
+        ASSERT_EQ(server.Ask("call watcher w 3 1 0"), "reply 1 uid" + kUid);
+    }
+    EXPECT_EQ(watcher.Seen(), Lines{});
+    Peer& second = StartTask("second", "t");
+    ASSERT_EQ(watcher.Ask("descriptors free"), "0");
+    EXPECT_EQ(watcher.Next(), "start second" + kUid);
+    ASSERT_EQ(watcher.Ask("descriptors full"), "0");
+    server.Kill();
+    ASSERT_EQ(watcher.Ask("descriptors free"), "0");
+    EXPECT_EQ(watcher.Next(), kExit);
+    StartTask("server", "t");
+    EXPECT_EQ(watcher.Next(), kStart);
+    second.Kill();
+    EXPECT_EQ(watcher.Next(), "exit second" + kUid);
 }
 
 }  // namespace

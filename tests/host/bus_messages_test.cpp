@@ -48,12 +48,30 @@ TEST_F(BusTest, NobodyThere) {
     EXPECT_EQ(client.Ask("watch t server"), "2");
     EXPECT_EQ(client.Ask("name"), "none");
     const std::string errors = client.Errors();
-    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 4) << errors;
+    EXPECT_EQ(LinesOf(errors), 4) << errors;
     ASSERT_EQ(client.Ask("join client"), "0");
     EXPECT_EQ(client.Ask("name"), "client");
     EXPECT_EQ(client.Ask("join again"), "3");
-    EXPECT_EQ(client.Ask("send server t 1 0"), "6");
-    EXPECT_EQ(client.Ask(Call(kEcho, 0)), "error 6");
+    // Who, where, and what it was.
+    for (const char* command : {"send server t 4660 0", "call server t 4660 0 0"}) {
+        const std::string before = client.Errors();
+        EXPECT_NE(client.Ask(command).find("6"), std::string::npos);
+        const std::string told = client.Errors().substr(before.size());
+        for (const std::string& part : {std::string("0x1234"), std::string("server"), std::string("t"), directory}) {
+            EXPECT_NE(told.find(part), std::string::npos) << part << " in " << told;
+        }
+        EXPECT_EQ(LinesOf(told), 1) << told;
+    }
+    // There, and not to be reached: for other reasons, which are named.
+    StartTask("server", "t");
+    const std::string before = client.Errors();
+    ASSERT_EQ(client.Ask("descriptors full"), "0");
+    EXPECT_EQ(client.Ask("send server t 1 0"), "10");
+    ASSERT_EQ(client.Ask("descriptors free"), "0");
+    const std::string told = client.Errors().substr(before.size());
+    EXPECT_NE(told.find("Too many open files"), std::string::npos) << told;
+    EXPECT_EQ(told.find("nobody"), std::string::npos) << told;
+    EXPECT_EQ(LinesOf(told), 1) << told;
 }
 
 TEST_F(BusTest, ADeadPeerEndsTheWaitAndLeavesNothingForItsSuccessor) {
@@ -144,7 +162,7 @@ TEST_F(BusTest, AFreshConnectionDoesNotOvertakeTheOneItReplaces) {
         }
     }
     const std::string errors = server.Errors();
-    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 2) << errors;
+    EXPECT_EQ(LinesOf(errors), 2) << errors;
     EXPECT_NE(errors.find("closed inside a frame"), std::string::npos);
 }
 
@@ -170,11 +188,7 @@ TEST_F(BusTest, ManyThreadsAndNothingStaysBehind) {
     const std::string clientBefore = client.Ask("stat");
     EXPECT_EQ(client.Ask("storm server t 32 40"), "1280 good");
     EXPECT_EQ(client.Ask("stat"), clientBefore);
-    std::string now;
-    for (int look = 0; look < 20000 && now != serverBefore; ++look) {
-        now = server.Ask("stat");
-    }
-    EXPECT_EQ(now, serverBefore);
+    AwaitStat(&server, serverBefore);
 }
 
 TEST_F(BusTest, AThreadKeepsNoConnectionsToReceiversThatHaveGone) {
@@ -316,6 +330,44 @@ TEST_F(BusTest, SignalsEndNoWait) {
     }
     EXPECT_EQ(hasty.Ask("send server t 3 4000000"), "7");
     ASSERT_EQ(server.Ask("release 1"), "0");
+}
+
+// One thread takes a task off while another starts its loop: one of them releases what it holds.
+TEST_F(BusTest, ATaskIsTakenOffWhileItsLoopStarts) {
+    Peer& server = Start({{"ORVI_BUS_LOG", "0"}});  // a loop that comes too late is refused in words
+    ASSERT_EQ(server.Ask("join server"), "0");
+    ASSERT_EQ(server.Ask("raceoff server 1 8"), "1 good");
+    const std::string before = server.Ask("stat");
+    EXPECT_EQ(server.Ask("raceoff server 500 8"), "500 good");
+    AwaitStat(&server, before);
+}
+
+// A handler that holds the message thread, or ends it, is told of, with the message that it was given.
+TEST_F(BusTest, AHandlerThatTakesLongIsTold) {
+    struct {
+        const char* slowMs;
+        int id;
+        std::string told;
+    } const cases[] = {{"5", kSlow, "0x11"}, {"0", kSlow, ""}, {"0", kEndThread, "0xc"}};
+    for (const auto& slow : cases) {
+        Peer& server = StartTask("server", "t", {{"ORVI_BUS_SLOW_MS", slow.slowMs}});
+        Peer& client = StartTask("client", "c");
+        EXPECT_EQ(client.Ask("send server t " + std::to_string(slow.id) + " 0"), "0");
+        EXPECT_EQ(server.Next(), Message("t", slow.id, 0));
+        client.Tell(Call(kEcho, 4));
+        std::string line;
+        do {  // the old loop is over once its thread has unwound: until then a new one is refused
+            line = slow.id != kEndThread || server.Ask("run t") == "0" ? server.Next() : "";
+        } while (line == "loop t 3");
+        EXPECT_EQ(line, Message("t", kEcho, 4));
+        EXPECT_EQ(client.Answer(), Reply(4));
+        const std::string errors = server.Errors();
+        EXPECT_EQ(LinesOf(errors), slow.told.empty() ? 0 : 1) << errors;
+        EXPECT_NE(errors.find(slow.told), std::string::npos) << errors;
+        EXPECT_TRUE(slow.told.empty() || errors.find("'t'") != std::string::npos) << errors;
+        server.Kill();
+        client.Kill();
+    }
 }
 
 }  // namespace

@@ -5,21 +5,18 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
-#include <dirent.h>
-#include <fcntl.h>
 #include <map>
 #include <mutex>
 #include <pthread.h>
+#include <sched.h>
 #include <signal.h>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <sys/inotify.h>
-#include <sys/stat.h>
-#include <sys/time.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -27,8 +24,11 @@
 #include "orvi_host_bus.h"
 #include "orvi_os_msg.h"
 #include "tests/host/bus_peer_ids.h"
+#include "tests/host/bus_peer_process.h"
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
 
 // What handlers and commands share. Never destroyed: handlers run while the process exits.
 struct Shared {
@@ -47,34 +47,29 @@ void Say(const std::string& line) {
     }
 }
 
-// std::getline takes an interrupted read for the end.
-bool ReadCommand(std::string* line) {
-    line->clear();
-    for (char c = 0;;) {
-        const ssize_t count = read(STDIN_FILENO, &c, 1);
-        if (count == 1 && c == '\n') {
-            return true;
-        }
-        if (count == 1) {
-            *line += c;
-        } else if (count == 0 || errno != EINTR) {
-            return false;
-        }
-    }
+// A payload that tells what it is: every byte depends on its place and on the message's length.
+char PayloadByte(uint32_t place, uint32_t length) {
+    return static_cast<char>((place * 31 + length) & 0xFF);
 }
 
-// A payload that tells what it is: every byte depends on its place and on the message's length.
 std::string Payload(uint32_t length) {
     std::string payload(length, '\0');
     for (uint32_t i = 0; i < length; ++i) {
-        payload[i] = static_cast<char>((i * 31 + length) & 0xFF);
+        payload[i] = PayloadByte(i, length);
     }
     return payload;
 }
 
+// The bytes repeat after 256, which makes a large payload quick to check.
 bool IsPayload(const TagMsgBlock& block) {
-    const std::string expected = Payload(block.dataLen);
-    return block.dataLen == 0 || (block.data != nullptr && memcmp(block.data, expected.data(), block.dataLen) == 0);
+    const auto* data = static_cast<const char*>(block.data);
+    const uint32_t first = std::min<uint32_t>(block.dataLen, 256);
+    for (uint32_t i = 0; i < first; ++i) {
+        if (data == nullptr || data[i] != PayloadByte(i, block.dataLen)) {
+            return false;
+        }
+    }
+    return block.dataLen <= 256 || memcmp(data + 256, data, block.dataLen - 256) == 0;
 }
 
 TagMsgBlock Block(const std::string& proc, const std::string& task, uint32_t id, const std::string& payload) {
@@ -103,6 +98,11 @@ std::string Call(const std::string& proc, const std::string& task, uint32_t id, 
     return "reply " + told;
 }
 
+void Spin(std::chrono::nanoseconds time) {
+    for (const auto end = Clock::now() + time; Clock::now() < end;) {
+    }
+}
+
 void Block() {
     std::unique_lock<std::mutex> lock(g_shared.mutex);
     g_shared.changed.wait(lock, [] { return g_shared.release > 0; });
@@ -124,7 +124,7 @@ int Handle(TagMsgBlock* message) {
         Say("message " + std::string(message->recvTaskName) + " " + std::to_string(message->msgId) + " " +
             std::to_string(message->dataLen) + uid + (whole ? "" : " damaged"));
     }
-    switch (message->msgId) {
+    switch ((message->msgId & kEchoBit) != 0 ? uint32_t{kEcho} : message->msgId) {
         case kEcho:
         case kEchoQuietly:
             (void)OrviHostMsgReply(message, message->data != nullptr ? message->data : "", message->dataLen);
@@ -157,6 +157,9 @@ int Handle(TagMsgBlock* message) {
             (void)OrviHostMsgReply(message, nullptr, 0);
             break;
         }
+        case kSlow:
+            Spin(std::chrono::milliseconds(30));
+            break;
         case kThrow:
             throw std::runtime_error("thrown on purpose");
         case kEndThread:
@@ -186,18 +189,6 @@ int Handle(TagMsgBlock* message) {
             break;
     }
     return 0;
-}
-
-size_t CountEntries(const char* folder) {
-    size_t count = 0;
-    DIR* entries = opendir(folder);
-    while (entries != nullptr && readdir(entries) != nullptr) {
-        ++count;
-    }
-    if (entries != nullptr) {
-        closedir(entries);
-    }
-    return count;
 }
 
 void RunLoop(const std::string& task) {
@@ -254,6 +245,55 @@ std::string SendMany(const std::string& proc, const std::string& task, uint32_t 
         }
     }
     return "sent " + std::to_string(count);
+}
+
+// Takes a task off the bus on one thread while another starts its loop and a third subscribes it to events. The task has
+// connections that an earlier run has accepted. Tells how often all ended in good order.
+std::string RaceOff(const std::string& proc, uint32_t count, uint32_t connections) {
+    uint32_t good = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        int results[2] = {OsMsgRegTask("race", 64, &Handle), 0};
+        std::thread before([&] { results[1] = OsMsgTaskRoutineByName("race"); });
+        std::vector<std::thread> senders;
+        std::atomic<uint32_t> answered{0};
+        std::atomic<bool> over{false};
+        for (uint32_t c = 0; c < connections; ++c) {
+            senders.emplace_back([&] {
+                answered += Call(proc, "race", kEchoQuietly, 1, 0).rfind("reply 1 ", 0) == 0 ? 1 : 0;
+                while (!over.load()) {
+                    sched_yield();  // the thread's end would close its connection
+                }
+            });
+        }
+        while (answered.load() != connections) {
+            sched_yield();
+        }
+        (void)OrviHostMsgStopRoutine("race");
+        before.join();
+        std::atomic<int> ready{0};
+        std::atomic<bool> off{false};
+        std::thread subscriber([&] {
+            ++ready;
+            for (int name = 0; !off.load() && Subscribe("race", "nobody" + std::to_string(name % 100)) == 0; ++name) {
+            }
+        });
+        std::thread again([&] {
+            ++ready;
+            results[1] += OsMsgTaskRoutineByName("race");  // 0, or 3 when the task has gone
+        });
+        while (ready.load() != 2) {
+        }
+        results[0] += OsMsgUnregTask(proc.c_str(), 1, "race");
+        off.store(true);
+        again.join();
+        subscriber.join();
+        over.store(true);
+        for (std::thread& sender : senders) {
+            sender.join();
+        }
+        good += results[0] == 0 && (results[1] == 0 || results[1] == 3) ? 1 : 0;
+    }
+    return std::to_string(good) + " good";
 }
 
 std::string Do(const std::string& line) {
@@ -321,6 +361,10 @@ std::string Do(const std::string& line) {
         words >> proc >> task >> length >> wait;
         return Storm(proc, task, length, wait);
     }
+    if (command == "raceoff") {
+        words >> proc >> length >> wait;
+        return RaceOff(proc, length, wait);
+    }
     if (command == "release") {
         words >> length;
         const std::lock_guard<std::mutex> lock(g_shared.mutex);
@@ -340,60 +384,24 @@ std::string Do(const std::string& line) {
         }
         return told;
     }
-    if (command == "fork") {  // leaves a child behind that lives until its group is ended
-        const pid_t child = fork();
-        if (child == 0) {
-            for (;;) {
-                pause();
-            }
-        }
-        return std::to_string(child);
-    }
-    if (command == "stat") {
-        return "fds " + std::to_string(CountEntries("/proc/self/fd")) + " threads " +
-               std::to_string(CountEntries("/proc/self/task")) + " replies " +
-               std::to_string(OrviHostMsgOutstandingReplies());
-    }
     if (command == "level") {
         words >> length;
         return std::to_string(OsMsgSetLogLevel(length));
     }
-    if (command == "inherited") {  // how many descriptors a program that is started now would get, beside 0 to 2
-        int count = 0;
-        for (int fd = 3; fd < 1024; ++fd) {
-            const int flags = fcntl(fd, F_GETFD);
-            count += flags >= 0 && (flags & FD_CLOEXEC) == 0 ? 1 : 0;
-        }
-        return std::to_string(count);
-    }
-    if (command == "alarm") {  // a signal every millisecond, which interrupts what can be interrupted
-        struct sigaction action {};
-        action.sa_handler = [](int) {};
-        const itimerval interval{{0, 1000}, {0, 1000}};
-        return sigaction(SIGALRM, &action, nullptr) == 0 && setitimer(ITIMER_REAL, &interval, nullptr) == 0 ? "0" : "1";
-    }
-    if (command == "umask") {
-        words >> task;
-        umask(static_cast<mode_t>(std::stoul(task, nullptr, 8)));
-        return "0";
-    }
-    if (command == "exhaust") {  // the user's inotify instances, until this process ends
-        while (inotify_init1(IN_CLOEXEC) >= 0) {
-        }
-        return "0";
-    }
-    return "unknown command";
+    std::string answer;
+    return DoProcessCommand(command, words, &answer) ? answer : "unknown command";
 }
 
 }  // namespace
 
 int main() {
     signal(SIGPIPE, SIG_DFL);  // a broken connection of the bus must not end the process
-    for (std::string line; ReadCommand(&line);) {
+    for (std::string line; ReadLine(STDIN_FILENO, &line);) {
         if (line == "return") {
             return 0;
         }
-        Say("= " + Do(line));
+        const std::string answer = Do(line);
+        Say("= " + answer);
     }
     return 0;
 }

@@ -18,7 +18,11 @@ enum BusPeerMessage {
     kStopInside = 13,
     kUnregisterInside = 14,
     kExitInside = 15,
-    kForkInside = 16
+    kForkInside = 16,
+    kSlow = 17  // takes 30 ms
 };
+
+// An id of a test's own that is answered like kEcho.
+constexpr unsigned kEchoBit = 0x40000000;
 
 #endif

@@ -1,7 +1,10 @@
 // Names, the bus directory, and what happens to a process: forks, exits, other users.
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
+#include <map>
 #include <signal.h>
+#include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -28,7 +31,7 @@ void ExpectRefused(const Environment& environment, const std::string& reason) {
     EXPECT_EQ(peer.Ask("join x"), "5") << reason;
     const std::string errors = peer.Errors();
     EXPECT_NE(errors.find(reason), std::string::npos) << errors;
-    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_EQ(LinesOf(errors), 1) << errors;
 }
 
 TEST_F(BusTest, DirectoriesThatAreNotToBeTrustedAreRefused) {
@@ -259,7 +262,7 @@ TEST_F(BusTest, UsersMeetInASharedDirectory) {
     ASSERT_EQ(service.Ask("watch s application"), "0");
     ASSERT_EQ(service.Ask("run s"), "0");
     EXPECT_EQ(ModeOf(directory + "/service:s"), 0660U);
-    EXPECT_EQ(ModeOf(directory + "/service.lock"), 0660U);
+    EXPECT_EQ(ModeOf(directory + "/service.lock"), 0640U);
     EXPECT_EQ(ModeOf(directory + "/.lock"), 0660U);
     Peer application(environment, 1000, kGroup);
     ASSERT_EQ(application.Ask("umask 077"), "0");
@@ -290,6 +293,136 @@ TEST_F(BusTest, UsersMeetInASharedDirectory) {
     Peer stranger(environment, 600, 600);
     EXPECT_EQ(stranger.Ask("join stranger"), "5");
     EXPECT_NE(stranger.Errors().find("Permission denied"), std::string::npos) << stranger.Errors();
+}
+
+// The first two users of a shared directory come at the same moment, whatever their umask.
+TEST_F(BusTest, TwoUsersMayBeTheFirstTogether) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs root, to be several users";
+    }
+    constexpr gid_t kGroup = 4711;
+    ASSERT_EQ(chmod(directory.c_str(), 0711), 0);
+    for (int round = 0; round < 24; ++round) {
+        const std::string shared = directory + "/" + std::to_string(round);
+        ASSERT_EQ(mkdir(shared.c_str(), 0770), 0);
+        ASSERT_EQ(chown(shared.c_str(), 0, kGroup), 0);
+        ASSERT_EQ(chmod(shared.c_str(), 02770), 0);
+        Peer service({{"ORVI_BUS_DIR", shared}});
+        Peer application({{"ORVI_BUS_DIR", shared}}, 1000, kGroup);
+        for (Peer* peer : {&service, &application}) {
+            ASSERT_EQ(peer->Ask(round % 2 == 0 ? "umask 022" : "umask 077"), "0");
+        }
+        service.Tell("join service");
+        application.Tell("join application");
+        EXPECT_EQ(service.Answer(), "0") << service.Errors();
+        EXPECT_EQ(application.Answer(), "0") << application.Errors();
+    }
+}
+
+// However many have died, whoever joins gets in, and the directory becomes empty again.
+TEST_F(BusTest, TheDeadDoNotKeepTheLivingOut) {
+    const timespec longAgo[2]{};
+    for (int i = 0; i < 2000; ++i) {
+        const std::string stem = directory + "/dead" + std::to_string(i);
+        std::ofstream(stem + ".lock") << "x";
+        std::ofstream(stem + ":t") << "x";
+        if (i % 2 == 0) {
+            ASSERT_EQ(utimensat(AT_FDCWD, (stem + ".lock").c_str(), longAgo, 0), 0);
+        }
+    }
+    std::vector<Peer*> peers;
+    for (int i = 0; i < 8; ++i) {
+        peers.push_back(&Start());
+        peers.back()->Tell("join living" + std::to_string(i));
+    }
+    for (Peer* peer : peers) {
+        EXPECT_EQ(peer->Answer(), "0") << peer->Errors();
+    }
+    Start().Ask("churn 30 more joined 0");
+    for (int i = 0; i < 2000; i += 2) {
+        const std::string stem = directory + "/dead" + std::to_string(i);
+        EXPECT_FALSE(Exists(stem + ".lock") || Exists(stem + ":t")) << stem;
+    }
+}
+
+// Applications that are killed within milliseconds of joining. ORVI_TEST_APPLICATIONS asks for another number.
+TEST_F(BusTest, ApplicationsThatDieYoungLeaveNothing) {
+    const char* asked = getenv("ORVI_TEST_APPLICATIONS");
+    const std::string count = asked != nullptr ? asked : "300";
+    Peer& watcher = StartWatcher();
+    const std::string before = watcher.Ask("stat");
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_EQ(watcher.Ask("watch w young" + std::to_string(i)), "0");
+    }
+    ASSERT_EQ(Start().Ask("churn " + count + " young joined 5000"), count + " joined");
+    AwaitStat(&watcher, before);
+    std::map<std::string, Lines> told;
+    for (const std::string& line : watcher.Seen()) {
+        told[line.substr(line.find(' '))].push_back(line.substr(0, line.find(' ')));
+    }
+    for (const auto& [name, events] : told) {
+        EXPECT_EQ(events, (Lines{"start", "exit"})) << name;
+    }
+    ASSERT_EQ(Start().Ask("join last"), "0");
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        const std::string file = entry.path().filename();
+        EXPECT_TRUE(file.rfind("young", 0) != 0 || file.find_first_of(":~") == std::string::npos) << file;
+    }
+}
+
+// Somebody tidies up under a running process: it says so, and is back for everybody or ends in words.
+TEST_F(BusTest, WhatIsDeletedUnderARunningProcessComesBackOrIsTold) {
+    for (const std::string what : {"server:t", "server.lock", "server:t server.lock .lock", "."}) {
+        Peer& watcher = Start({{"ORVI_BUS_DEFAULT_WAIT_MS", "1000"}});
+        Run(&watcher, "watcher", "w");
+        Peer& server = StartTask("server", "t");
+        ASSERT_EQ(server.Ask("watch t nobody"), "0");
+        ASSERT_EQ(watcher.Ask("watch w server"), "0");
+        if (what == ".") {
+            std::filesystem::remove_all(directory);
+            ASSERT_EQ(mkdir(directory.c_str(), 0700), 0);
+        }
+        std::istringstream names(what);
+        for (std::string name; names >> name;) {
+            (void)unlink((directory + "/" + name).c_str());
+        }
+        const auto deadline = std::chrono::steady_clock::now() + orvi_test::PATIENCE;
+        const auto reached = [&] {
+            Peer client({{"ORVI_BUS_DIR", directory}});
+            return Exists(directory + "/server.lock") && client.Ask("join client") == "0" &&
+                   client.Ask("call server t 3 1 0") == "reply 1 uid " + kUid;
+        };
+        bool back = false;
+        bool over = false;
+        while (!back && !over && std::chrono::steady_clock::now() < deadline) {
+            back = LinesOf(server.Errors()) != 0 && reached();
+            const Lines seen = server.Seen();
+            over = !seen.empty() && seen.back().rfind("loop t ", 0) == 0 && seen.back() != "loop t 0";
+        }
+        EXPECT_TRUE(back || over) << what;
+        EXPECT_EQ(LinesOf(server.Errors()), 1) << what << ": " << server.Errors();
+        if (back) {
+            EXPECT_EQ(watcher.Seen(), Lines{}) << what;
+            EXPECT_EQ(Start().Ask("join server"), "4") << what;
+            server.Kill();
+            EXPECT_EQ(watcher.Next(), "exit server " + kUid) << what;
+        }
+        server.Kill();
+        watcher.Kill();
+    }
+}
+
+// A name that is held where the holder cannot be seen from.
+TEST_F(BusTest, AnotherPidNamespaceIsNamed) {
+    Peer elsewhere({{"ORVI_BUS_DIR", directory}}, {"/usr/bin/unshare", "--pid", "--fork", "--kill-child", "--"});
+    if (elsewhere.Ask("name") != "none") {
+        GTEST_SKIP() << "needs the right to make a pid namespace: " << elsewhere.Errors();
+    }
+    StartTask("server", "t");
+    EXPECT_EQ(elsewhere.Ask("join server"), "4");
+    const std::string errors = elsewhere.Errors();
+    EXPECT_NE(errors.find("pid namespace"), std::string::npos) << errors;
+    EXPECT_EQ(LinesOf(errors), 1) << errors;
 }
 
 }  // namespace

@@ -13,17 +13,10 @@ std::string MakeFile() {
     return path;
 }
 
-std::vector<std::string> Wrapper(const Environment& environment, uid_t uid, gid_t gid) {
-    std::vector<std::string> words{"/usr/bin/env", "--unset=ORVI_BUS_DIR"};
+std::vector<std::string> Wrapper(const Environment& environment, std::vector<std::string> words) {
+    words.insert(words.end(), {"/usr/bin/env", "--unset=ORVI_BUS_DIR"});
     for (const auto& [name, value] : environment) {
         words.push_back(name + "=" + value);
-    }
-    if (uid != static_cast<uid_t>(-1)) {
-        const std::string group = std::to_string(gid);
-        for (const std::string& word : {std::string("setpriv"), "--reuid=" + std::to_string(uid), "--regid=" + group,
-                                        "--groups=" + group, std::string("--")}) {
-            words.push_back(word);
-        }
     }
     return words;
 }
@@ -40,8 +33,12 @@ size_t OpenDescriptors() {
     return count;
 }
 
-Peer::Peer(const Environment& environment, uid_t uid, gid_t gid)
-    : errorPath_(MakeFile()), process_("orvi-test-bus-peer", {}, errorPath_, Wrapper(environment, uid, gid)) {}
+Peer::Peer(const Environment& environment, const std::vector<std::string>& wrapper)
+    : errorPath_(MakeFile()), process_("orvi-test-bus-peer", {}, errorPath_, Wrapper(environment, wrapper)) {}
+
+Peer::Peer(const Environment& environment, uid_t uid, gid_t gid) : Peer(environment) {
+    EXPECT_EQ(Ask("become " + std::to_string(uid) + " " + std::to_string(gid)), "0");
+}
 
 Peer::~Peer() {
     unlink(errorPath_.c_str());
@@ -85,6 +82,15 @@ void Peer::Kill() {
     (void)WaitForExit();
 }
 
+void AwaitStat(Peer* peer, const std::string& before) {
+    const auto deadline = std::chrono::steady_clock::now() + orvi_test::PATIENCE;
+    std::string now = peer->Ask("stat");
+    while (now != before && now.rfind("fds ", 0) == 0 && std::chrono::steady_clock::now() < deadline) {
+        now = peer->Ask("stat");
+    }
+    EXPECT_EQ(now, before);
+}
+
 void BusTest::SetUp() {
     descriptors_ = OpenDescriptors();
     char name[] = "/tmp/orvi-bus-XXXXXX";
@@ -113,11 +119,15 @@ Peer& BusTest::Start(Environment more) {
 
 Peer& BusTest::StartTask(const std::string& proc, const std::string& task, const Environment& more) {
     Peer& peer = Start(more);
-    EXPECT_EQ(peer.Ask("join " + proc), "0") << peer.Errors();
-    EXPECT_EQ(peer.Ask("task " + task), "0") << peer.Errors();
-    EXPECT_EQ(peer.Ask("run " + task), "0");
+    Run(&peer, proc, task);
     EXPECT_EQ(peer.Ask("call " + proc + " " + task + " 3 0 0").substr(0, 7), "reply 0");  // the loop runs
     return peer;
+}
+
+void BusTest::Run(Peer* peer, const std::string& proc, const std::string& task) {
+    EXPECT_EQ(peer->Ask("join " + proc), "0") << peer->Errors();
+    EXPECT_EQ(peer->Ask("task " + task), "0") << peer->Errors();
+    EXPECT_EQ(peer->Ask("run " + task), "0");
 }
 
 Peer& BusTest::StartWatcher() {

@@ -20,8 +20,11 @@ using Environment = std::vector<std::pair<std::string, std::string>>;
 // One process that runs tests/host/bus_peer.cpp. Ends when the object does.
 class Peer {
  public:
-    // `uid` other than -1: the process gives up root for that uid, with `gid` as its only group.
-    explicit Peer(const Environment& environment, uid_t uid = static_cast<uid_t>(-1), gid_t gid = 0);
+    // `wrapper` is a command with an absolute path that runs the process with something changed.
+    explicit Peer(const Environment& environment, const std::vector<std::string>& wrapper = {});
+    // The process gives up root for `uid`, with `gid` as its only group, once it runs: the other user need not be able
+    // to read the build tree.
+    Peer(const Environment& environment, uid_t uid, gid_t gid);
     ~Peer();
     Peer(const Peer&) = delete;
     Peer& operator=(const Peer&) = delete;
@@ -62,6 +65,9 @@ class BusTest : public testing::Test {
     // The same, joined under `proc` with a running task.
     Peer& StartTask(const std::string& proc, const std::string& task, const Environment& more = {});
 
+    // Joins a peer under `proc` and runs a task of it.
+    static void Run(Peer* peer, const std::string& proc, const std::string& task);
+
     // A process "watcher" whose task "w" watches "server".
     Peer& StartWatcher();
 
@@ -73,5 +79,12 @@ class BusTest : public testing::Test {
 };
 
 size_t OpenDescriptors();
+
+inline long LinesOf(const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n');
+}
+
+// Waits until the peer has the descriptors and threads that it had when it answered "stat" with `before`.
+void AwaitStat(Peer* peer, const std::string& before);
 
 #endif

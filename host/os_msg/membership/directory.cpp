@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -15,8 +14,6 @@ namespace orvi_bus {
 
 namespace {
 
-constexpr char kPresenceSuffix[] = ".lock";
-constexpr char kTaskSeparator = ':';
 // The longest endpoint of plain names, with the mark of one that is being made.
 constexpr size_t kLongestEndpoint = 2 * (OS_MSG_NAME_SIZE - 1) + 2;
 
@@ -76,15 +73,6 @@ bool CheckDirectory(const Directory& directory, const struct stat& status, std::
     return true;
 }
 
-bool IsRegular(const Fd& file) {
-    struct stat status {};
-    if (fstat(file.Get(), &status) != 0 || S_ISREG(status.st_mode)) {
-        return S_ISREG(status.st_mode);
-    }
-    errno = EBADF;
-    return false;
-}
-
 }  // namespace
 
 bool FindDirectory(Directory* directory, std::string* why) {
@@ -105,12 +93,22 @@ bool FindDirectory(Directory* directory, std::string* why) {
                       "the path is too long for a socket's address, by " +
                           std::to_string(path.size() + 2 + kLongestEndpoint - sizeof(address.sun_path)) + " bytes");
     }
-    if (!directory->shared && mkdir(path.c_str(), 0700) == 0) {
-        (void)chmod(path.c_str(), 0700);  // the umask may have taken bits away; checked below
+    return FindAgain(directory, why);
+}
+
+bool FindAgain(Directory* directory, std::string* why) {
+    const std::string& path = directory->path;
+    int notMade = 0;
+    if (!directory->shared) {
+        notMade = mkdir(path.c_str(), 0700) == 0 ? 0 : errno;
+        if (notMade == 0) {
+            (void)chmod(path.c_str(), 0700);  // the umask may have taken bits away; checked below
+        }
     }
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) {
-        return Refuse(why, path, strerror(errno));
+        const bool missing = errno == ENOENT && notMade != 0;
+        return Refuse(why, path, missing ? std::string("it cannot be made: ") + strerror(notMade) : strerror(errno));
     }
     directory->group = status.st_gid;
     return CheckDirectory(*directory, status, why);
@@ -138,46 +136,6 @@ std::string PresenceStem(const std::string& fileName) {
         return {};
     }
     return fileName.substr(0, fileName.size() - suffix);
-}
-
-void RemoveEndpoints(const Directory& directory, const std::string& encodedProcName) {
-    DIR* entries = opendir(directory.path.c_str());
-    if (entries == nullptr) {
-        return;
-    }
-    const std::string prefix = encodedProcName + kTaskSeparator;
-    while (const dirent* entry = readdir(entries)) {
-        if (strncmp(entry->d_name, prefix.c_str(), prefix.size()) == 0) {
-            (void)unlink((directory.path + '/' + entry->d_name).c_str());
-        }
-    }
-    closedir(entries);
-}
-
-Fd OpenLockFile(const Directory& directory, const std::string& path) {
-    // Two steps, since a kernel that protects files in sticky directories refuses O_CREAT on another user's file.
-    constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-    for (int attempt = 0; attempt < 8; ++attempt) {  // others may make and remove it at the same time
-        Fd file = Fd::Open(path, kFlags, 0);
-        if (file) {
-            return IsRegular(file) ? std::move(file) : Fd();
-        }
-        if (errno != ENOENT) {
-            return Fd();
-        }
-        file = Fd::Open(path, kFlags | O_CREAT | O_EXCL, directory.fileMode);
-        if (file) {
-            if (directory.shared) {
-                // The group follows from a set-group-id directory; elsewhere only members of the group may give it.
-                (void)!fchown(file.Get(), static_cast<uid_t>(-1), directory.group);
-            }
-            return fchmod(file.Get(), directory.fileMode) == 0 ? std::move(file) : Fd();
-        }
-        if (errno != EEXIST) {
-            return Fd();
-        }
-    }
-    return Fd();
 }
 
 bool AdoptSocket(const Directory& directory, const std::string& path) {

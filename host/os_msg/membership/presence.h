@@ -1,52 +1,82 @@
-// Who is on the bus: a record lock per process name.
+// Who is on the bus: one record file per name, and a record lock on its first byte.
 //
-// Byte 0 of `<name>.lock` is locked from joining on, byte 1 from the start of the first receive loop on. A record lock
-// belongs to the process, so it goes with it, by kill -9 too, and a forked child does not keep it. The file holds the
-// number of the name's latest incarnation, which grows from each to the next, and that of the latest that has started:
-// a watcher that was held up learns from it of one that came and went.
+// A process that joins makes its own `<name>.lock` complete under another name, its byte 0 locked, and renames it into
+// place: one inode is one incarnation of the name. Only its owner ever writes to it, and only the byte that says that it
+// has started; the record of a dead one is replaced, and what it told of the past is copied. A record lock belongs to the
+// process, so it goes with it, by kill -9 too, and a forked child does not keep it.
 //
-// The kernel drops a process's record locks as soon as it closes any descriptor of the file: a process must never open
-// its own presence again. LookAt is for other names only.
+// The kernel drops a process's record locks as soon as it closes any descriptor of the file: a process must never close
+// a descriptor of its own record.
 #ifndef ORVI_HOST_OS_MSG_PRESENCE_H
 #define ORVI_HOST_OS_MSG_PRESENCE_H
 
+#include <cstddef>
 #include <cstdint>
+#include <sys/stat.h>
 #include <sys/types.h>
 
-#include "membership/directory.h"
 #include "wire/descriptor.h"
 
 namespace orvi_bus {
 
-// Incarnations that join from now on have higher numbers.
-uint64_t IncarnationOfNow();
+struct BootId;
 
-class OwnPresence {
- public:
-    // Takes the name or tells why not: one of ORVI_BUS_E_..., after one log line. What a dead process left under the
-    // name is removed, and so are the leftovers of other dead processes, their records after a while. Waits a bounded
-    // time for others that join and for a holder that is dying.
-    int Acquire(const Directory& directory, const char* name);
-    // Lets watchers see that the process has started. False with errno set when the kernel refuses the lock.
-    bool MarkStarted();
-    uint64_t Incarnation() const { return incarnation_; }
-
- private:
-    Fd file_;
-    uint64_t incarnation_ = 0;
+// One process of a name. Number 0: none.
+struct Incarnation {
+    uint64_t number = 0;  // grows from each incarnation of a name to the next
+    pid_t pid = 0;        // 0 when it is not visible from here
+    bool started = false;
 };
 
+// What a look at a name found.
 struct Presence {
-    uint64_t latest = 0;         // incarnation that joined last, 0 when none ever did
-    uint64_t latestStarted = 0;  // incarnation that started last, 0 when none ever did
-    bool joined = false;         // `latest` holds the name now
-    bool started = false;        // and has started
-    pid_t pid = 0;               // of the holder; 0 when it is not visible from here
-    // The incarnation that counts as started now, or 0.
-    uint64_t Started() const { return started ? latest : 0; }
+    enum class Seen { kAbsent, kUnknown, kThere };  // kUnknown: it could not be looked at, which says nothing
+    static constexpr size_t kMostEarlier = 32;
+
+    Seen seen = Seen::kAbsent;
+    int error = 0;       // errno when kUnknown
+    uid_t owner = 0;     // of the record
+    bool alive = false;  // the latest incarnation has not ended
+    Incarnation latest;
+    Incarnation earlier[kMostEarlier];  // newest first
+    size_t earlierCount = 0;
 };
 
-Presence LookAt(const Directory& directory, const char* name);
+// Incarnations that join from now on have higher numbers. Nanoseconds since the machine's start: no clock that somebody
+// sets.
+uint64_t NumberOfNow();
+
+// Which file an inode is.
+struct FileId {
+    dev_t device = 0;
+    ino_t inode = 0;
+    explicit FileId(const struct stat& status) : device(status.st_dev), inode(status.st_ino) {}
+    FileId() = default;
+    bool operator==(const FileId& other) const { return device == other.device && inode == other.inode; }
+};
+
+// The record lock that says that a record's process lives. Only its owner can hold it: a read lock, which everybody who
+// may read the file can take, says nothing.
+bool LockRecord(const Fd& file);
+enum class Held { kNo, kYes, kUnknown };
+// kUnknown with errno set. `pid`: of the holder, 0 when it is not visible from here.
+Held IsHeld(const Fd& file, pid_t* pid);
+
+// A look at the record under a path.
+struct RecordLook {
+    Presence presence;
+    bool foreign = false;  // something stands there that is no believable record: `presence` is absent
+    bool held = false;     // by a live process, like a record, even if it is none
+    pid_t holder = 0;      // that process, if it is visible from here
+};
+
+struct Looker {
+    const BootId& boot;
+    FileId own;  // record of this process: it is not looked at under any name
+    Fd* spare;   // is given up when the look needs a descriptor and there is none
+};
+
+RecordLook LookAtRecord(const Looker& looker, const char* path, const char* procName);
 
 }  // namespace orvi_bus
 

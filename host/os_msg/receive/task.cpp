@@ -1,25 +1,70 @@
 #include "receive/task.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <sys/epoll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <memory>
+#include <new>
 
 #include "orvi_host_bus.h"
-#include "process.h"
+#include "receive/message_token.h"
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
+#include "wire/deadline.h"
 
 namespace orvi_bus {
 
-Task::Task(const char* name, OsMsgHandler handler) : handler_(handler) {
+namespace {
+
+struct FreeBytes {
+    void operator()(void* bytes) const { free(bytes); }
+};
+
+// What a connection may have of the loop before the others get their turn.
+constexpr int kTurnMessages = 32;
+constexpr int kTurnReads = 16;
+
+}  // namespace
+
+class Task::Running {
+ public:
+    explicit Running(Task* task) ORVI_BUS_TSA(no_thread_safety_analysis) : task_(task), held_(task->right_.TryTake()) {
+        if (held_) {
+            task_->loopThread_.store(pthread_self());
+        }
+    }
+    ~Running() ORVI_BUS_TSA(no_thread_safety_analysis) {
+        if (!held_ || InForkedChild()) {
+            return;
+        }
+        task_->loopThread_.store(pthread_t{});
+        task_->right_.GiveBack();
+        task_->ClearUp();
+    }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+    bool Held() const { return held_; }
+
+ private:
+    Task* const task_;
+    const bool held_;
+};
+
+Task::Task(Identity* self, Budget* budget, const char* name, OsMsgHandler handler, Restore restore)
+    : self_(self),
+      restore_(restore),
+      endpoint_(*self, &loop_),
+      calls_(name_, handler),
+      connections_(name_, &endpoint_, &loop_, budget),
+      watches_(*self, name_, &loop_, &connections_, &calls_),
+      order_(*self, &connections_, &watches_) {
     SetName(name_, name);
 }
 
 Task::~Task() {
-    Release();
+    loop_.TakeOff();
+    ClearUp();
 }
 
 bool Task::HasName(const char* name) const {
@@ -27,74 +72,242 @@ bool Task::HasName(const char* name) const {
 }
 
 int Task::Open() {
-    const Directory& directory = Process::Get().Self().Where();
-    path_ = EndpointPath(directory, Process::Get().Self().Name(), name_);
-    // Only this process makes names that begin with its own, so the name of the unfinished endpoint is free.
-    const std::string unfinished = path_ + '~';
-    sockaddr_un address{};
-    socklen_t length = 0;
-    if (!MakeAddress(unfinished, &address, &length)) {
-        Log(kLogError, "cannot register task '%s': %s is too long for a socket's address", name_, path_.c_str());
-        return ORVI_BUS_E_ARGUMENT;
-    }
-    (void)unlink(unfinished.c_str());
-    listener_ = Fd::StreamSocket(true);
-    epoll_ = Fd::Epoll();
-    wake_ = Fd::Event();
-    if (!listener_ || !epoll_ || !wake_ ||
-        bind(listener_.Get(), reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
-        !AdoptSocket(directory, unfinished) || listen(listener_.Get(), SOMAXCONN) != 0 ||
-        !Listen(&listenerSource_, listener_.Get(), EPOLLIN) || !Listen(&wakeSource_, wake_.Get(), EPOLLIN) ||
-        rename(unfinished.c_str(), path_.c_str()) != 0) {
-        Log(kLogError, "cannot register task '%s' at %s: %s", name_, path_.c_str(), strerror(errno));
-        (void)unlink(unfinished.c_str());
+    if (!loop_.Open()) {
+        Log(kLogError, "cannot register task '%s': %s", name_, strerror(errno));
         return ORVI_BUS_E_SYSTEM;
     }
-    return 0;
+    return endpoint_.Open(name_);
 }
 
-void Task::RemoveEndpoint() {
-    (void)unlink(path_.c_str());
-}
-
-bool Task::RunsHere() const {
-    return pthread_equal(loopThread_.load(), pthread_self()) != 0;
-}
-
-void Task::Stop() {
-    stop_.store(true);
-    Wake();
+int Task::Reopen() {
+    const int result = endpoint_.Open(name_);
+    if (result == 0) {
+        watches_.WatchDirectoryAgain();
+    }
+    return result;
 }
 
 void Task::TakeOff() {
-    off_.store(true);
-    {
-        MutexLock lock(mutex_);
-        if (running_) {
-            Wake();  // the loop releases what the task holds when it ends
-            return;
+    loop_.TakeOff();
+    ClearUp();
+}
+
+// Ends the endpoint and the connections of a task that is off: what waits is dropped, and peers that wait for an answer
+// are told by the hang-up. Called by all who may be the last to have the right to the loop; it is the loop's thread when
+// one runs, which then does this at its end.
+void Task::ClearUp() {
+    if (loop_.IsOff() && right_.TryTake()) {
+        endpoint_.Close();
+        connections_.CloseAll();
+        right_.GiveBack();
+    }
+}
+
+int Task::Run() {
+    const Running running(this);
+    if (!running.Held()) {
+        Log(kLogError, "task '%s' has a receive loop already", name_);
+        return ORVI_BUS_E_STATE;
+    }
+    AssertLoop();
+    if (loop_.IsOff()) {
+        return 0;
+    }
+    const int result = self_->MarkStarted();
+    return result != 0 ? result : Loop();
+}
+
+int Task::Loop() {
+    watches_.MarkAllDirty();
+    for (bool served = true;;) {
+        if (InForkedChild()) {
+            return ORVI_BUS_E_FORKED;
+        }
+        if (loop_.IsOff() || loop_.TakeStop()) {
+            return 0;
+        }
+        watches_.Settle();
+        if (loop_.Interrupted()) {
+            continue;
+        }
+        int64_t until = 0;
+        if (connections_.ReadyCount() == 0 && !(served && watches_.AnyUnsettled())) {
+            until = std::min(connections_.NextDeadlineNs(), watches_.NextDeadlineNs());
+        }
+        epoll_event events[EventLoop::kMostEvents];
+        const int count = loop_.Wait(until, events);
+        if (count < 0) {
+            Log(kLogError, "the receive loop of task '%s' cannot go on: %s", name_, strerror(errno));
+            return ORVI_BUS_E_SYSTEM;
+        }
+        if (!HandleEvents(events, count) || !KeepTime()) {
+            Log(kLogError, "the receive loop of task '%s' ends: its files in the bus directory are gone", name_);
+            return ORVI_BUS_E_DIRECTORY;
+        }
+        served = ServeReady();
+    }
+}
+
+// False when the process has lost its place on the bus.
+bool Task::HandleEvents(const epoll_event* events, int count) {
+    bool lost = false;
+    for (int i = 0; i < count; ++i) {
+        auto* source = static_cast<Source*>(events[i].data.ptr);
+        switch (source->kind) {
+            case Source::Kind::kListener:
+                (void)connections_.AcceptAll();
+                break;
+            case Source::Kind::kWake:
+                loop_.TakeWake();
+                connections_.OnWake();
+                break;
+            case Source::Kind::kDirectory:
+                lost = watches_.OnDirectoryEvents() || lost;
+                break;
+            case Source::Kind::kProcess:
+                watches_.OnProcessEnd(static_cast<Watch*>(source));
+                break;
+            case Source::Kind::kConnection:
+                connections_.OnEvent(static_cast<Connection*>(source), events[i].events);
+                break;
         }
     }
-    Release();
+    return !lost || loop_.Interrupted() || restore_() == 0;
 }
 
-void Task::Wake() {
-    const uint64_t one = 1;
-    (void)!write(wake_.Get(), &one, sizeof(one));  // a full counter wakes as well
+bool Task::KeepTime() {
+    const int64_t next = std::min(connections_.NextDeadlineNs(), watches_.NextDeadlineNs());
+    if (next == INT64_MAX) {
+        return true;
+    }
+    const int64_t now = MonotonicNs();
+    if (now < next) {
+        return true;
+    }
+    connections_.OnTime(now);
+    return !watches_.OnTime(now) || restore_() == 0;
 }
 
-// Ends the endpoint and the connections: what waits is dropped, and peers that wait for an answer are told by the
-// hang-up. Runs when no loop does.
-void Task::Release() {
-    for (const auto& entry : connections_) {
-        entry.second->Close();
+// Gives each connection that is ready its turn. True when there was one.
+bool Task::ServeReady() {
+    const size_t turns = connections_.ReadyCount();
+    for (size_t turn = 0; turn < turns && connections_.FirstReady() != nullptr && !loop_.Interrupted(); ++turn) {
+        Connection* connection = connections_.FirstReady();
+        try {
+            Serve(connection);
+        } catch (const std::bad_alloc&) {
+            connections_.Close(connection, "there is no memory to serve it");
+        }
     }
-    connections_.clear();
-    closed_.clear();
-    if (listener_) {
-        shutdown(listener_.Get(), SHUT_RDWR);  // also where another thread is just starting a program
-        listener_.Reset();
+    return turns != 0;
+}
+
+// One connection's turn. When the loop is to return in the middle of it, the connection stays first in the queue.
+void Task::Serve(Connection* connection) {
+    using State = Connection::State;
+    const std::shared_ptr<Connection> keep = connection->shared_from_this();
+    int messages = 0;
+    int reads = 0;
+    while (!loop_.Interrupted()) {
+        if (connection->state == State::kWaiting && !order_.GoesOn(connection)) {
+            connections_.EndTurn(connection, false);
+            return;
+        }
+        FrameHeader header;
+        const uint8_t* payload = nullptr;
+        switch (connection->reader.Next(&header, &payload)) {
+            case FrameReader::Result::kBad:
+                connections_.Close(connection, connection->reader.Complaint());
+                return;
+            case FrameReader::Result::kFrame:
+                if (connection->state == State::kMute) {
+                    if (!Greet(connection, payload)) {
+                        return;
+                    }
+                } else if (!order_.MayHandle(connection, header)) {
+                    break;  // it waits
+                } else if (messages++ == kTurnMessages) {
+                    connections_.EndTurn(connection, true);
+                    return;
+                } else if (!Dispatch(connection, header, payload)) {
+                    return;
+                }
+                break;
+            case FrameReader::Result::kMore: {
+                if (!connection->readable) {
+                    connections_.SeenEmpty(connection);
+                    connections_.EndTurn(connection, false);
+                    return;
+                }
+                if (reads++ == kTurnReads) {
+                    connections_.EndTurn(connection, true);
+                    return;
+                }
+                const char* reason = nullptr;
+                switch (connection->Fill(&reason)) {
+                    case Connection::Filled::kBytes:
+                    case Connection::Filled::kNothing:
+                        break;
+                    case Connection::Filled::kNoRoom:
+                        connections_.MoveTo(connection, State::kParked);
+                        connections_.EndTurn(connection, false);
+                        return;
+                    case Connection::Filled::kOver:
+                        connections_.Close(connection, reason);
+                        return;
+                }
+                break;
+            }
+        }
     }
+}
+
+// Takes the hello. False when the connection was closed.
+bool Task::Greet(Connection* connection, const uint8_t* hello) {
+    if (!DecodeHello(hello, &connection->hello)) {
+        connections_.Close(connection, "a hello without a name");
+        return false;
+    }
+    connection->reader.Consume();
+    connections_.MoveTo(connection, Connection::State::kWaiting);
+    return true;
+}
+
+// Hands a message to the handler. False when the connection was closed for want of memory.
+bool Task::Dispatch(Connection* connection, const FrameHeader& header, const uint8_t* payload) {
+    // A copy of exactly the payload's size: aligned for any record, and a tool for memory faults sees a handler that
+    // reads too far.
+    std::unique_ptr<void, FreeBytes> data;
+    if (header.dataLen != 0) {
+        data.reset(malloc(header.dataLen));
+        if (!data) {
+            connections_.Close(connection, "there is no memory for its message");
+            return false;
+        }
+        memcpy(data.get(), payload, header.dataLen);
+    }
+    connection->reader.Consume();
+    TagMsgBlock block{};
+    block.senderUid = connection->peer.uid;
+    block.msgId = header.msgId;
+    SetName(block.recvProcName, self_->Name());
+    SetName(block.recvTaskName, name_);
+    block.dataLen = header.dataLen;
+    block.data = data.get();
+    OrviHostMsgSender sender{};
+    if (connection->number != 0) {
+        SetName(sender.procName, connection->hello.procName);
+        sender.incarnation = connection->number;
+    }
+    sender.pid = static_cast<uint32_t>(connection->peer.pid);
+    sender.uid = connection->peer.uid;
+    PutSender(sender, &block);
+    if (header.kind == FrameKind::kRequest) {
+        connection->ExpectAnswer(header.sequence);
+        PutToken({connection->id, header.sequence}, &block);
+    }
+    calls_.Call(&block);
+    return true;
 }
 
 }  // namespace orvi_bus

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <fcntl.h>
+#include <new>
 #include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "wire/mutex.h"
+#include "wire/never_destroyed.h"
 
 namespace orvi_bus {
 
@@ -24,18 +26,24 @@ std::atomic<bool> g_forkedChild{false};
 class Registry {
  public:
     static Registry& Get() {
-        static Registry* registry = new Registry;
-        return *registry;
+        static NeverDestroyed<Registry> registry;
+        return registry.Get();
     }
 
     template <typename Make>
     int Add(Make make) {
         MutexLock lock(mutex_);
+        if (!forkIsKnown_) {
+            errno = ENOMEM;
+            return -1;
+        }
         const int fd = make();
         if (fd >= 0) {
             const size_t index = static_cast<size_t>(fd);
-            if (index >= ours_.size()) {
-                ours_.resize(index + 64);
+            if (index >= ours_.size() && !Grow(index + 64)) {
+                close(fd);
+                errno = ENOMEM;
+                return -1;
             }
             ours_[index] = true;
         }
@@ -49,7 +57,17 @@ class Registry {
     }
 
  private:
-    Registry() { pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild); }
+    friend class NeverDestroyed<Registry>;
+    Registry() : forkIsKnown_(pthread_atfork(&BeforeFork, &AfterForkInParent, &AfterForkInChild) == 0) {}
+
+    bool Grow(size_t size) ORVI_BUS_REQUIRES(mutex_) {
+        try {
+            ours_.resize(size);
+            return true;
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
 
     static void BeforeFork() ORVI_BUS_TSA(no_thread_safety_analysis) { Get().mutex_.Lock(); }
     static void AfterForkInParent() ORVI_BUS_TSA(no_thread_safety_analysis) { Get().mutex_.Unlock(); }
@@ -68,6 +86,7 @@ class Registry {
         registry.mutex_.Unlock();
     }
 
+    const bool forkIsKnown_;  // else a forked child would keep what its parent has
     Mutex mutex_;
     std::vector<bool> ours_ ORVI_BUS_GUARDED_BY(mutex_);
 };
@@ -110,8 +129,8 @@ Fd Fd::Accept(int listener) {
         Registry::Get().Add([listener] { return accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK); }));
 }
 
-Fd Fd::Open(const std::string& path, int flags, mode_t mode) {
-    return Fd(Registry::Get().Add([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); }));
+Fd Fd::Open(const char* path, int flags, mode_t mode) {
+    return Fd(Registry::Get().Add([&] { return open(path, flags | O_CLOEXEC, mode); }));
 }
 
 Fd Fd::Epoll() {

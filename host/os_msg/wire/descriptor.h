@@ -21,12 +21,15 @@ class Fd {
     int Get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
     void Reset();  // keeps errno
+    // For a descriptor that must not be closed as long as the process lives. A forked child closes it all the same.
+    void LeaveOpen() { fd_ = -1; }
 
     // Each returns an empty Fd with errno set on failure.
     static Fd StreamSocket(bool nonBlocking);
     static Fd DatagramSocket();
     static Fd Accept(int listener);  // non-blocking
-    static Fd Open(const std::string& path, int flags, mode_t mode);
+    static Fd Open(const char* path, int flags, mode_t mode);
+    static Fd Open(const std::string& path, int flags, mode_t mode) { return Open(path.c_str(), flags, mode); }
     static Fd Epoll();
     static Fd Event();
     static Fd Inotify();

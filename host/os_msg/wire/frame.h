@@ -63,6 +63,8 @@ class FrameReader {
     enum class Direction { kToTask, kToCaller };
     enum class Result { kMore, kFrame, kBad };
 
+    static constexpr size_t kFirstCapacity = 4096;  // of the buffer, which grows when a frame is larger
+
     explicit FrameReader(Direction direction) : direction_(direction) {}
 
     // The next frame, if it is complete; it stays the next one until Consume. `payload` is valid until the next call of
@@ -90,7 +92,6 @@ class FrameReader {
     struct Free {
         void operator()(uint8_t* bytes) const;
     };
-    static constexpr size_t kFirstCapacity = 4096;
     static constexpr size_t kKeptCapacity = size_t{64} * 1024;  // Trim gives back a larger one
 
     const char* Judge(const uint8_t* at, FrameHeader* header) const;

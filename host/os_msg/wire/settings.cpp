@@ -31,6 +31,7 @@ Settings Read() {
     settings.defaultWaitMs = NumberFromEnvironment("ORVI_BUS_DEFAULT_WAIT_MS", 1, kDayMs, 25000);
     settings.sendWaitMs = NumberFromEnvironment("ORVI_BUS_SEND_WAIT_MS", 1, kDayMs, 1000);
     settings.frameWaitMs = NumberFromEnvironment("ORVI_BUS_FRAME_WAIT_MS", 1, kDayMs, 5000);
+    settings.slowMs = NumberFromEnvironment("ORVI_BUS_SLOW_MS", 0, kDayMs, 1000);
     settings.trace = NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, 0) != 0;
     return settings;
 }

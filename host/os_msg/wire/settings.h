@@ -10,6 +10,7 @@ struct Settings {
     uint32_t defaultWaitMs;  // a request's wait when the caller gives 0
     uint32_t sendWaitMs;     // longest wait of a one-way message and of a reply
     uint32_t frameWaitMs;    // how long a peer may leave a connection without its first frame, or a frame unfinished
+    uint32_t slowMs;         // a handler that runs longer is told of; 0: never
     bool trace;              // tell the monitor of every message
 };
 

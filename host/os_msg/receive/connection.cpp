@@ -1,0 +1,251 @@
+#include "receive/connection.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <sys/epoll.h>
+#include <unordered_map>
+#include <utility>
+
+#include "orvi_host_bus.h"
+#include "wire/bus_log.h"
+#include "wire/deadline.h"
+#include "wire/never_destroyed.h"
+#include "wire/settings.h"
+#include "wire/trace.h"
+
+namespace orvi_bus {
+
+namespace {
+
+// Told of bytes once, when they come: a connection that is not read for a while costs nothing meanwhile.
+constexpr uint32_t kEvents = EPOLLIN | EPOLLRDHUP | EPOLLET;
+
+// Every accepted connection of the process by its id, for answers from other threads.
+struct Table {
+    static Table& Get() {
+        static NeverDestroyed<Table> table;
+        return table.Get();
+    }
+    Mutex mutex;
+    uint64_t nextId ORVI_BUS_GUARDED_BY(mutex) = 1;
+    std::unordered_map<uint64_t, std::weak_ptr<Connection>> connections ORVI_BUS_GUARDED_BY(mutex);
+};
+
+int64_t LimitNs(uint32_t ms) {
+    return static_cast<int64_t>(ms) * 1000000;
+}
+
+}  // namespace
+
+Connection::Connection(uint64_t serial, Socket accepted, EventLoop* loop, Budget* budget)
+    : Source(Kind::kConnection),
+      id(serial),
+      peer(accepted.Peer()),
+      loop_(loop),
+      budget_(budget),
+      account_(budget->Admit(peer, accepted.Get())),
+      socket_(std::move(accepted)) {}
+
+Connection::~Connection() {
+    if (account_) {
+        budget_->Leave(peer, account_);
+    }
+}
+
+std::shared_ptr<Connection> Connection::Make(Socket accepted, EventLoop* loop, Budget* budget) {
+    Table& table = Table::Get();
+    MutexLock lock(table.mutex);
+    auto connection = std::make_shared<Connection>(table.nextId, std::move(accepted), loop, budget);
+    if (!connection->account_) {
+        return nullptr;
+    }
+    table.connections.emplace(table.nextId, connection);
+    if (!loop->Add(connection.get(), connection->socket_.Get(), kEvents)) {
+        Log(kLogError, "cannot watch a new connection: %s", strerror(errno));
+        table.connections.erase(table.nextId);
+        return nullptr;
+    }
+    ++table.nextId;
+    return connection;
+}
+
+std::shared_ptr<Connection> Connection::ById(uint64_t id) {
+    Table& table = Table::Get();
+    MutexLock lock(table.mutex);
+    const auto found = table.connections.find(id);
+    return found != table.connections.end() ? found->second.lock() : nullptr;
+}
+
+Connection::Filled Connection::Fill(const char** reason) {
+    *reason = nullptr;
+    const size_t capacity = reader.CapacityAfterRoom();
+    if (capacity > charged_ && capacity > FrameReader::kFirstCapacity) {
+        grown_ = true;
+        if (!budget_->Grow(account_.get(), this, charged_, capacity)) {
+            return Filled::kNoRoom;
+        }
+        charged_ = capacity;
+    }
+    uint8_t* at = nullptr;
+    size_t room = 0;
+    if (!reader.Room(&at, &room)) {
+        *reason = "there is no memory for its frame";
+        return Filled::kOver;
+    }
+    size_t count = 0;
+    switch (socket_.Receive(at, room, &count)) {
+        case Socket::Received::kBytes:
+            reader.Received(count);
+            progressed = true;
+            readable = hungUp || count == room;  // a stream that gives less has no more but its end
+            return Filled::kBytes;
+        case Socket::Received::kNothing:
+            readable = false;
+            return Filled::kNothing;
+        case Socket::Received::kEnd:
+            *reason = reader.InsideFrame() ? "it was closed inside a frame" : nullptr;
+            return Filled::kOver;
+        case Socket::Received::kReset:
+            *reason = reader.InsideFrame() ? "it was reset inside a frame" : nullptr;
+            return Filled::kOver;
+        case Socket::Received::kFailed:
+            break;
+    }
+    *reason = strerror(errno);
+    return Filled::kOver;
+}
+
+void Connection::SettleMemory() {
+    if (grown_ && !reader.InsideFrame()) {
+        grown_ = false;
+        reader.Trim();
+        budget_->Shrink(account_.get(), this, charged_, reader.Capacity());
+        charged_ = reader.Capacity();
+    }
+}
+
+void Connection::ExpectAnswer(uint32_t sequence) {
+    MutexLock lock(mutex_);
+    pending_ = sequence;
+}
+
+int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint32_t dataLen) {
+    MutexLock lock(mutex_);
+    if (!open_) {
+        return ORVI_BUS_E_GONE;
+    }
+    if (sequence == 0 || pending_ != sequence) {
+        return ORVI_BUS_E_STATE;
+    }
+    pending_ = 0;
+    FrameHeader header;
+    header.kind = FrameKind::kReply;
+    header.flags = data == nullptr ? kFlagNoData : uint16_t{0};
+    header.msgId = msgId;
+    header.sequence = sequence;
+    header.dataLen = dataLen;
+    uint8_t head[kHeaderSize];
+    EncodeHeader(header, head);
+    Parcel parcel{head, sizeof(head), data, dataLen};
+    int result = firstQueued_ == nullptr ? socket_.SendNow(&parcel) : ORVI_BUS_E_WOULD_BLOCK;
+    if (result == ORVI_BUS_E_WOULD_BLOCK) {
+        result = Enqueue(parcel) ? 0 : ORVI_BUS_E_GONE;
+    }
+    Trace(header, hello.procName, "", result);
+    return result;
+}
+
+// False after the connection was given up: the peer reads too little of what it asks for. The loop sees its end.
+bool Connection::Enqueue(const Parcel& parcel) {
+    const size_t size = parcel.Left();
+    Queued made{nullptr, size, 0};
+    const bool lent = budget_->TakeForAnswer(account_.get(), made.Cost());
+    auto* queued = lent ? static_cast<Queued*>(malloc(made.Cost())) : nullptr;
+    if (queued == nullptr) {
+        if (lent) {
+            budget_->GiveBackOfAnswer(account_.get(), made.Cost());
+        }
+        Log(kLogError, "ended a connection of %s (process %d, uid %u): %s", hello.procName, static_cast<int>(peer.pid),
+            static_cast<unsigned>(peer.uid),
+            lent ? "there is no memory for its answer" : "it does not read its answers");
+        shutdown(socket_.Get(), SHUT_RDWR);
+        open_ = false;
+        return false;
+    }
+    *queued = made;
+    const size_t ofHead = parcel.headSize - std::min(parcel.headSize, parcel.taken);
+    memcpy(queued->Bytes(), static_cast<const uint8_t*>(parcel.head) + parcel.headSize - ofHead, ofHead);
+    if (size != ofHead) {
+        const size_t ofData = size - ofHead;
+        memcpy(queued->Bytes() + ofHead, static_cast<const uint8_t*>(parcel.data) + parcel.dataSize - ofData, ofData);
+    }
+    if (firstQueued_ == nullptr) {
+        progressNs_ = MonotonicNs();
+        firstQueued_ = queued;
+        (void)loop_->Change(this, socket_.Get(), kEvents | EPOLLOUT);
+        loop_->Wake();  // there is a limit to keep now
+    } else {
+        lastQueued_->next = queued;
+    }
+    lastQueued_ = queued;
+    return true;
+}
+
+bool Connection::SendQueued(int64_t nowNs) {
+    MutexLock lock(mutex_);
+    while (open_ && firstQueued_ != nullptr) {
+        Queued* queued = firstQueued_;
+        Parcel parcel{queued->Bytes(), queued->size, nullptr, 0, queued->taken};
+        const int result = socket_.SendNow(&parcel);
+        if (parcel.taken != queued->taken) {
+            progressNs_ = nowNs;
+            queued->taken = parcel.taken;
+        }
+        if (result == ORVI_BUS_E_WOULD_BLOCK) {
+            return nowNs - progressNs_ < LimitNs(GetSettings().sendWaitMs);
+        }
+        if (result != 0) {
+            DropQueue();
+            break;
+        }
+        firstQueued_ = queued->next;
+        budget_->GiveBackOfAnswer(account_.get(), queued->Cost());
+        free(queued);
+    }
+    if (open_) {
+        (void)loop_->Change(this, socket_.Get(), kEvents);
+    }
+    return true;
+}
+
+int64_t Connection::AnswersDueNs() {
+    MutexLock lock(mutex_);
+    return firstQueued_ != nullptr ? progressNs_ + LimitNs(GetSettings().sendWaitMs) : INT64_MAX;
+}
+
+void Connection::DropQueue() {
+    while (firstQueued_ != nullptr) {
+        Queued* queued = firstQueued_;
+        firstQueued_ = queued->next;
+        budget_->GiveBackOfAnswer(account_.get(), queued->Cost());
+        free(queued);
+    }
+}
+
+void Connection::Close() {
+    budget_->Shrink(account_.get(), this, charged_, 0);
+    charged_ = 0;
+    {
+        MutexLock lock(mutex_);
+        open_ = false;
+        DropQueue();
+        loop_->Remove(socket_.Get());
+        socket_.HangUp();
+    }
+    Table& table = Table::Get();
+    MutexLock lock(table.mutex);
+    table.connections.erase(id);
+}
+
+}  // namespace orvi_bus
