@@ -37,7 +37,7 @@ std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>&
         payload = row != nullptr ? PlainEvent(*row) : Payload();
         return std::nullopt;
     }
-    if (const auto reason = ReadPayload(rest, payload)) {
+    if (auto reason = ReadPayload(rest, payload)) {
         return reason;
     }
     std::string reason;

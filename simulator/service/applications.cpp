@@ -26,7 +26,7 @@ void WatchByBus(const std::string& process) {
 
 }  // namespace
 
-Applications::Applications(OnEnded onEnded)
+Applications::Applications(const OnEnded& onEnded)
     : mail_([onEnded](const ApplicationId& application) { onEnded(application, "is gone: the bus does not know it"); }),
       watch_([onEnded](const ApplicationId& application) { onEnded(application, "is gone: its process has exited"); }) {
 }

@@ -24,7 +24,7 @@ class Applications {
     // `onEnded` is called, not on the stage, when an application's process has ended or its task is not there any more.
     // The owner enters the stage and calls Forget.
     using OnEnded = std::function<void(const ApplicationId&, const char* why)>;
-    explicit Applications(OnEnded onEnded);
+    explicit Applications(const OnEnded& onEnded);
 
     Mail& GetMail() { return mail_; }
 

@@ -189,12 +189,10 @@ void Mail::Run() {
         // One message each in turn, so that a long queue does not hold up the others.
         const BoxPtr box = ready_.front();
         ready_.pop_front();
-        if (box->queue.empty()) {
-            box->scheduled = false;  // closed in the meantime
-        } else if (!SendNext(lock, box)) {
+        if (!box->queue.empty() && !SendNext(lock, box)) {
             blocked_.push_back(box);
         } else if (box->queue.empty()) {
-            box->scheduled = false;
+            box->scheduled = false;  // all is sent, or it was closed in the meantime
         } else {
             ready_.push_back(box);
         }

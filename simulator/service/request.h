@@ -87,7 +87,7 @@ constexpr uint32_t VERDICT = 1;  // one byte, an OrviSimVerdict
 // Another number: a record of at most so many bytes. A refusal has four bytes more, which the library takes for none.
 
 // Who is told the verdict in a message of the request's own id, once the reply has gone.
-enum class Told {
+enum class Told : uint8_t {
     Nobody,
     Sender,
     Room  // everybody when it is done, the sender when it is refused

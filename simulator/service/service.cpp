@@ -6,7 +6,6 @@
 #include <exception>
 #include <iterator>
 #include <mutex>
-#include <utility>
 
 #include "log.h"
 
@@ -192,7 +191,7 @@ void Service::Take(const TagMsgBlock& message) {
         incoming.kept.assign(bytes, bytes + message.dataLen);
     }
     if (fault.isHeld) {
-        Hold(std::move(incoming));
+        Hold(incoming);
     } else {
         stage_.After(fault.delay, [this, incoming, fault] { Serve(incoming, fault); });
     }
@@ -210,13 +209,13 @@ void Service::Forget(const TagMsgBlock& event) {
     stage_.Forget(application, "is gone: its process has exited");
 }
 
-void Service::Hold(Incoming incoming) {
+void Service::Hold(const Incoming& incoming) {
     if (held_.size() >= MOST_HELD) {
         Log("%s dropped: %zu are held back already",
             NameOf(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
         return;
     }
-    held_.push_back(std::move(incoming));
+    held_.push_back(incoming);
 }
 
 size_t Service::Release(uint32_t id) {

@@ -62,7 +62,7 @@ class Service {
     static int OnMessage(TagMsgBlock* message);
     void Take(const TagMsgBlock& message);
     void Forget(const TagMsgBlock& event);
-    void Hold(Incoming incoming);
+    void Hold(const Incoming& incoming);
     void Serve(const Incoming& incoming, const Fault& fault);
     std::string FaultOfForm(const Request& request, const Entry* entry, const std::string& task) const;
     Answer Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault);
