@@ -22,6 +22,10 @@ file(GLOB host_headers ${PROJECT_SOURCE_DIR}/platform/*.h ${PROJECT_SOURCE_DIR}/
      ${PROJECT_SOURCE_DIR}/host/*/orvi_host_*.h ${PROJECT_SOURCE_DIR}/include/orvi_vision_sim_*.h)
 install(FILES ${host_headers} DESTINATION ${orvi_host_include} COMPONENT host)
 
+set_target_properties(orvi_vision_sim_payloads PROPERTIES EXPORT_NAME vision_sim_payloads)
+target_include_directories(orvi_vision_sim_payloads INTERFACE $<INSTALL_INTERFACE:${orvi_host_include}>)
+install(TARGETS orvi_vision_sim_payloads EXPORT orvi_ai_srv)
+
 # The folder of the workstation's libraries comes last in the search, and on a device it does not exist.
 set_target_properties(orvi_ai_srv PROPERTIES EXPORT_NAME ai_srv INSTALL_RPATH "$ORIGIN/orvi-host")
 install(TARGETS orvi_ai_srv EXPORT orvi_ai_srv LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime

@@ -2,21 +2,19 @@
 //
 // The contents of request and answer are between an application and its service. This program knows those of the
 // simulated one, orvi-vision-sim; for a device's service other records stand in place of OrviSimModel*.
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <future>
 #include <string>
-#include <unistd.h>
 
 #include "orvi_ai_srv.h"
 #include "orvi_vision_sim_payloads.h"
 
 namespace {
 
-const auto g_requestId = static_cast<uint32_t>(getpid());  // answers to other clients' requests come here as well
-std::promise<bool> g_ready;                                // the large model has been initialised, or will not be
-std::promise<uint32_t> g_ended;                            // what became of the answer
+constexpr uint32_t REQUEST_ID = 1;  // our choice; each application has its own numbers
+std::promise<bool> g_ready;         // the large model has been initialised, or will not be
+std::promise<uint32_t> g_ended;     // what became of the answer
 
 template <class Value>
 void Settle(std::promise<Value>& promise, Value value) {
@@ -39,38 +37,28 @@ void OnEvent(OrviAiEventId event, void* payload) {
         }
     } else if (event == ORVI_AI_EVENT_LARGE_MODEL_3E && payload != nullptr) {
         OrviSimModelPiece piece;
-        std::memcpy(&piece, payload, sizeof(piece));
-        if (piece.requestId == g_requestId) {
+        OrviSimReadRecord(&piece, sizeof(piece), payload);
+        if (piece.requestId == REQUEST_ID) {
             std::printf("ask_model: |%s\n", piece.text);
         }
     } else if (event == ORVI_AI_EVENT_LARGE_MODEL_40 && payload != nullptr) {
         OrviSimModelEnd end;
-        std::memcpy(&end, payload, sizeof(end));
-        if (end.requestId == g_requestId) {
+        OrviSimReadRecord(&end, sizeof(end), payload);
+        if (end.requestId == REQUEST_ID) {
             std::printf("ask_model: %u pieces, %u characters\n", end.pieces, end.textLength);
             Settle(g_ended, end.result);
         }
     }
 }
 
-// The service hears of us and of the initialisation on two tasks: when it knows the second before the first, its
-// status passes us by, so we ask again.
+// The request is only taken when the call returns; the status event tells how it went.
 bool InitModel(const OrviAiLLMInitParams& params) {
-    std::future<bool> ready = g_ready.get_future();
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        if (OrviAiSrvLargeModelInit(params) != 0) {
-            return false;
-        }
-        if (ready.wait_for(std::chrono::seconds(1)) == std::future_status::ready) {
-            return ready.get();
-        }
-    }
-    return false;
+    return OrviAiSrvLargeModelInit(params) == 0 && g_ready.get_future().get();
 }
 
 bool Ask(const std::string& question) {
     OrviSimModelRequest request{};
-    request.requestId = g_requestId;
+    request.requestId = REQUEST_ID;
     request.type = ORVI_SIM_MODEL_ASK;
     std::memcpy(request.text, question.data(), question.size());
     OrviAiModelParams params;

@@ -141,7 +141,7 @@ push 'the captions have started' '0x600015 0' 'event 2, status of type 1 is 1'
 push 'a status of the service' '0x600012 42' 'event 2, status of type 0 is 42'
 push 'the check-in data was cleared' '0x600029' 'event 5 without payload'
 push 'a notice' '0x60002f' 'event 3 without payload'
-push 'an answer of the large model' '0x60003f text:hello' 'event 7 with payload'
+push 'an answer of the large model' '0x60003f' 'event 7 with payload'
 push 'the assistant woke up' '0x60004a' 'event 100 with payload'
 push 'the assistant has a choice' '0x600051' 'event 108 with payload'
 

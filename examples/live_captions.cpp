@@ -29,18 +29,6 @@ void OnEvent(OrviAiEventId event, void*) {
     }
 }
 
-// The record of a payload that begins with its length.
-template <class Record>
-bool Read(const void* payload, Record& record) {
-    uint32_t length = 0;
-    std::memcpy(&length, payload, sizeof(length));
-    if (length != sizeof(record)) {
-        return false;
-    }
-    std::memcpy(&record, payload, sizeof(record));
-    return true;
-}
-
 // On a terminal a line is written over until it is final.
 void ShowLine(const OrviSimCaptionLine& line) {
     static const bool onTerminal = isatty(STDOUT_FILENO) != 0;
@@ -56,14 +44,13 @@ void ShowLine(const OrviSimCaptionLine& line) {
 
 // Runs on the library's message thread. The payload is the library's and gone when we return.
 void OnCaption(OrviAiCaptionEventId event, void* payload) {
-    if (payload == nullptr) {
-        return;
-    }
-    OrviSimCaptionLine line;
-    OrviSimCaptionSwitch captions;
-    if (event == ORVI_AI_CAPTION_EVENT_38 && Read(payload, line)) {
+    if (event == ORVI_AI_CAPTION_EVENT_38) {
+        OrviSimCaptionLine line;
+        OrviSimReadRecord(&line, sizeof(line), payload);
         ShowLine(line);
-    } else if (event == ORVI_AI_CAPTION_EVENT_SWITCH && Read(payload, captions)) {
+    } else if (event == ORVI_AI_CAPTION_EVENT_SWITCH) {
+        OrviSimCaptionSwitch captions;
+        OrviSimReadRecord(&captions, sizeof(captions), payload);
         std::puts(captions.running != 0 ? "live_captions: on" : "live_captions: off");
     }
 }

@@ -43,7 +43,7 @@ void OnEvent(OrviAiEventId event, void* payload) {
         OnStatus(*static_cast<const tagOrviAiServiceStatusEvent*>(payload));
     } else if (event == ORVI_AI_EVENT_NOTICE_2D && payload != nullptr) {
         OrviSimCheckinArrival arrival;
-        std::memcpy(&arrival, payload, sizeof(arrival));
+        OrviSimReadRecord(&arrival, sizeof(arrival), payload);
         std::printf("meeting: %s has checked in, %u now\n", arrival.entry.name, arrival.present);
     } else if (event == ORVI_AI_EVENT_CHECKIN_CLEARED) {
         const std::lock_guard<std::mutex> lock(g_mutex);

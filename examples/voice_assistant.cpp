@@ -6,7 +6,6 @@
 //
 // The contents of events and cards are between an application and its service. This program knows those of the
 // simulated one; for a device's service other records stand in place of OrviSimAssistant*.
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <future>
@@ -27,13 +26,11 @@ void End() {
     }
 }
 
-// Every record begins with its length; a shorter one leaves the rest zero.
+// Every record begins with its length.
 template <class Record>
 Record Copy(const void* payload) {
-    uint32_t length;
-    std::memcpy(&length, payload, sizeof(length));
-    Record record{};
-    std::memcpy(&record, payload, std::min<size_t>(length, sizeof(record)));
+    Record record;
+    OrviSimReadRecord(&record, sizeof(record), payload);
     return record;
 }
 

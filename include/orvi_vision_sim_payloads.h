@@ -2,14 +2,15 @@
  *
  * A device's service has layouts of its own: a program that reads these records works with the simulated service
  * only. Records are little-endian. Each is of fixed size or begins with its length in bytes, since a callback is
- * given no length. Texts end with a NUL inside their field. Copy a record out of the bytes that were received
- * (memcpy) rather than casting their address, which need not be aligned.
+ * given no length: read the latter with OrviSimReadRecord. Texts end with a NUL inside their field. The bytes that
+ * were received need not be aligned: copy a record out of them rather than casting their address.
  */
 #ifndef ORVI_VISION_SIM_PAYLOADS_H
 #define ORVI_VISION_SIM_PAYLOADS_H
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
 #ifdef __cplusplus
 #define ORVI_SIM_SIZE(type, size) static_assert(sizeof(type) == (size), #type " has another size")
@@ -17,7 +18,21 @@
 #define ORVI_SIM_SIZE(type, size) _Static_assert(sizeof(type) == (size), #type " has another size")
 #endif
 
-/* The first byte of most answers. */
+/* Copies a record that begins with its length into `record`, a record of `size` bytes. What a shorter one leaves out
+ * is zero, what a longer one has more is left out. Returns the length that was received; 0 for no payload. */
+static inline uint32_t OrviSimReadRecord(void* record, size_t size, const void* payload) {
+    uint32_t length = 0;
+    memset(record, 0, size);
+    if (payload != NULL) {
+        memcpy(&length, payload, sizeof(length));
+        memcpy(record, payload, length < size ? length : size);
+    }
+    return length;
+}
+
+/* The first byte of most answers. A request that is refused changes nothing. What one application owns (detectors,
+ * a large model with its answers, intents, hot words) ends with it; captions, nameplates, check-in and minutes are
+ * the room's and end with the last application that asked for them, be it by a goodbye or by its death. */
 enum OrviSimVerdict {
     ORVI_SIM_DONE = 0,
     ORVI_SIM_MALFORMED = 1, /* the service's log has the reason */
@@ -68,8 +83,8 @@ enum OrviSimDetectorStatus {
     ORVI_SIM_DETECTOR_DESTROYED = 4
 };
 
-/* A detector belongs to the process that created it. It ends with the service, and some time after its process
- * has left. A request that is refused (to create one too many, to start or stop one that does not exist) is
+/* A detector belongs to the process that created it. It ends with the service, and when its process leaves or
+ * dies. A request that is refused (to create one too many, to start or stop one that does not exist) is
  * answered with these 56 bytes: too many for a detector, so that the call fails. To destroy what does not
  * exist succeeds. */
 typedef struct OrviSimDetectorRefusal {
@@ -83,9 +98,10 @@ ORVI_SIM_SIZE(OrviSimDetectorRefusal, 56);
  * ------------------------------------------------------------------------------------------------------ */
 
 /* Captions belong to the room: the events go to every process that is connected, any may start and stop them,
- * and they end with a de-initialisation or some time after the last one has left. A start while they run begins
- * anew. ORVI_SIM_NOT_READY answers a start before the initialisation and a stop of what does not run. After
- * each start and stop the status message with the request's id and the verdict follows. */
+ * and they end when the last one that initialised or started them de-initialises them, leaves or dies. A start for
+ * the same conference while they run joins in. ORVI_SIM_NOT_READY answers a start before the initialisation and a
+ * stop of what does not run, ORVI_SIM_BUSY a start for another conference. After each start and stop the status
+ * message with the request's id and the verdict follows: to everybody when it is done, else to its sender. */
 
 /* Service message 0x600018 (ORVI_AI_CAPTION_EVENT_SWITCH): captions have been switched on or off. */
 typedef struct OrviSimCaptionSwitch {
@@ -170,8 +186,9 @@ typedef struct OrviSimCheckinPage {
 ORVI_SIM_SIZE(OrviSimCheckinPage, 33164);
 
 /* Service message 0x60002D (ORVI_AI_EVENT_NOTICE_2D), between start report and stop report: somebody has come.
- * 0x60002B (ORVI_AI_STATUS_2B) with the number of those present follows it and also ends the reporting, and
- * 0x60002F (ORVI_AI_EVENT_NOTICE_2F) tells that everybody who is invited has come. */
+ * 0x60002B (ORVI_AI_STATUS_2B) with the number of those present follows it, tells at the beginning of the reporting
+ * how many have come before, and ends it; 0x60002F (ORVI_AI_EVENT_NOTICE_2F) tells that everybody who is invited has
+ * come. */
 typedef struct OrviSimCheckinArrival {
     uint32_t length;  /* of this record */
     uint32_t present; /* this one included */
@@ -199,7 +216,8 @@ ORVI_SIM_SIZE(OrviSimMinutesConference, 1160);
  *
  * Nothing in it thinks: an answer is put together from the words of the request, always in the same way.
  * An answer comes as one ORVI_AI_EVENT_LARGE_MODEL_3F, its text in pieces as ORVI_AI_EVENT_LARGE_MODEL_3E, and one
- * ORVI_AI_EVENT_LARGE_MODEL_40. A request that is not answered gets the last one only. Every client receives them.
+ * ORVI_AI_EVENT_LARGE_MODEL_40. A request that is not answered gets the last one only. Each application has a model of
+ * its own: it initialises it for itself, and the answers to its requests come to it alone.
  * ------------------------------------------------------------------------------------------------------ */
 
 /* OrviAiLLMInitParams::serverType; with any other number the initialisation fails, as the status event tells. */
@@ -214,7 +232,7 @@ enum OrviSimModelRequestType {
 
 /* OrviAiModelParams. A second request with an id that is being answered cancels the first. */
 typedef struct OrviSimModelRequest {
-    uint32_t requestId; /* the client's choice */
+    uint32_t requestId; /* the client's choice; other clients' numbers are their own */
     uint32_t reserved;
     uint32_t type; /* an OrviSimModelRequestType */
     char text[4680];
@@ -262,9 +280,10 @@ ORVI_SIM_SIZE(OrviSimModelEnd, 20);
 /* ------------------------------------------------------------------------------------------------------
  * Voice assistant
  *
- * The assistant belongs to the device: its events go to every client. It sleeps until an application wakes it or
- * somebody says a hot word, listens, and notifies the intent whose name the words hold; the application answers the
- * intent, the assistant speaks the answer. `seq` numbers the turns of that conversation.
+ * The assistant belongs to the device: its events go to every client, but the notice of an intent to the application
+ * that registered it, and the error that refuses a request to its sender. It sleeps until an application wakes it,
+ * shows a card with items, or somebody says a hot word, listens, and notifies the intent whose name the words hold;
+ * the application answers the intent, the assistant speaks the answer. `seq` numbers the turns of that conversation.
  * ------------------------------------------------------------------------------------------------------ */
 
 /* OrviAiAssistantStatus. */
@@ -400,7 +419,7 @@ enum OrviSimAssistantErrorCode {
     ORVI_SIM_ASSISTANT_NO_SUCH_TURN = 2,   /* an answer or a choice that nobody waits for */
     ORVI_SIM_ASSISTANT_NO_ANSWER = 3,      /* the application did not answer an intent in time */
     ORVI_SIM_ASSISTANT_TOO_MUCH = 4,       /* more speeches wait than the assistant keeps */
-    ORVI_SIM_ASSISTANT_MALFORMED = 5       /* unknown mode, or a card that is none */
+    ORVI_SIM_ASSISTANT_MALFORMED = 5       /* a request was refused: intents, hot words, a mode, a card */
 };
 
 /* Service message 0x600053 (_SERVER_ERROR). */

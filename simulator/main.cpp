@@ -8,23 +8,32 @@
 #include <poll.h>
 #include <signal.h>
 #include <string>
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
-#include "attendance.h"
-#include "control.h"
-#include "features/meeting.h"
+#include "directions/control.h"
+#include "directions/pushes.h"
+#include "features/checkin/attendance.h"
 #include "log.h"
-#include "service.h"
-#include "stop_signal.h"
+#include "room.h"
 
 namespace orvi_sim {
 namespace {
 
 constexpr int EXIT_USAGE = 2;
+
+constexpr char WORDS_HELP[] =
+    "ID is that of a message of the applications, or event:ID for one that the service sends.\n"
+    "WORD is a 32-bit integer (7, -7, 0x2a), hex:00ff, zeros:100, text:hello, or none for no payload. Without a WORD "
+    "a\n"
+    "push carries a payload of the message's usual length, zero but for its length word. One whose length word lies "
+    "is\n"
+    "refused, as is an unknown event; with --raw among the words it is sent as it is.\n";
 
 struct Options {
     bool verbose = false;
@@ -37,7 +46,7 @@ struct Options {
     std::vector<ScheduledPush> scheduled;
 };
 
-int ReadOptions(int argc, char** argv, Options& options) {
+int ReadOptions(int argc, char** argv, const Directions& directions, Options& options) {
     CLI::App app("Plays the device's vision service on this workstation's message bus.");
     app.name("orvi-vision-sim");
     app.add_flag("-v,--verbose", options.verbose, "log every message");
@@ -60,8 +69,10 @@ int ReadOptions(int argc, char** argv, Options& options) {
         ->allow_extra_args(false);
     app.footer(
         std::string("It prints \"ready\" once every task can be reached, and ends at SIGTERM, SIGINT or Ctrl-C.\n"
-                    "ORVI_BUS_DIR names the bus directory.\n\n") +
-        CONTROL_HELP + "\nExample:\n  orvi-vision-sim --verbose --push 0x60002b:7@500 --push 0x60000c:zeros:288");
+                    "ORVI_BUS_DIR names the bus directory.\n\n"
+                    "Commands on standard input (--control); each is answered by one line, ok or error:\n") +
+        directions.Help() + WORDS_HELP +
+        "\nExample:\n  orvi-vision-sim --verbose --push 0x60002b:7@500 --push 0x60000c:zeros:288");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -109,44 +120,64 @@ void AwaitEnd(int signals, StopSignal& stop) {
     }
 }
 
-void Schedule(Service& service, const Options& options) {
-    service.onClientAdded = [&](const ClientAddress& address) {
-        for (const ScheduledPush& push : options.scheduled) {
-            service.After(push.delay, [&service, &push, process = address.process] {
-                service.GetClients().PushTo(process, push.id, push.payload);
-            });
+// Sends what the command line asks for to each application that comes.
+class Greeter : public ApplicationListener {
+ public:
+    Greeter(Stage& stage, const std::vector<ScheduledPush>& pushes) : stage_(stage), pushes_(pushes) {}
+
+    void OnCame(const ApplicationId& application) override {
+        for (const ScheduledPush& push : pushes_) {
+            stage_.After(push.delay,
+                         [this, push, application] { (void)stage_.Push(&application.process, push.id, push.payload); });
         }
-    };
+    }
+
+ private:
+    Stage& stage_;
+    const std::vector<ScheduledPush>& pushes_;
+};
+
+// Each application takes two descriptors and more.
+void RaiseDescriptorLimit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        (void)setrlimit(RLIMIT_NOFILE, &limit);
+    }
 }
 
-int Run(const Options& options) {
+int Run(Room& room, const Options& options) {
     SetVerbose(options.verbose);
+    RaiseDescriptorLimit();
     const int signals = OpenSignals();
-    StopSignal stop;
-    Service service(stop, options.queueSize);
-    Schedule(service, options);
-    SetParticipants(options.participants, std::chrono::milliseconds(options.arrivalMs));
+    Greeter greeter(room.stage, options.scheduled);
+    std::vector<ApplicationListener*> listeners(room.features.begin(), room.features.end());
+    listeners.push_back(&greeter);
+    room.stage.SetListeners(std::move(listeners));
+    room.stage.GetApplications().GetMail().SetCapacity(options.queueSize);
+    room.checkin.SetParticipants(options.participants, std::chrono::milliseconds(options.arrivalMs));
     std::string error;
-    if (!service.Start(error)) {
+    if (!room.service.Start(error)) {
         Log("%s", error.c_str());
+        room.service.Stop();
         return 1;
     }
     if (options.exitAfterMs != 0) {
-        service.After(std::chrono::milliseconds(options.exitAfterMs), [&stop] { stop.Raise(0); });
+        room.stage.After(std::chrono::milliseconds(options.exitAfterMs), [&room] { room.stop.Raise(0); });
     }
     std::printf("ready %s pid %ld\n", SERVICE_NAME, static_cast<long>(getpid()));
     std::fflush(stdout);
     std::thread control;
     if (options.control) {
-        control = std::thread([&] { ServeControl(service, stop); });
+        control = std::thread([&room] { ServeControl(room.directions, room.stop); });
     }
-    AwaitEnd(signals, stop);
-    service.Stop();  // ends what a command waits for
+    AwaitEnd(signals, room.stop);
+    room.service.Stop();  // ends what a command waits for
     if (control.joinable()) {
         control.join();
     }
     Log("ended");
-    return stop.ExitCode();
+    return room.stop.ExitCode();
 }
 
 }  // namespace
@@ -154,9 +185,10 @@ int Run(const Options& options) {
 
 int main(int argc, char** argv) {
     try {
+        orvi_sim::Room room;
         orvi_sim::Options options;
-        const int result = orvi_sim::ReadOptions(argc, argv, options);
-        return result >= 0 ? result : orvi_sim::Run(options);
+        const int result = orvi_sim::ReadOptions(argc, argv, room.directions, options);
+        return result >= 0 ? result : orvi_sim::Run(room, options);
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "orvi-vision-sim: %s\n", exception.what());
         return 1;

@@ -50,6 +50,17 @@ void AppendInteger(Payload& payload, uint32_t value) {
     }
 }
 
+uint32_t ReadInteger(const uint8_t* bytes) {
+    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
+           static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+}
+
+Payload IntegerPayload(uint32_t value) {
+    Payload payload;
+    AppendInteger(payload, value);
+    return payload;
+}
+
 std::optional<uint32_t> ParseNumber(std::string_view word) {
     if (word.empty() || HexDigit(word[0]) < 0 || HexDigit(word[0]) > 9) {
         return std::nullopt;  // strtoull would take blanks and signs

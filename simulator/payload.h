@@ -2,7 +2,9 @@
 #ifndef ORVI_SIM_PAYLOAD_H
 #define ORVI_SIM_PAYLOAD_H
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,8 +14,18 @@ namespace orvi_sim {
 
 using Payload = std::vector<uint8_t>;
 
-// Appends a 32-bit integer, little-endian.
+// 32-bit integers, little-endian.
 void AppendInteger(Payload& payload, uint32_t value);
+uint32_t ReadInteger(const uint8_t* bytes);
+Payload IntegerPayload(uint32_t value);
+
+// The first `length` bytes of a record of fixed layout.
+template <class Record>
+Payload BytesOf(const Record& record, size_t length = sizeof(Record)) {
+    Payload payload(length);
+    std::memcpy(payload.data(), &record, length);
+    return payload;
+}
 
 // An unsigned number, decimal or 0x hexadecimal, that fits 32 bits.
 std::optional<uint32_t> ParseNumber(std::string_view word);

@@ -279,9 +279,17 @@ TEST_F(AssistantTest, SleepMicrophoneAndWhatIsRefused) {
     Show(4, card);
     Expect({"error, code 5, turn 4, '4294967295 items on a card'"});
 
+    Intents({""});
+    Expect({"error, code 5, turn 0, 'the name of intent 0 is empty or has no end'"});
+
+    // A card that asks for a choice wakes the assistant.
+    Show(5, Rooms());
+    Expect({"wake up, cause 1, mode 0, '', ''", "card, turn 5, 'Free rooms'",
+            "choose, turn 5, items 2, 'Large room', 'Garden room'", "listen, cause 9, turn 5"});
+
     // The announcing mode shows and speaks, and never listens.
     EXPECT_EQ(OrviAiAssistantWakeUp(static_cast<OrviAiAssistantRunningMode>(ORVI_SIM_ASSISTANT_MODE_ANNOUNCE)), 0);
-    Expect({"wake up, cause 1, mode 1, '', ''"});
+    Expect({"no listen, cause 1, turn 5", "reset, cause 1, turn 5", "wake up, cause 1, mode 1, '', ''"});
     Speak(9, "Lunch!");
     ExpectSpoken(9, "Lunch!");
     EXPECT_EQ(OrviAiAssistantSleep(), 0);
@@ -340,7 +348,7 @@ TEST_F(AssistantTest, HotWordsBelongToTheirApplications) {
     };
     HotWords("first", ORVI_AI_HOTWORD_UPDATE, "too early");
     EXPECT_EQ(hotWords(), "");
-    ExpectLogged("the application \"first\" has not registered its hot-word key");
+    Expect({"error, code 5, turn 0, 'the application \"first\" has not registered its hot-word key'"});
     Register("first");
     Register("second");
     HotWords("first", ORVI_AI_HOTWORD_UPDATE, "alpha, beta");

@@ -24,8 +24,9 @@ void OnCaption(OrviAiCaptionEventId event, void* payload) {
 class CaptionsTest : public VisionTest {
  protected:
     // The service's verdict is told once more by a status.
-    static void Start(uint8_t report, int result) {
-        tagOrviAiConfInfo conference = {"weekly", 1, 2, "room 7"};
+    static void Start(uint8_t report, int result, const char* name = "weekly") {
+        tagOrviAiConfInfo conference = {"", 1, 2, "room 7"};
+        std::strcpy(conference.text1, name);
         EXPECT_EQ(OrviAiSrvCaptionStart(&conference, report), result);
         EventRecorder::ExpectStatus(ORVI_AI_STATUS_CAPTION, result == 0 ? 1 : 0);
         if (result == 0) {
@@ -92,13 +93,16 @@ TEST_F(CaptionsTest, AConversationGrowsWordByWord) {
     ExpectBackAt(baseline);
 }
 
-TEST_F(CaptionsTest, TheServiceRefusesWhatIsNotReady) {
+TEST_F(CaptionsTest, TheServiceRefusesWhatIsNotReadyOrBusy) {
     Connect();
     Start(1, -1);  // before the initialisation
     ASSERT_EQ(OrviAiSrvCaptionInit(OnCaption), 0);
     EXPECT_EQ(OrviAiSrvCaptionStop(), -1) << "not running";
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_CAPTION, 1);  // of a stop that failed
     Start(0, 0);
+    Start(0, 0);  // of the same conference: they go on
+    Start(1, -1, "monthly");
+    ExpectLogged("refused caption start from " + ProcessName() + ": busy");
     AwaitServiceTime(300);
     ASSERT_EQ(OrviAiSrvCaptionDeInit(), 0);
     ExpectSwitch(0);  // no words in between: not reported

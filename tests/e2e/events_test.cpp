@@ -23,10 +23,10 @@ const struct {
     // events without payload, though the message has one
     {"0x600029", {5, false, {}}},
     // payloads passed on as they came
-    {"0x60002d 44 zeros:1000000", {4, true, {44}}},
+    {"0x60002d --raw 44 zeros:1000000", {4, true, {44}}},
     {"0x60002d none", {4, false, {}}},
     {"0x600039 45", {6, true, {45}}},
-    {"0x600054 110", {110, true, {110}}},
+    {"0x600054 --raw 110", {110, true, {110}}},
 };
 
 TEST_F(EventsTest, EachMessageBecomesItsEventAndTheOrderIsKept) {
@@ -48,7 +48,7 @@ TEST_F(EventsTest, WhatIsNoEventIsDropped) {
                              "0x60000c zeros:288", "0x600018 1", "0x600038 1", "0x60001a none", "0x600001 1",
                              "0x600056 zeros:100000", "0 1", "0xffffffff none"}) {
         SCOPED_TRACE(push);
-        simulator_.Command(std::string("push ") + push);
+        simulator_.Command(std::string("push ") + push + " --raw");
         ExpectPushArrives();
     }
     ExpectBackAt(baseline);

@@ -130,6 +130,7 @@ TEST_F(MeetingTest, AttendanceFromTheFirstToTheLast) {
     EXPECT_EQ(simulator_.Command("arrive"), "1") << "before anything is reported";
     EXPECT_EQ(OrviAiSrvCheckInStartReport(type, Conference("b")), -1);
     EXPECT_EQ(OrviAiSrvCheckInStartReport(type, Conference("a")), 0);
+    EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, 1);  // in sum what was not reported
 
     EXPECT_EQ(simulator_.Command("arrive"), "1");
     EXPECT_EQ(EventRecorder::Next(), (Event{4, true, {sizeof(OrviSimCheckinArrival)}}));
@@ -147,6 +148,9 @@ TEST_F(MeetingTest, AttendanceFromTheFirstToTheLast) {
     EventRecorder::ExpectIds({4, 2, 4, 2, 4, 2, 4, 2, 4, 2, 3});
     EXPECT_EQ(OrviAiSrvCheckInStopReport(), 0);
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, 7);
+    EXPECT_EQ(OrviAiSrvCheckInStartReport(type, Conference("a")), 0) << "when everybody is there";
+    EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, 7);
+    EventRecorder::ExpectIds({3});
     EXPECT_EQ(OrviAiSrvCheckInStop(), 0);
     EXPECT_EQ(simulator_.Command("arrive"), "0") << "the check-in does not run";
     EXPECT_EQ(OrviAiSrvCheckInClearData(), 0);
@@ -234,14 +238,17 @@ TEST_F(MeetingTest, TheListBelongsToItsConference) {
     }
 }
 
-// Without a command the participants come by themselves.
+// Without a command the participants come by themselves, and once more when the list has been cleared.
 TEST_F(MeetingTest, ParticipantsComeOverTime) {
     Connect({"--arrival", "1", "--participants", "4"});
     StartCheckin("a");
-    const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
-    while (UsersOf(ORVI_SIM_CHECKIN_PRESENT).size() < 4 && std::chrono::steady_clock::now() < deadline) {
+    for (const bool isCleared : {false, true}) {
+        EXPECT_EQ(isCleared ? OrviAiSrvCheckInClearData() : 0, 0);
+        const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
+        while (UsersOf(ORVI_SIM_CHECKIN_PRESENT).size() < 4 && std::chrono::steady_clock::now() < deadline) {
+        }
+        EXPECT_EQ(UsersOf(ORVI_SIM_CHECKIN_PRESENT).size(), 4U);
     }
-    EXPECT_EQ(UsersOf(ORVI_SIM_CHECKIN_PRESENT).size(), 4U);
 }
 
 TEST_F(MeetingTest, MinutesOfOneConferenceAtATime) {

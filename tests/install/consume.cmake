@@ -1,5 +1,5 @@
 # Builds the project in consumer/ against what this build produced and runs it.
-#   WAY = package        installs into a fresh folder, which is then moved, and goes by find_package
+#   WAY = package        installs into a fresh folder, which is then moved, and goes by find_package; builds the examples
 #   WAY = subdirectory   goes by add_subdirectory; compiles its own source only, as the rest is what this build is
 set(work ${BUILD_DIR}/consumer-${WAY})
 file(REMOVE_RECURSE ${work})
@@ -25,6 +25,7 @@ if(WAY STREQUAL "package")
     # Nothing installed may remember where it was installed to.
     run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${work}/installed)
     file(RENAME ${work}/installed "${work}/moved here")
+    list(APPEND arguments -DEXAMPLES_DIR=${SOURCE_DIR}/examples -DCMAKE_CXX_STANDARD=17)
     list(APPEND arguments "-DCMAKE_PREFIX_PATH=${work}/moved here" -DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=BOTH)
 else()
     list(APPEND arguments -DORVI_SOURCE_DIR=${SOURCE_DIR})

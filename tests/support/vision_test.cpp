@@ -22,6 +22,16 @@ Outcome Take(int result, TagMsgBlock* reply) {
     return outcome;
 }
 
+TagMsgBlock BlockTo(const char* task, uint32_t id, Bytes& payload) {
+    TagMsgBlock block{};
+    std::strncpy(block.recvProcName, "AI_VISION", sizeof(block.recvProcName) - 1);
+    std::strncpy(block.recvTaskName, task, sizeof(block.recvTaskName) - 1);
+    block.msgId = id;
+    block.data = payload.empty() ? nullptr : payload.data();
+    block.dataLen = static_cast<uint32_t>(payload.size());
+    return block;
+}
+
 }  // namespace
 
 void AppendInteger(Bytes& bytes, uint32_t value) {
@@ -105,15 +115,15 @@ Bytes VisionTest::Address() {
 
 Outcome RequestFromTask(const char* task, uint32_t id, const Bytes& payload, uint32_t waitMs) {
     Bytes copy = payload;
-    TagMsgBlock block{};
-    std::strncpy(block.recvProcName, "AI_VISION", sizeof(block.recvProcName) - 1);
-    std::strncpy(block.recvTaskName, task, sizeof(block.recvTaskName) - 1);
-    block.msgId = id;
-    block.data = copy.empty() ? nullptr : copy.data();
-    block.dataLen = static_cast<uint32_t>(copy.size());
+    TagMsgBlock block = BlockTo(task, id, copy);
     TagMsgBlock* reply = nullptr;
     const int result = OsMsgSynSend(&block, &reply, waitMs);
     return Take(result, reply);
+}
+
+void SendToTask(const char* task, uint32_t id, Bytes payload) {
+    TagMsgBlock block = BlockTo(task, id, payload);
+    EXPECT_EQ(OsMsgAsynSend(&block), 0);
 }
 
 Outcome RequestThroughProxy(uint32_t id, Bytes payload, uint32_t waitMs) {

@@ -72,6 +72,9 @@ struct Outcome {
 // A request straight to a task of the service, past the library.
 Outcome RequestFromTask(const char* task, uint32_t id, const Bytes& payload, uint32_t waitMs);
 
+// A one-way message straight to a task of the service.
+void SendToTask(const char* task, uint32_t id, Bytes payload);
+
 // A request through the library's interface channel.
 Outcome RequestThroughProxy(uint32_t id, Bytes payload, uint32_t waitMs);
 

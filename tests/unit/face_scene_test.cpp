@@ -1,5 +1,5 @@
 // The simulated camera's faces, over as long as a visitor needs to come three times.
-#include "face_scene.h"
+#include "features/face/face_scene.h"
 
 #include <gtest/gtest.h>
 #include <map>

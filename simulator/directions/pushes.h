@@ -1,0 +1,34 @@
+// Events that somebody asks for by hand.
+#ifndef ORVI_SIM_DIRECTIONS_PUSHES_H
+#define ORVI_SIM_DIRECTIONS_PUSHES_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "payload.h"
+
+namespace orvi_sim {
+
+// The event's payload from words as payload.h reads them, "none" for no payload, nothing for a plain one of the usual
+// length. One that an application could not trust is refused, unless a word is "--raw". The reason when it is refused.
+std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>& words, Payload& payload);
+
+// The same without an event's rules.
+std::optional<std::string> ReadPayload(const std::vector<std::string>& words, Payload& payload);
+
+// A message that the command line asks for: sent to each application some time after it has announced itself.
+struct ScheduledPush {
+    uint32_t id;
+    Payload payload;
+    std::chrono::milliseconds delay;
+};
+
+// Reads ID[:WORD[,WORD...]][@MS]. Nothing, with the reason, when it cannot be read.
+std::optional<ScheduledPush> ParseScheduledPush(const std::string& text, std::string& error);
+
+}  // namespace orvi_sim
+
+#endif

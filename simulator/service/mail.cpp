@@ -1,0 +1,256 @@
+#include "service/mail.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+#include "log.h"
+#include "service/bus_block.h"
+#include "service/events.h"
+
+namespace orvi_sim {
+namespace {
+
+constexpr uint32_t LONGEST_WAIT_MS = 60000;
+
+int OpenWake() {
+    const int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category(), "eventfd");
+    }
+    return descriptor;
+}
+
+}  // namespace
+
+Mail::Mail(OnAbsent onAbsent) : onAbsent_(std::move(onAbsent)), wake_(OpenWake()) {}
+
+Mail::~Mail() {
+    Stop();
+    close(wake_);
+}
+
+void Mail::SetCapacity(size_t messages) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    capacity_ = messages;
+}
+
+void Mail::Open(const ApplicationId& application) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (stopped_ || boxes_.count(application) != 0) {
+        return;
+    }
+    const auto box = std::make_shared<Box>();
+    box->application = application;
+    boxes_.emplace(application, box);
+    if (!thread_.joinable()) {
+        thread_ = std::thread(&Mail::Run, this);
+    }
+}
+
+void Mail::Deliver(const ApplicationId& application, const std::string& task) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = boxes_.find(application);
+    if (found == boxes_.end()) {
+        return;
+    }
+    Box& box = *found->second;
+    box.task = task;
+    box.delivering = true;
+    for (Letter& letter : box.waiting) {
+        box.queue.push_back(std::move(letter));
+    }
+    box.waiting.clear();
+    Schedule(found->second);
+}
+
+void Mail::Withhold(const ApplicationId& application) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (const auto found = boxes_.find(application); found != boxes_.end()) {
+        found->second->delivering = false;
+    }
+}
+
+void Mail::Close(const ApplicationId& application) {
+    size_t dropped = 0;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        const auto found = boxes_.find(application);
+        if (found == boxes_.end()) {
+            return;
+        }
+        dropped = Drop(*found->second);
+        boxes_.erase(found);
+        changed_.notify_all();
+    }
+    if (dropped != 0) {
+        Log("%zu queued messages for %s dropped", dropped, application.process.c_str());
+    }
+}
+
+size_t Mail::Drop(Box& box) {
+    const size_t dropped = box.queue.size() + box.waiting.size();
+    box.closed = true;
+    box.queue.clear();
+    box.waiting.clear();
+    return dropped;
+}
+
+bool Mail::Post(const ApplicationId& application, uint32_t id, std::shared_ptr<const Payload> payload) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    const auto found = boxes_.find(application);
+    if (found == boxes_.end()) {
+        return false;
+    }
+    Box& box = *found->second;
+    if (box.queue.size() + box.waiting.size() >= capacity_) {
+        const uint64_t lost = ++box.counts.overflowed;
+        const bool isWorthALine = box.delivering || lost == 1;  // somebody who has not come yet may never come
+        lock.unlock();
+        if (!isWorthALine) {
+            return false;
+        }
+        Log("queue of %s is full: %#x \"%s\" is lost, %llu so far", application.process.c_str(), id, EventName(id),
+            static_cast<unsigned long long>(lost));
+        return false;
+    }
+    (box.delivering ? box.queue : box.waiting).push_back({id, std::move(payload)});
+    Schedule(found->second);
+    return true;
+}
+
+void Mail::Schedule(const BoxPtr& box) {
+    if (!box->scheduled && !box->queue.empty()) {
+        box->scheduled = true;
+        ready_.push_back(box);
+        Wake();
+    }
+}
+
+void Mail::Wake() const {
+    (void)eventfd_write(wake_, 1);  // fails only where the thread is woken up already
+}
+
+MailCounts Mail::Counts(const ApplicationId& application) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto found = boxes_.find(application);
+    if (found == boxes_.end()) {
+        return {};
+    }
+    MailCounts counts = found->second->counts;
+    counts.queued = found->second->queue.size() + found->second->waiting.size();
+    return counts;
+}
+
+bool Mail::AwaitSent(std::chrono::steady_clock::time_point deadline) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    const auto isSent = [this] { return ready_.empty() && blocked_.empty() && !sending_; };
+    changed_.wait_until(lock, deadline, [&] { return stopped_ || isSent(); });
+    return !stopped_ && isSent();
+}
+
+void Mail::Stop() {
+    std::vector<std::pair<std::string, size_t>> dropped;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        stopped_ = true;
+        for (const auto& [application, box] : boxes_) {
+            if (const size_t count = Drop(*box); count != 0) {
+                dropped.emplace_back(application.process, count);
+            }
+        }
+        boxes_.clear();
+        changed_.notify_all();
+        Wake();
+    }
+    for (const auto& [process, count] : dropped) {
+        Log("%zu queued messages for %s dropped", count, process.c_str());
+    }
+    if (thread_.joinable()) {  // no thread is started once stopped_ is set
+        thread_.join();
+    }
+}
+
+void Mail::Run() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!stopped_) {
+        if (ready_.empty()) {
+            const bool isSomebodyBlocked = !blocked_.empty();
+            lock.unlock();
+            AwaitWork(isSomebodyBlocked);
+            lock.lock();
+            ready_.insert(ready_.end(), blocked_.begin(), blocked_.end());
+            blocked_.clear();
+            continue;
+        }
+        // One message each in turn, so that a long queue does not hold up the others.
+        const BoxPtr box = ready_.front();
+        ready_.pop_front();
+        if (!box->queue.empty() && !SendNext(lock, box)) {
+            blocked_.push_back(box);
+        } else if (box->queue.empty()) {
+            box->scheduled = false;  // all is sent, or it was closed in the meantime
+        } else {
+            ready_.push_back(box);
+        }
+        changed_.notify_all();
+    }
+}
+
+// False when the receiver has no room now.
+bool Mail::SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box) {
+    const Letter letter = box->queue.front();
+    const std::string task = box->task;
+    sending_ = true;
+    lock.unlock();
+    const int result = Send(box->application, task, letter);
+    lock.lock();
+    sending_ = false;
+    if (result == ORVI_BUS_E_WOULD_BLOCK) {
+        return false;
+    }
+    ++(result == 0 ? box->counts.sent : box->counts.failed);
+    if (!box->closed) {
+        box->queue.pop_front();
+        if (result == ORVI_BUS_E_ABSENT) {
+            lock.unlock();
+            onAbsent_(box->application);
+            lock.lock();
+        }
+    }
+    return true;
+}
+
+int Mail::Send(const ApplicationId& application, const std::string& task, const Letter& letter) {
+    TagMsgBlock block = BlockTo(application.process, task);
+    block.msgId = letter.id;
+    block.dataLen = static_cast<uint32_t>(letter.payload->size());
+    // The bus only reads what it sends; its block has no const.
+    block.data = letter.payload->empty() ? nullptr : const_cast<uint8_t*>(letter.payload->data());
+    const int result = OrviHostMsgTrySend(&block);
+    if (result == 0) {
+        LogVerbose("sent %#x \"%s\" to %s/%s, %u bytes", letter.id, EventName(letter.id), application.process.c_str(),
+                   task.c_str(), block.dataLen);
+    } else if (result != ORVI_BUS_E_WOULD_BLOCK) {
+        Log("cannot send %#x \"%s\" to %s/%s: the bus says %d", letter.id, EventName(letter.id),
+            application.process.c_str(), task.c_str(), result);
+    }
+    return result;
+}
+
+// Returns when something has been posted, somebody may have room again, or the end has come.
+void Mail::AwaitWork(bool isSomebodyBlocked) const {
+    const int result = OrviHostMsgAwaitRoom(wake_, LONGEST_WAIT_MS);
+    if (result != 0 && result != ORVI_BUS_E_TIMEOUT) {
+        // The bus cannot tell of room, so look again now and then.
+        pollfd watched = {wake_, POLLIN, 0};
+        (void)poll(&watched, 1, isSomebodyBlocked ? 100 : -1);
+    }
+    eventfd_t count = 0;
+    (void)eventfd_read(wake_, &count);
+}
+
+}  // namespace orvi_sim

@@ -1,0 +1,390 @@
+#include "service/service.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <iterator>
+#include <mutex>
+
+#include "log.h"
+
+namespace orvi_sim {
+namespace {
+
+const char* const TASKS[] = {TASK_MASTER,    TASK_INTERFACE,     TASK_OM,     TASK_FACE, TASK_DIRECTOR,
+                             TASK_ASSISTANT, TASK_STATE_MACHINE, TASK_HOTWORD};
+
+constexpr uint32_t SELF_CHECK = 0x6FFFFF;  // the service's own: answered once its receive loop runs
+constexpr uint32_t TASK_QUEUE_SIZE = 64;
+constexpr size_t MOST_HELD = 1024;
+
+Service* g_service = nullptr;  // set before the first task is registered, for the life of the process
+
+std::mutex g_busLineMutex;
+std::string g_busLine;  // the bus's last line about itself: the reason of a refusal. Guarded by g_busLineMutex
+bool g_joined = false;  // from then on its lines go to the log at once. Guarded by g_busLineMutex
+
+void TakeBusLine(int level, const char* line) {
+    std::string text = line;
+    while (!text.empty() && text.back() == '\n') {
+        text.pop_back();
+    }
+    const std::lock_guard<std::mutex> lock(g_busLineMutex);
+    if (g_joined) {
+        Log("%s", text.c_str());
+    } else if (level <= 1) {
+        g_busLine = text;
+    }
+}
+
+std::string BusReason(int result) {
+    const std::lock_guard<std::mutex> lock(g_busLineMutex);
+    return g_busLine.empty() ? "the bus says " + std::to_string(result) : g_busLine;
+}
+
+std::string Expected(const RequestRow& row) {
+    if (row.shortest == row.longest) {
+        return std::to_string(row.shortest);
+    }
+    return std::to_string(row.shortest) + " to " + std::to_string(row.longest);
+}
+
+// How the log calls a message: by its name where it has one.
+std::string NameOf(uint32_t id, const RequestRow* row) {
+    char number[16];
+    std::snprintf(number, sizeof(number), "%#x", id);
+    return row != nullptr ? row->name : number;
+}
+
+}  // namespace
+
+Service::Service(Stage& stage, StopSignal& stop, const std::vector<Feature*>& features) : stage_(stage), stop_(stop) {
+    for (Feature* feature : features) {
+        const RequestTable table = feature->Requests();
+        for (size_t i = 0; i < table.count; ++i) {
+            if (!entries_.emplace(table.rows[i].id, Entry{&table.rows[i], feature}).second) {
+                Log("two rows for request %#x", table.rows[i].id);
+                std::abort();
+            }
+        }
+    }
+}
+
+Service::~Service() {
+    Stop();
+}
+
+// --- The tasks ---
+
+bool Service::Start(std::string& error) {
+    g_service = this;
+    OsMsgRegLogFunc(TakeBusLine);
+    OsMsgSetLogLevel(1);
+    if (const int result = OsMsgInit(SERVICE_NAME); result != 0) {
+        error = std::string("cannot join the bus as ") + SERVICE_NAME + ": " + BusReason(result);
+        return false;
+    }
+    for (const char* task : TASKS) {
+        if (const int result = OsMsgRegTask(task, TASK_QUEUE_SIZE, OnMessage); result != 0) {
+            error = std::string("cannot register the task ") + task + ": " + BusReason(result);
+            return false;
+        }
+        registered_.push_back(task);
+    }
+    {
+        const std::lock_guard<std::mutex> lock(g_busLineMutex);
+        g_joined = true;
+    }
+    // The first loop makes the bus announce the service, so every task had to be reachable before.
+    for (const char* task : TASKS) {
+        loops_.emplace_back(&Service::RunLoop, this, task);
+    }
+    if (!AwaitAnnouncement()) {
+        error = "the receive loops do not run: " + BusReason(0);
+        return false;
+    }
+    return true;
+}
+
+// Asks one of the own tasks: once a loop has answered, the process counts as started.
+bool Service::AwaitAnnouncement() {
+    TagMsgBlock block = BlockTo(SERVICE_NAME, TASK_MASTER);
+    block.msgId = SELF_CHECK;
+    TagMsgBlock* reply = nullptr;
+    if (OsMsgSynSend(&block, &reply, 0) != 0) {
+        return false;
+    }
+    OsMsgSynRespFree(reply);
+    return true;
+}
+
+void Service::Stop() {
+    for (const char* task : registered_) {
+        OrviHostMsgStopRoutine(task);
+    }
+    for (std::thread& loop : loops_) {
+        loop.join();
+    }
+    loops_.clear();
+    traffic_.Stop();
+    stage_.Stop();
+    for (const char* task : registered_) {
+        OsMsgUnregTask(SERVICE_NAME, 1, task);
+    }
+    registered_.clear();
+}
+
+void Service::RunLoop(const char* task) {
+    if (const int result = OsMsgTaskRoutineByName(task); result != 0) {
+        Log("the receive loop of %s ended: the bus says %d", task, result);
+        stop_.Raise(1);
+    }
+}
+
+int Service::OnMessage(TagMsgBlock* message) {
+    try {
+        g_service->Take(*message);
+        return 0;
+    } catch (const std::exception& exception) {
+        Log("message %#x not handled: %s", message->msgId, exception.what());
+        return -1;
+    }
+}
+
+// --- A message's way ---
+
+Request Service::Incoming::AsRequest() const {
+    const auto* const data = kept.empty() ? static_cast<const uint8_t*>(block.data) : kept.data();
+    return {block.msgId, sender, data, block.data != nullptr ? block.dataLen : 0, OrviHostMsgWantsReply(&block) != 0};
+}
+
+void Service::Take(const TagMsgBlock& message) {
+    if (message.msgId == OS_MSG_PROC_EXITRESULT) {
+        Forget(message);
+        return;
+    }
+    if (message.msgId == SELF_CHECK) {
+        const uint8_t running = ORVI_SIM_DONE;
+        (void)OrviHostMsgReply(&message, &running, sizeof(running));
+        return;
+    }
+    Incoming incoming{message, {}, {}, false};
+    OrviHostMsgSender sender{};
+    if (OrviHostMsgGetSender(&message, &sender) == 0) {
+        incoming.sender = {NameField(sender.procName), sender.incarnation};
+    }
+    const Stage::Lock lock = stage_.Enter();
+    if (!incoming.sender.process.empty()) {
+        (void)stage_.GetApplications().Meet(incoming.sender, sender.pid);  // who cannot be met is refused
+    }
+    // The one place where a fault of a request is decided: before any feature hears of it.
+    const Fault fault = faults_.Find(message.msgId);
+    if (!fault.isHeld && fault.delay.count() == 0) {
+        Serve(incoming, fault);
+        return;
+    }
+    Note(incoming);
+    incoming.isNoted = true;
+    if (message.data != nullptr) {
+        const auto* const bytes = static_cast<const uint8_t*>(message.data);
+        incoming.kept.assign(bytes, bytes + message.dataLen);
+    }
+    if (fault.isHeld) {
+        Hold(incoming);
+    } else {
+        stage_.After(fault.delay, [this, incoming, fault] { Serve(incoming, fault); });
+    }
+}
+
+void Service::Forget(const TagMsgBlock& event) {
+    OrviHostMsgSender ended{};
+    const Stage::Lock lock = stage_.Enter();
+    ApplicationId application;
+    if (OrviHostMsgGetSender(&event, &ended) == 0 && ended.procName[0] != '\0') {
+        application = {NameField(ended.procName), ended.incarnation};
+    } else {
+        application = stage_.GetApplications().OfProcess(NameField(event.procName));
+    }
+    stage_.Forget(application, "is gone: its process has exited");
+}
+
+void Service::Hold(const Incoming& incoming) {
+    if (held_.size() >= MOST_HELD) {
+        Log("%s dropped: %zu are held back already",
+            NameOf(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
+        return;
+    }
+    held_.push_back(incoming);
+}
+
+size_t Service::Release(uint32_t id) {
+    const auto firstOut = std::stable_partition(held_.begin(), held_.end(),
+                                                [id](const Incoming& held) { return held.block.msgId != id; });
+    const std::vector<Incoming> released(firstOut, held_.end());
+    held_.erase(firstOut, held_.end());
+    Fault fault = faults_.Find(id);
+    fault.isHeld = false;
+    for (const Incoming& incoming : released) {
+        Serve(incoming, fault);
+    }
+    return released.size();
+}
+
+const RequestRow* Service::FindRequest(uint32_t id) const {
+    const auto found = entries_.find(id);
+    return found != entries_.end() ? found->second.row : nullptr;
+}
+
+// What is wrong with a message before anybody has looked into it; empty when nothing is.
+std::string Service::FaultOfForm(const Request& request, const Entry* entry, const std::string& task) const {
+    if (request.sender.process.empty()) {
+        return "its sender is not who it says";
+    }
+    if (stage_.GetApplications().List().count(request.sender) == 0) {
+        return "its sender has ended, or there are too many";
+    }
+    if (entry == nullptr) {
+        return "unknown id";
+    }
+    const RequestRow& row = *entry->row;
+    if (task != row.task) {
+        return std::string("belongs to ") + row.task + ", not to " + task;
+    }
+    if (request.length < row.shortest || request.length > row.longest) {
+        return std::to_string(request.length) + " bytes, expected " + Expected(row);
+    }
+    if (request.wantsReply && row.reply == ONE_WAY) {
+        return "is no request, but its sender waits for a reply";
+    }
+    if (row.hasAddress) {
+        ClientAddress address;
+        if (!request.Address(address)) {
+            return "a name of the client is empty or has no end";
+        }
+        if (address.process != request.sender.process) {
+            return "the address in it is that of " + address.process;
+        }
+    }
+    return "";
+}
+
+// The handler's answer, or what the fault puts in its place.
+Answer Service::Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault) {
+    Answer answer;
+    if (fault.reply == Fault::Reply::Refusal) {
+        answer.Refuse(fault.verdict, "as told");
+        return answer;
+    }
+    if (fault.reply == Fault::Reply::NoData) {
+        answer.NoData();
+        return answer;
+    }
+    if (fault.reply == Fault::Reply::Given) {
+        answer.Data(fault.given);
+        return answer;
+    }
+    if (const std::string reason = FaultOfForm(request, entry, task); !reason.empty()) {
+        answer.Refuse(ORVI_SIM_MALFORMED, reason);
+        return answer;
+    }
+    try {
+        (entry->feature->*entry->row->handler)(request, answer);
+    } catch (const std::exception& exception) {
+        answer.Refuse(ORVI_SIM_MALFORMED, std::string("not handled: ") + exception.what());
+    }
+    return answer;
+}
+
+// A sender that has not announced itself yet may tell its task in a request.
+void Service::LearnTask(const Request& request, const Entry* entry) {
+    ClientAddress address;
+    if (entry != nullptr && entry->row->hasAddress && request.length >= ADDRESS_LENGTH && request.Address(address) &&
+        address.process == request.sender.process) {
+        stage_.GetApplications().LearnTask(request.sender, address.task);
+    }
+}
+
+void Service::Serve(const Incoming& incoming, const Fault& fault) {
+    const Request request = incoming.AsRequest();
+    const auto found = entries_.find(request.id);
+    const Entry* const entry = found != entries_.end() ? &found->second : nullptr;
+    const std::string task = NameField(incoming.block.recvTaskName);
+    LogVerbose("%s %#x \"%s\" on %s from %s, %u bytes", request.wantsReply ? "request" : "message", request.id,
+               entry != nullptr ? entry->row->name : "unknown", task.c_str(), request.sender.process.c_str(),
+               request.length);
+    if (fault.isLost) {
+        LogVerbose("%#x is lost, as told", request.id);
+        Note(incoming);
+        return;
+    }
+    LearnTask(request, entry);
+    stage_.BeginRequest(request.sender);
+    const Answer answer = Decide(request, entry, task, fault);
+    if (answer.IsRefused()) {
+        LogRefusal(incoming, entry, answer.Reason());
+        if (entry != nullptr && entry->row->reply == ONE_WAY) {
+            entry->feature->OnRefused(request, answer.Reason());
+        }
+    }
+    Note(incoming);
+    if (request.wantsReply) {
+        Reply(incoming, entry, answer);
+    }
+    if (entry != nullptr) {
+        TellVerdict(*entry->row, request, fault, answer);
+    }
+    stage_.EndRequest();
+}
+
+void Service::Note(const Incoming& incoming) {
+    if (!incoming.isNoted) {
+        traffic_.Note(incoming.AsRequest());
+    }
+}
+
+void Service::LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason) {
+    const std::string sender =
+        incoming.sender.process.empty() ? "uid " + std::to_string(incoming.block.senderUid) : incoming.sender.process;
+    Log("refused %s from %s: %s", NameOf(incoming.block.msgId, entry != nullptr ? entry->row : nullptr).c_str(),
+        sender.c_str(), reason.c_str());
+}
+
+void Service::Reply(const Incoming& incoming, const Entry* entry, const Answer& answer) {
+    static const uint8_t nothing = 0;  // a reply of length 0 needs an address
+    const TagMsgBlock& block = incoming.block;
+    Payload reply = answer.Reply();
+    if (answer.IsRefused()) {
+        reply = entry != nullptr ? RefusalOf(*entry->row, incoming.AsRequest(), answer.Verdict())
+                                 : Payload{answer.Verdict()};
+    }
+    const int result = answer.HasNoData() ? OrviHostMsgReply(&block, nullptr, 0)
+                                          : OrviHostMsgReply(&block, reply.empty() ? &nothing : reply.data(),
+                                                             static_cast<uint32_t>(reply.size()));
+    if (result != 0) {
+        Log("reply to %#x not sent: the bus says %d", block.msgId, result);
+    } else if (answer.HasNoData()) {
+        LogVerbose("reply to %#x without data", block.msgId);
+    } else {
+        LogVerbose("reply to %#x, %zu bytes", block.msgId, reply.size());
+    }
+}
+
+// What is told agrees with the reply.
+void Service::TellVerdict(const RequestRow& row, const Request& request, const Fault& fault, const Answer& answer) {
+    uint8_t verdict = answer.Verdict();
+    const bool isMadeUp = fault.reply == Fault::Reply::NoData || fault.reply == Fault::Reply::Given;
+    if (!answer.IsRefused() && isMadeUp) {
+        if (row.reply != VERDICT || answer.Reply().empty()) {
+            return;  // there is no verdict in it
+        }
+        verdict = answer.Reply().front();
+    }
+    if (row.told == Told::Room && verdict == ORVI_SIM_DONE) {
+        stage_.TellAll(row.id, IntegerPayload(verdict));
+    } else if (row.told != Told::Nobody) {
+        stage_.Tell(request.sender, row.id, IntegerPayload(verdict));
+    }
+}
+
+}  // namespace orvi_sim

@@ -1,0 +1,156 @@
+#include "service/stage.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "log.h"
+#include "service/events.h"
+
+namespace orvi_sim {
+namespace {
+
+constexpr size_t MOST_HELD = 1024;
+
+}  // namespace
+
+Stage::Stage()
+    : applications_([this](const ApplicationId& application, const char* why) {
+          const Lock lock = Enter();
+          Forget(application, why);
+      }) {}
+
+Stage::~Stage() {
+    Stop();
+}
+
+void Stage::Tell(const ApplicationId& application, uint32_t id, Payload payload) {
+    SendBehindReply({application, id, std::make_shared<const Payload>(std::move(payload))});
+}
+
+void Stage::TellAll(uint32_t id, Payload payload) {
+    const auto shared = std::make_shared<const Payload>(std::move(payload));
+    for (const auto& [application, known] : applications_.List()) {
+        if (!known.hasLeft || application == requester_) {
+            SendBehindReply({application, id, shared});
+        }
+    }
+}
+
+void Stage::BeginRequest(const ApplicationId& sender) {
+    requester_ = sender;
+}
+
+void Stage::EndRequest() {
+    requester_ = {};
+    for (Event& event : std::exchange(toldInRequest_, {})) {
+        Send(std::move(event));
+    }
+}
+
+void Stage::SendBehindReply(Event event) {
+    if (requester_.process.empty()) {
+        Send(std::move(event));
+    } else {
+        toldInRequest_.push_back(std::move(event));
+    }
+}
+
+// The one place where an event's fault is decided.
+void Stage::Send(Event event) {
+    const Fault fault = eventFaults_.Find(event.id);
+    if (fault.isLost) {
+        LogVerbose("%#x \"%s\" is lost, as told", event.id, EventName(event.id));
+    } else if (fault.isHeld) {
+        if (heldEvents_.size() >= MOST_HELD) {
+            Log("%#x \"%s\" dropped: %zu are held back already", event.id, EventName(event.id), heldEvents_.size());
+            return;
+        }
+        heldEvents_.push_back(std::move(event));
+    } else if (fault.delay.count() != 0) {
+        After(fault.delay, [this, event] { (void)Post(event); });
+    } else {
+        (void)Post(event);
+    }
+}
+
+bool Stage::Post(const Event& event) {
+    return applications_.GetMail().Post(event.application, event.id, event.payload);
+}
+
+size_t Stage::ReleaseEvents(uint32_t id) {
+    const auto firstOut = std::stable_partition(heldEvents_.begin(), heldEvents_.end(),
+                                                [id](const Event& event) { return event.id != id; });
+    const std::vector<Event> released(firstOut, heldEvents_.end());
+    heldEvents_.erase(firstOut, heldEvents_.end());
+    for (const Event& event : released) {
+        (void)Post(event);
+    }
+    return released.size();
+}
+
+size_t Stage::Push(const std::string* process, uint32_t id, Payload payload) {
+    const auto shared = std::make_shared<const Payload>(std::move(payload));
+    size_t queued = 0;
+    for (const auto& [application, known] : applications_.List()) {
+        if (known.isAnnounced && (process == nullptr || application.process == *process)) {
+            queued += Post({application, id, shared}) ? 1 : 0;
+        }
+    }
+    return queued;
+}
+
+void Stage::After(std::chrono::milliseconds delay, std::function<void()> work) {
+    timer_.After(delay, [this, work = std::move(work)] {
+        const Lock lock = Enter();
+        if (!stopped_) {
+            work();
+        }
+    });
+}
+
+void Stage::Announce(const ApplicationId& application, const std::string& task) {
+    if (applications_.Announce(application, task)) {
+        for (ApplicationListener* listener : listeners_) {
+            listener->OnCame(application);
+        }
+    }
+    changed_.notify_all();
+}
+
+bool Stage::Leave(const ApplicationId& application) {
+    if (!applications_.Leave(application)) {
+        return false;
+    }
+    for (ApplicationListener* listener : listeners_) {
+        listener->OnGone(application);
+    }
+    changed_.notify_all();
+    return true;
+}
+
+void Stage::Forget(const ApplicationId& application, const char* why) {
+    if (stopped_ || !applications_.Forget(application, why)) {
+        return;
+    }
+    for (ApplicationListener* listener : listeners_) {
+        listener->OnGone(application);
+    }
+    changed_.notify_all();
+}
+
+bool Stage::AwaitAnnounced(Lock& lock, size_t count, std::chrono::steady_clock::time_point deadline) {
+    changed_.wait_until(lock, deadline, [&] { return stopped_ || applications_.AnnouncedCount() == count; });
+    return !stopped_ && applications_.AnnouncedCount() == count;
+}
+
+void Stage::Stop() {
+    {
+        const Lock lock = Enter();
+        stopped_ = true;
+        changed_.notify_all();
+    }
+    timer_.Stop();
+    applications_.Stop();
+}
+
+}  // namespace orvi_sim

@@ -1,0 +1,100 @@
+// Where everything happens that the service shows: one thing at a time, in one order. Requests, timers, directions and
+// the comings and goings of applications enter the stage; what features tell leaves from here.
+#ifndef ORVI_SIM_SERVICE_STAGE_H
+#define ORVI_SIM_SERVICE_STAGE_H
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "payload.h"
+#include "service/applications.h"
+#include "service/faults.h"
+#include "service/timer.h"
+
+namespace orvi_sim {
+
+class Stage {
+ public:
+    Stage();
+    ~Stage();
+    Stage(const Stage&) = delete;
+    Stage& operator=(const Stage&) = delete;
+
+    // They outlive the stage's last use. Before anything enters.
+    void SetListeners(std::vector<ApplicationListener*> listeners) { listeners_ = std::move(listeners); }
+
+    // Enters; whoever holds the lock is on the stage. Must not be held while waiting for anything.
+    using Lock = std::unique_lock<std::mutex>;
+    Lock Enter() { return Lock(mutex_); }
+
+    // --- For features, on the stage ---
+
+    // An event for one application, or for all that are there; the sender of the request that is being handled is one of
+    // them in any case. None of these waits.
+    void Tell(const ApplicationId& application, uint32_t id, Payload payload);
+    void TellAll(uint32_t id, Payload payload);
+
+    // The work enters the stage.
+    void After(std::chrono::milliseconds delay, std::function<void()> work);
+
+    Applications& GetApplications() { return applications_; }
+
+    // An application has announced itself, has left: the features are told.
+    void Announce(const ApplicationId& application, const std::string& task);
+    bool Leave(const ApplicationId& application);
+    void Forget(const ApplicationId& application, const char* why);
+
+    // --- For the service and the directions, on the stage ---
+
+    // What is told between the two leaves with the second, behind the reply.
+    void BeginRequest(const ApplicationId& sender);
+    void EndRequest();
+
+    // The number of applications that it was queued for; of one process when one is named.
+    size_t Push(const std::string* process, uint32_t id, Payload payload);
+
+    Faults& EventFaults() { return eventFaults_; }
+    size_t ReleaseEvents(uint32_t id);  // those that are held back
+
+    // Waits, off the stage in the meantime. False at the deadline or after Stop.
+    bool AwaitAnnounced(Lock& lock, size_t count, std::chrono::steady_clock::time_point deadline);
+
+    // --- Off the stage ---
+
+    // No timer runs any more, nobody is told anything, every wait ends.
+    void Stop();
+
+ private:
+    struct Event {
+        ApplicationId application;
+        uint32_t id;
+        std::shared_ptr<const Payload> payload;
+    };
+
+    void SendBehindReply(Event event);
+    void Send(Event event);
+    bool Post(const Event& event);
+
+    std::mutex mutex_;  // the stage; guards what follows
+    std::condition_variable changed_;
+    std::vector<ApplicationListener*> listeners_;
+    Faults eventFaults_;
+    std::vector<Event> heldEvents_;
+    std::vector<Event> toldInRequest_;
+    ApplicationId requester_;  // without a name between requests
+    bool stopped_ = false;
+
+    Timer timer_;  // has its own lock
+    Applications applications_;
+};
+
+}  // namespace orvi_sim
+
+#endif
