@@ -59,8 +59,9 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     // What a connection in the state kWaiting waits for, see order.h.
     bool identified ORVI_BUS_GUARDED_BY(kLoop) = false;
     bool saysStarted ORVI_BUS_GUARDED_BY(kLoop) = false;
-    bool mustStart ORVI_BUS_GUARDED_BY(kLoop) = false;  // the start of its sender is to be announced first
-    uint64_t drainTick ORVI_BUS_GUARDED_BY(kLoop) = 0;  // when its predecessors were asked for, 0: not yet
+    bool mustStart ORVI_BUS_GUARDED_BY(kLoop) = false;   // the start of its sender is to be announced first
+    bool startAsked ORVI_BUS_GUARDED_BY(kLoop) = false;  // and its watch has been told to look
+    uint64_t drainTick ORVI_BUS_GUARDED_BY(kLoop) = 0;   // when its predecessors were asked for, 0: not yet
 
     // Reads what is there into the reader. kBytes or kNothing with `readable` telling whether there may be more; kNoRoom
     // when the peer's memory is spent; else the connection is to be closed, for the reason, null for an end in good order.
@@ -93,6 +94,7 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
         uint8_t* Bytes() { return reinterpret_cast<uint8_t*>(this + 1); }
     };
     bool Enqueue(const Parcel& parcel) ORVI_BUS_REQUIRES(mutex_);
+    void GiveUp(const char* reason) ORVI_BUS_REQUIRES(mutex_);
     void DropQueue() ORVI_BUS_REQUIRES(mutex_);
 
     EventLoop* const loop_;

@@ -25,6 +25,8 @@ struct FreeBytes {
 constexpr int kTurnMessages = 32;
 constexpr int kTurnReads = 16;
 
+constexpr int64_t kRestoreEveryNs = 100000000;
+
 }  // namespace
 
 class Task::Running {
@@ -76,11 +78,16 @@ int Task::Open() {
         Log(kLogError, "cannot register task '%s': %s", name_, strerror(errno));
         return ORVI_BUS_E_SYSTEM;
     }
-    return endpoint_.Open(name_);
+    std::string why;
+    const int result = endpoint_.Open(name_, &why);
+    if (result != 0) {
+        Log(kLogError, "cannot register task '%s': %s", name_, why.c_str());
+    }
+    return result;
 }
 
-int Task::Reopen() {
-    const int result = endpoint_.Open(name_);
+int Task::Reopen(std::string* why) {
+    const int result = endpoint_.Open(name_, why);
     if (result == 0) {
         watches_.WatchDirectoryAgain();
     }
@@ -132,7 +139,7 @@ int Task::Loop() {
         }
         int64_t until = 0;
         if (connections_.ReadyCount() == 0 && !(served && watches_.AnyUnsettled())) {
-            until = std::min(connections_.NextDeadlineNs(), watches_.NextDeadlineNs());
+            until = NextDeadlineNs();
         }
         epoll_event events[EventLoop::kMostEvents];
         const int count = loop_.Wait(until, events);
@@ -155,7 +162,7 @@ bool Task::HandleEvents(const epoll_event* events, int count) {
         auto* source = static_cast<Source*>(events[i].data.ptr);
         switch (source->kind) {
             case Source::Kind::kListener:
-                (void)connections_.AcceptAll();
+                (void)connections_.Accept(Connections::kATurn);
                 break;
             case Source::Kind::kWake:
                 loop_.TakeWake();
@@ -172,11 +179,25 @@ bool Task::HandleEvents(const epoll_event* events, int count) {
                 break;
         }
     }
-    return !lost || loop_.Interrupted() || restore_() == 0;
+    return !lost || loop_.Interrupted() || PutBack();
+}
+
+// False when the process has lost its place for good. What is refused for now is tried again.
+bool Task::PutBack() {
+    const int result = restore_();
+    if (result == 0) {
+        watches_.WatchDirectoryIfGone();
+    }
+    restoreNs_ = result == 0 ? INT64_MAX : MonotonicNs() + kRestoreEveryNs;
+    return result != ORVI_BUS_E_NAME && result != ORVI_BUS_E_DIRECTORY;
+}
+
+int64_t Task::NextDeadlineNs() {
+    return std::min({connections_.NextDeadlineNs(), watches_.NextDeadlineNs(), restoreNs_});
 }
 
 bool Task::KeepTime() {
-    const int64_t next = std::min(connections_.NextDeadlineNs(), watches_.NextDeadlineNs());
+    const int64_t next = NextDeadlineNs();
     if (next == INT64_MAX) {
         return true;
     }
@@ -185,7 +206,8 @@ bool Task::KeepTime() {
         return true;
     }
     connections_.OnTime(now);
-    return !watches_.OnTime(now) || restore_() == 0;
+    const bool look = watches_.OnTime(now) || now >= restoreNs_;
+    return !look || PutBack();
 }
 
 // Gives each connection that is ready its turn. True when there was one.
