@@ -1,6 +1,7 @@
 #include "annotated_mutex.h"
 #include "client_log.h"
 #include "client_names.h"
+#include "face_registry.h"
 #include "forked_child.h"
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_os_thread.h"
@@ -67,6 +68,7 @@ int AiSrvServiceProxy::Initiate(tagOrviAppInfo /*appInfo*/, OrviAiMainCallback c
         return -1;
     }
     gOrviAiVisionCallBackFun.store(callback);
+    CloseDispatchAtExit();
     (void)AiVisionAPILogInit();  // without the log service the library works all the same
     ORVI_LOG_INFO("<AiSrvServiceProxy::Initiate> msg proc name is %s.", MsgProcName().text);
     if (CreatePthread() != 0) {

@@ -160,7 +160,7 @@ Request Service::Incoming::AsRequest() const {
 }
 
 void Service::Take(const TagMsgBlock& message) {
-    if (message.msgId == OS_MSG_PROC_EXITRESULT) {
+    if (message.msgId == OS_MSG_PROC_EXITRESULT && message.procName[0] != '\0') {  // only the bus's own names a process
         Forget(message);
         return;
     }

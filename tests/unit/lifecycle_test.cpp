@@ -1,4 +1,6 @@
+#include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
@@ -193,6 +195,20 @@ TEST_F(Lifecycle, ACopyThatFailsEndsTheMessageWithALinePerCaller) {
                          filling ? "error <AiSrvSendUninitMsgToVision> failed: call SetStAiTaskBasicInfo failed."
                                  : "error <AiSrvSendUninitMsgToVision> call SetMsgBlock failed."}));
     }
+}
+
+// The application's static objects go between the handlers that are younger than the connection and those that are older.
+TEST_F(Lifecycle, NoCallbackBeginsOnceTheStaticObjectsGo) {
+    const auto end = [] {
+        (void)std::atexit([] {
+            TagMsgBlock block = {};
+            block.msgId = 0x60002D;
+            _exit(FakePlatform::Get().handler(&block) == -1 ? 0 : 1);
+        });
+        (void)OrviAiSrvApiInit(tagOrviAppInfo{}, [](OrviAiEventId, void*) { _exit(2); });
+        std::exit(3);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
