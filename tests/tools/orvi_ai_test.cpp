@@ -79,12 +79,12 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"face extract /dev/null", 1, "/dev/null is no reply with photos: 0 bytes, at least 4 expected"},
         {"caption init", 0, "caption init  done"},
         {"caption start --conference C --report --count 4", 0, "  caption.line          number=1 final=0 "},
-        {"caption stop", 1, "response ret is error"},  // they were switched off at the end
+        {"caption stop", 1, "response ret is error"},  // they were put away at the end
         {"caption deinit", 0, "caption deinit  done"},
         {"caption start", 2, "conference is missing\nSee orvi-ai caption start --help"},
         {"caption start --conference C --option1 2", 2, "option1 is '2': -2147483648 to 1"},
         {"nameplate init", 0, "done"},
-        {"nameplate start", 0, "done"},
+        {"nameplate start --count 1", 0, "  nameplate.started     verdict=done\n"},
         {"nameplate stop", 0, "done"},
         {"nameplate deinit", 0, "done"},
         {"director init", 1, "OrviAiSrvDirectorInit returned -1"},
@@ -94,7 +94,8 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"lock state -7", 0, "done"},
         {"lock state", 2, "state is required"},
         {"checkin init", 0, "done"},
-        {"checkin start --conference C --user Ada", 0, "done"},
+        {"checkin start --conference C --user Ada --for 0s", 0, "done"},
+        {"checkin start --for 0s", 1, "OrviAiSrvCheckInStart returned -1"},  // neither id nor uuid
         {"checkin start-report --conference C --for 0s", 0, "done"},
         {"checkin stop-report", 0, "done"},
         {"checkin page --view present", 0, "\n  present     0\n"},
@@ -104,20 +105,19 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"checkin stop", 0, "done"},
         {"checkin clear", 0, "done"},
         {"checkin deinit", 0, "done"},
-        {"minutes start --conference C --subject S", 0, "done"},
-        {"minutes start --conference D", 1, "response ret is error"},  // the service is at work for another one
-        {"minutes stop", 0, "done"},
+        {"minutes start --conference C --subject S --for 0s", 0, "done"},
+        {"minutes stop", 1, "response ret is error"},  // they have ended with the command
         {"model init --server device", 0, "done"},
         {"model init --server 7", 1, "the service has no such model"},
         {"model ask how are you", 0, "\nYou asked: \"how are you\" These are 3 words"},
         {"--report model ask how are you", 0, "\n(private, 121 bytes)\n"},
         {"model deinit", 0, "done"},
         {"hotword register", 0, "done"},
-        {"hotword replace computer", 0, "done"},
-        {"hotword add 'dear room' lamp", 0, "done"},
+        {"hotword replace computer --for 0s", 0, "done"},
+        {"hotword add 'dear room' lamp --for 0s", 0, "done"},
         {"hotword remove lamp", 0, "done"},
         {"hotword add", 2, "WORD is required"},
-        {"assistant intents open_blinds close_blinds", 0, "done"},
+        {"assistant intents open_blinds close_blinds --for 0s", 0, "done"},
         {"assistant wake --mode announce", 0, "done"},
         {"assistant speak --text hello", 0, "done"},
         {"assistant answer --seq 1 --text yes --final", 0, "done"},
@@ -270,7 +270,7 @@ TEST_F(OrviAiTest, WatchesAcrossARestart) {
     StartService();
     const auto watch = Start("watch");
     ASSERT_TRUE(watch->ReadUntil("face.event"));  // it is there
-    simulator_.Command("push 0x600038 hex:01");
+    simulator_.Command("push 0x600038 --raw hex:01");
     EXPECT_TRUE(watch->ReadUntil("caption.line          (1 bytes, at least 512 expected)"));
     simulator_.Kill();
     ASSERT_TRUE(watch->ReadUntil("bus.exit"));

@@ -35,6 +35,7 @@ Outcome FaceExtract(Session& session, const Call& call);
 
 // calls_meeting.cpp
 Outcome CaptionInit(Session& session, const Call& call);
+int PrepareCaptions();
 Outcome CaptionStart(Session& session, const Call& call);
 Outcome LockState(Session& session, const Call& call);
 Outcome CheckinStart(Session& session, const Call& call);

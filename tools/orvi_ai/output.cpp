@@ -63,7 +63,8 @@ void Output::Call(const std::string& call, const std::string& function, const Ou
         return;
     }
     if (isDone) {
-        const std::string line = Bold(call) + "  done  " + Number("%.1f ms\n", milliseconds);
+        const std::string line = Bold(call) + "  done  " + Number("%.1f ms", milliseconds) +
+                                 (outcome.isOpenEnded ? ", goes on until Ctrl-C\n" : "\n");
         Print((isQuiet ? "" : line) + outcome.text);
         return;
     }

@@ -29,10 +29,6 @@ int Session::Disconnect() {
     return OrviAiSrvApiDeinit();
 }
 
-int Session::PrepareCaptions() {
-    return isScript_ ? 0 : OrviAiSrvCaptionInit(&Events::OnCaption);
-}
-
 void Session::BecomeScript() {
     isScript_ = true;
     Events::PrintTo(&output_, {});
@@ -78,14 +74,17 @@ ExitCode Session::Run(const Call& call) {
         output_.Error("nobody is there: the vision service does not run on this bus");
         return NOBODY_THERE;
     }
-    const bool goesOn = (command.traits & MAKES_EVENTS) != 0 && !isScript_;
+    const bool goesOn = (command.traits & (MAKES_EVENTS | GOES_ON)) != 0 && !isScript_;
     if (goesOn && *command.events != '\0') {
         Events::PrintTo(&output_, {{command.events, "bus.*", "service.*"}, {}});
     }
     (void)TakeLibraryLog();
     const Clock::time_point begin = Clock::now();
     Outcome outcome;
-    if (command.plain != nullptr) {
+    if (!isScript_ && command.prepare != nullptr && command.prepare() != 0) {
+        outcome.result = -1;
+        outcome.reason = "what it needs could not be made ready";
+    } else if (command.plain != nullptr) {
         outcome.result = command.plain();
     } else {
         outcome = command.run(*this, call);
@@ -96,6 +95,7 @@ ExitCode Session::Run(const Call& call) {
         }
         return static_cast<ExitCode>(outcome.result);
     }
+    outcome.isOpenEnded = goesOn && !call.duration && !call.count;
     const ExitCode code = Tell(call, outcome, begin);
     return code == DONE && goesOn ? GoOn(call) : code;
 }
