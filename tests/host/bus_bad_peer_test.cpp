@@ -137,46 +137,6 @@ TEST_F(BusTest, APeersMemoryIsLimitedAndNothingIsLost) {
     EXPECT_EQ(server.Errors(), "");
 }
 
-// Others learn of a silent connection while its peer's memory is spent: whatever ends first, it is remembered once.
-TEST_F(BusTest, ASilentConnectionMayEndWhileMemoryIsSpent) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    const auto settled = [&] { return client.Ask("call server t 3 1 0") == "reply 1 uid " + kUid; };
-    ASSERT_TRUE(settled());
-    const std::string before = server.Ask("stat");
-    const Bytes payload = Payload(orvi_bus::kMaxDataLen);
-    const std::string path = directory + "/server:t";
-    for (const size_t last : {0U, 3U}) {
-        std::vector<Socket> large;
-        for (size_t i = 0; i < 4; ++i) {
-            large.emplace_back(path);
-            large.back().Send(Greeting("raw", i));
-        }
-        auto silent = std::make_unique<Socket>(path);
-        const Socket partial(path);
-        const Bytes hello = Greeting("raw", 10);
-        partial.Send(Bytes(hello.begin(), hello.end() - 1));
-        ASSERT_TRUE(settled());
-        for (const Socket& socket : large) {
-            const Bytes frame = Frame(FrameKind::kOneWay, 0, kNote, payload);
-            socket.Send(Bytes(frame.begin(), frame.end() - 1));
-        }
-        ASSERT_TRUE(settled());
-        partial.Send(Bytes(hello.end() - 1, hello.end()));
-        ASSERT_TRUE(settled());
-        std::swap(large[last], large[3]);
-        large.erase(large.begin());
-        ASSERT_TRUE(settled());
-        silent.reset();
-        ASSERT_TRUE(settled());
-        large.clear();
-        const Socket next(path);  // a buffer of its own again
-        next.Send(hello);
-        ASSERT_TRUE(settled()) << server.Errors();
-    }
-    AwaitStat(&server, before);
-}
-
 // Connections are not all that a process may have: however many one peer opens and leaves idle, another gets in.
 TEST_F(BusTest, IdleConnectionsKeepNobodyOut) {
     constexpr size_t kIdle = 2000;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -31,6 +32,11 @@ size_t OpenDescriptors() {
     }
     closedir(entries);
     return count;
+}
+
+mode_t ModeOf(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
 Peer::Peer(const Environment& environment, const std::vector<std::string>& wrapper)

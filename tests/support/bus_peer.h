@@ -80,6 +80,9 @@ class BusTest : public testing::Test {
 
 size_t OpenDescriptors();
 
+// Permissions of a file; 0 when it is not there.
+mode_t ModeOf(const std::string& path);
+
 inline long LinesOf(const std::string& text) {
     return std::count(text.begin(), text.end(), '\n');
 }
