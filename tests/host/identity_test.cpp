@@ -1,5 +1,7 @@
 // Names, records and the bus directory as processes leave them to each other. The test process itself is on the bus as
 // "watcher", by its identity alone; the others are whole members.
+#include "membership/identity.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -16,7 +18,6 @@
 
 #include "bus_peer.h"
 #include "child.h"
-#include "membership/identity.h"
 
 namespace {
 

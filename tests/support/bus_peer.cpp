@@ -115,11 +115,16 @@ void BusTest::TearDown() {
     EXPECT_EQ(OpenDescriptors(), descriptors_);
 }
 
-Peer& BusTest::Start(Environment more) {
+std::unique_ptr<Peer> BusTest::StartAlone(Environment more) const {
     more.insert(more.begin(),
                 {{"ORVI_BUS_DIR", directory},
+                 {"ORVI_BUS_SLOW_MS", "0"},
                  {"ORVI_BUS_SEND_WAIT_MS", std::to_string(std::chrono::milliseconds(orvi_test::PATIENCE).count())}});
-    peers_.push_back(std::make_unique<Peer>(more));
+    return std::make_unique<Peer>(more);
+}
+
+Peer& BusTest::Start(Environment more) {
+    peers_.push_back(StartAlone(std::move(more)));
     return *peers_.back();
 }
 
@@ -132,8 +137,23 @@ Peer& BusTest::StartTask(const std::string& proc, const std::string& task, const
 
 void BusTest::Run(Peer* peer, const std::string& proc, const std::string& task) {
     EXPECT_EQ(peer->Ask("join " + proc), "0") << peer->Errors();
+    RunTask(peer, task);
+}
+
+void BusTest::RunTask(Peer* peer, const std::string& task) {
     EXPECT_EQ(peer->Ask("task " + task), "0") << peer->Errors();
     EXPECT_EQ(peer->Ask("run " + task), "0");
+}
+
+void BusTest::HoldUp(Peer* peer, const std::string& proc, const std::string& task) {
+    constexpr int kBlock = 8;  // tests/host/bus_peer_ids.h
+    ASSERT_EQ(peer->Ask("send " + proc + " " + task + " " + std::to_string(kBlock) + " 0"), "0");
+    ASSERT_EQ(peer->Next(), "message " + task + " 8 0 " + std::to_string(geteuid()));
+}
+
+void BusTest::LetGo(Peer* peer) {
+    EXPECT_EQ(peer->Ask("release 1"), "0");
+    EXPECT_EQ(peer->Next(), "unblocked");
 }
 
 Peer& BusTest::StartWatcher() {
