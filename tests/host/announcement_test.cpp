@@ -19,22 +19,10 @@ class Life {
 
     bool Can(Op op) const {
         const bool there = presence_.seen == Presence::Seen::kThere;
-        switch (op) {
-            case kDraw:
-                return drawn_ == 0 && live_.number == 0;
-            case kAppear:
-                return drawn_ != 0;
-            case kStart:
-                return live_.number != 0 && !live_.started;
-            case kDie:
-                return live_.number != 0;
-            case kSweep:
-                return there && live_.number == 0 && drawn_ == 0;
-            case kDelete:
-                return there && live_.number != 0;
-            default:
-                return !there && live_.number != 0;
-        }
+        const bool living = live_.number != 0;
+        const bool can[kOps] = {drawn_ == 0 && !living,          drawn_ != 0,     living && !live_.started, living,
+                                there && !living && drawn_ == 0, there && living, !there && living};
+        return can[op];
     }
 
     void Do(Op op) {

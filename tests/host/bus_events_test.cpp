@@ -18,23 +18,8 @@ const std::string kExit = "exit server" + kUid;
 class BusEvents : public BusTest {
  protected:
     static std::string Note(uint32_t length) { return "message w 1 " + std::to_string(length) + kUid; }
-
-    static void HoldUp(Peer* sender, Peer* watcher) {
-        ASSERT_EQ(sender->Ask("send watcher w " + std::to_string(kBlock) + " 0"), "0");
-        ASSERT_EQ(watcher->Next(), "message w 8 0" + kUid);
-    }
+    static void HoldUp(Peer* watcher) { BusTest::HoldUp(watcher, "watcher", "w"); }
 };
-
-TEST_F(BusEvents, EveryRestartIsOneExitAndOneStartInOrder) {
-    Peer& watcher = StartWatcher();
-    for (int cycle = 0; cycle < 100; ++cycle) {
-        Peer& server = StartTask("server", "t");
-        ASSERT_EQ(watcher.Next(), kStart);
-        server.Kill();
-        ASSERT_EQ(watcher.Next(), kExit);
-    }
-    EXPECT_EQ(watcher.Seen(), Lines{});
-}
 
 TEST_F(BusEvents, OnlyTransitionsAreReported) {
     Peer& server = StartTask("server", "t");
@@ -72,31 +57,14 @@ TEST_F(BusEvents, AProcessMayWatchItself) {
     EXPECT_EQ(Start().Ask("join server"), "4");  // the look did not cost the name
 }
 
-TEST_F(BusEvents, TheLastMessagesComeBeforeTheExit) {
-    Peer& watcher = StartWatcher();
-    Peer& other = StartTask("other", "o");
-    Peer& server = StartTask("server", "t");
-    ASSERT_EQ(watcher.Next(), kStart);
-    HoldUp(&other, &watcher);
-    ASSERT_EQ(server.Ask("sendmany watcher w 1 50"), "sent 50");
-    server.Kill();
-    ASSERT_EQ(watcher.Ask("release 1"), "0");
-    EXPECT_EQ(watcher.Next(), "unblocked");
-    for (uint32_t i = 1; i <= 50; ++i) {
-        ASSERT_EQ(watcher.Next(), Note(i));
-    }
-    EXPECT_EQ(watcher.Next(), kExit);
-}
-
 // The watcher sleeps through several incarnations. It may see fewer cycles than there were, but every message lies
 // where it belongs: after a start, before the exit that follows, and in the order of sending.
 TEST_F(BusEvents, AWatcherThatIsHeldUpMergesAndNeverReorders) {
     Peer& watcher = StartWatcher();
-    Peer& other = StartTask("other", "o");
     for (int round = 0; round < 5; ++round) {
         Peer* server = &StartTask("server", "t");
         ASSERT_EQ(watcher.Next(), kStart);
-        HoldUp(&other, &watcher);
+        HoldUp(&watcher);
         for (uint32_t incarnation = 1; incarnation <= 4; ++incarnation) {
             ASSERT_EQ(server->Ask("send watcher w 1 " + std::to_string(incarnation)), "0");
             server->Kill();
@@ -104,8 +72,7 @@ TEST_F(BusEvents, AWatcherThatIsHeldUpMergesAndNeverReorders) {
                 server = &StartTask("server", "t");
             }
         }
-        ASSERT_EQ(watcher.Ask("release 1"), "0");
-        EXPECT_EQ(watcher.Next(), "unblocked");
+        LetGo(&watcher);
         EXPECT_EQ(watcher.Next(), Note(1));
         EXPECT_EQ(watcher.Next(), kExit);
         bool running = false;
@@ -137,7 +104,7 @@ TEST_F(BusEvents, AProcessThatCameAndWentUnseenIsTold) {
             ASSERT_EQ(server.Ask("send watcher w 1 7"), "0");
             ASSERT_EQ(watcher.Next(), Note(7));
         }
-        HoldUp(&other, &watcher);
+        HoldUp(&watcher);
         if (!joinedBefore) {
             ASSERT_EQ(server.Ask("join server"), "0");
         }
@@ -146,28 +113,11 @@ TEST_F(BusEvents, AProcessThatCameAndWentUnseenIsTold) {
         ASSERT_EQ(other.Ask("call server t 2 3 0"), "reply 3 uid" + kUid);  // its loop runs
         server.Kill();
         ASSERT_EQ(Start().Ask("join sweeper" + std::to_string(joinedBefore)), "0");
-        ASSERT_EQ(watcher.Ask("release 1"), "0");
-        EXPECT_EQ(watcher.Next(), "unblocked");
+        LetGo(&watcher);
         EXPECT_EQ(watcher.Next(), kStart);
         EXPECT_EQ(watcher.Next(), kExit);
     }
     EXPECT_EQ(watcher.Seen(), Lines{});
-}
-
-TEST_F(BusEvents, TheFirstMessageComesAfterTheStart) {
-    Peer& watcher = StartWatcher();
-    Peer& other = StartTask("other", "o");
-    for (int round = 0; round < 5; ++round) {
-        HoldUp(&other, &watcher);
-        Peer& server = StartTask("server", "t");
-        ASSERT_EQ(server.Ask("send watcher w 1 7"), "0");
-        ASSERT_EQ(watcher.Ask("release 1"), "0");
-        EXPECT_EQ(watcher.Next(), "unblocked");
-        EXPECT_EQ(watcher.Next(), kStart);
-        EXPECT_EQ(watcher.Next(), Note(7));
-        server.Kill();
-        EXPECT_EQ(watcher.Next(), kExit);
-    }
 }
 
 TEST_F(BusEvents, WithoutTheKernelsNoticesItLooksAndSaysSoOnce) {
@@ -222,73 +172,6 @@ TEST_F(BusEvents, AClaimedNameAnnouncesAndSilencesNothing) {
         ASSERT_EQ(watcher.Next(), kExit);
     }
     EXPECT_EQ(watcher.Seen(), Lines{});
-}
-
-// Everybody who joins looks at what the dead have left, and that is no life.
-TEST_F(BusEvents, TheLongDeadAreNotAnnouncedWhileOthersJoin) {
-    ASSERT_EQ(Start().Ask("churn 10 dead started 0"), "10 joined");
-    Peer& joining = Start();
-    joining.Tell("churn 300 alive joined 0");
-    for (int subscriber = 0; subscriber < 8; ++subscriber) {
-        Peer& watcher = Start();
-        ASSERT_EQ(watcher.Ask("join watcher" + std::to_string(subscriber)), "0");
-        for (int i = 0; i < 200; ++i) {
-            const std::string task = "w" + std::to_string(i / 10);
-            if (i % 10 == 0) {
-                ASSERT_EQ(watcher.Ask("task " + task), "0");
-                ASSERT_EQ(watcher.Ask("run " + task), "0");
-            }
-            ASSERT_EQ(watcher.Ask("watch " + task + " dead" + std::to_string(i % 10)), "0");
-        }
-        EXPECT_EQ(watcher.Seen(), Lines{});
-        watcher.Kill();
-    }
-    EXPECT_EQ(joining.Answer(), "300 joined");
-}
-
-// A record of lies, or one that is another name for a living process's, announces nothing and keeps nobody from his name.
-TEST_F(BusEvents, RecordsThatLieAnnounceNothing) {
-    struct {
-        const char* what;
-        std::string content;  // of the record; empty for another name of the watcher's own
-        bool symbolic;
-    } const records[] = {
-        {"empty", "\n", false},
-        {"huge numbers", std::string(4096, '\xFF'), false},
-        {"noise", "", false},
-        {"hard link", "watcher", false},
-        {"symbolic link", "watcher", true},
-    };
-    const std::string path = directory + "/server.lock";
-    for (const auto& record : records) {
-        Peer& watcher = StartWatcher();
-        std::string content = record.content;
-        if (content.empty()) {
-            for (uint32_t i = 0; i < 4096; ++i) {
-                content += static_cast<char>((i * 2654435761U) >> 24);
-            }
-        }
-        (void)unlink(path.c_str());
-        if (content == "watcher") {
-            const std::string own = directory + "/watcher.lock";
-            ASSERT_EQ((record.symbolic ? symlink : link)(own.c_str(), path.c_str()), 0);
-        } else {
-            std::ofstream(path) << content;
-        }
-        ASSERT_EQ(watcher.Ask("task v"), "0");
-        ASSERT_EQ(watcher.Ask("watch v server"), "0");  // a subscriber that looks at it now
-        ASSERT_EQ(watcher.Ask("run v"), "0");
-        EXPECT_EQ(Start().Ask("join watcher"), "4") << record.what;
-        EXPECT_EQ(watcher.Seen(), Lines{}) << record.what;
-        Peer& server = Start();
-        Run(&server, "server", "t");
-        for (const std::string& event : {kStart, kExit}) {
-            ASSERT_EQ(watcher.Next(), event) << record.what << watcher.Errors();  // one for each task
-            ASSERT_EQ(watcher.Next(), event) << record.what;
-            server.Kill();
-        }
-        watcher.Kill();
-    }
 }
 
 // The library compares an event's uid with OsGetUId's number, the real one.

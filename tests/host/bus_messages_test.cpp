@@ -107,27 +107,11 @@ TEST_F(BusTest, ALateAnswerIsRefusedAndMatchesNoLaterRequest) {
     EXPECT_EQ(client.Answer(), Reply(0));
 }
 
-TEST_F(BusTest, AThreadsMessagesKeepTheirOrder) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    Lines expected;
-    for (int round = 0; round < 3; ++round) {
-        EXPECT_EQ(client.Ask("sendmany server t 1 200"), "sent 200");
-        EXPECT_EQ(client.Ask(Call(kEcho, 500)), Reply(500));
-        for (uint32_t i = 1; i <= 200; ++i) {
-            expected.push_back(Message("t", kNote, i));
-        }
-        expected.push_back(Message("t", kEcho, 500));
-    }
-    EXPECT_EQ(server.Seen(), expected);
-}
-
 // What was taken before the receiver got stuck arrives, in order and once; what was refused does not.
 TEST_F(BusTest, AStuckReceiverFailsTheSendAfterABoundedWait) {
     Peer& server = StartTask("server", "t");
     Peer& client = StartTask("client", "c", {{"ORVI_BUS_SEND_WAIT_MS", "50"}});
-    ASSERT_EQ(client.Ask("send server t " + std::to_string(kBlock) + " 0"), "0");
-    ASSERT_EQ(server.Next(), Message("t", kBlock, 0));
+    HoldUp(&server, "server", "t");
     const std::string told = client.Ask("sendmany server t 1 100000");
     ASSERT_EQ(told.rfind("error 7 after ", 0), 0U) << told;
     const auto taken = static_cast<uint32_t>(std::stoul(told.substr(14)));
@@ -136,8 +120,7 @@ TEST_F(BusTest, AStuckReceiverFailsTheSendAfterABoundedWait) {
     // This one is refused half-way, so its connection is given up; the next goes another way and may not overtake.
     EXPECT_EQ(client.Ask("send server t 1 4000000"), "7");
     EXPECT_EQ(client.Ask("callthread server t 3 4000000 50"), "error 7");
-    server.Ask("release 1");
-    EXPECT_EQ(server.Next(), "unblocked");
+    LetGo(&server);
     for (uint32_t i = 1; i <= taken; ++i) {
         ASSERT_EQ(server.Next(), Message("t", kNote, i));
     }
@@ -150,15 +133,13 @@ TEST_F(BusTest, AStuckReceiverFailsTheSendAfterABoundedWait) {
 TEST_F(BusTest, AFreshConnectionDoesNotOvertakeTheOneItReplaces) {
     Peer& server = StartTask("server", "t");
     Peer& client = StartTask("client", "c", {{"ORVI_BUS_SEND_WAIT_MS", "50"}});
-    ASSERT_EQ(client.Ask("send server t " + std::to_string(kBlock) + " 0"), "0");
-    ASSERT_EQ(server.Next(), Message("t", kBlock, 0));
+    HoldUp(&server, "server", "t");
     EXPECT_EQ(client.Ask("sendmany server t 1 20"), "sent 20");
     EXPECT_EQ(client.Ask("send server t 1 4000000"), "7");
     EXPECT_EQ(client.Ask("sendmany server t 1 20"), "sent 20");
     EXPECT_EQ(client.Ask("send server t 1 4000000"), "7");
     EXPECT_EQ(client.Ask("sendmany server t 1 20"), "sent 20");
-    server.Ask("release 1");
-    EXPECT_EQ(server.Next(), "unblocked");
+    LetGo(&server);
     for (int round = 0; round < 3; ++round) {
         for (uint32_t i = 1; i <= 20; ++i) {
             ASSERT_EQ(server.Next(), Message("t", kNote, i));
@@ -229,12 +210,10 @@ TEST_F(BusTest, MessagesWaitForTheLoopAndOutliveItsStop) {
     ASSERT_EQ(server.Ask("run t"), "0");
     EXPECT_EQ(server.Next(), "loop t 3");
     // Stopped from inside a handler: what came after waits for the next run.
-    ASSERT_EQ(client.Ask("send server t " + std::to_string(kBlock) + " 0"), "0");
-    ASSERT_EQ(server.Next(), Message("t", kBlock, 0));
+    HoldUp(&server, "server", "t");
     ASSERT_EQ(client.Ask("send server t " + std::to_string(kStopInside) + " 0"), "0");
     ASSERT_EQ(client.Ask("sendmany server t 1 3"), "sent 3");
-    server.Ask("release 1");
-    EXPECT_EQ(server.Next(), "unblocked");
+    LetGo(&server);
     EXPECT_EQ(server.Next(), Message("t", kStopInside, 0));
     EXPECT_EQ(server.Next(), "loop t 0");
     ASSERT_EQ(server.Ask("run t"), "0");
@@ -268,19 +247,16 @@ TEST_F(BusTest, TakingATaskOffDropsWhatWaitsAndEndsTheWaits) {
     ASSERT_EQ(server.Ask("run t"), "0");
     EXPECT_EQ(server.Next(), Message("t", kUnregisterInside, 0));
     EXPECT_EQ(server.Next(), "loop t 0");
-    ASSERT_EQ(server.Ask("task t"), "0");
-    ASSERT_EQ(server.Ask("run t"), "0");
+    RunTask(&server, "t");
     EXPECT_EQ(client.Ask(Call(kEcho, 4)), Reply(4));
     EXPECT_EQ(server.Seen(), Lines{Message("t", kEcho, 4)});
 }
 
 TEST_F(BusTest, TasksOfOneProcessHaveLoopsOfTheirOwn) {
     Peer& server = StartTask("server", "t");
-    ASSERT_EQ(server.Ask("task u"), "0");
-    ASSERT_EQ(server.Ask("run u"), "0");
+    RunTask(&server, "u");
     Peer& client = StartTask("client", "c");
-    ASSERT_EQ(client.Ask("send server t " + std::to_string(kBlock) + " 0"), "0");
-    ASSERT_EQ(server.Next(), Message("t", kBlock, 0));
+    HoldUp(&server, "server", "t");
     EXPECT_EQ(client.Ask("call server u 2 6 0"), Reply(6));
     EXPECT_EQ(server.Ask("call server u 2 6 0"), Reply(6));  // from one's own process
     server.Ask("release 1");
@@ -335,16 +311,6 @@ TEST_F(BusTest, SignalsEndNoWait) {
     ASSERT_EQ(server.Ask("release 1"), "0");
 }
 
-// One thread takes a task off while another starts its loop: one of them releases what it holds.
-TEST_F(BusTest, ATaskIsTakenOffWhileItsLoopStarts) {
-    Peer& server = Start({{"ORVI_BUS_LOG", "0"}});  // a loop that comes too late is refused in words
-    ASSERT_EQ(server.Ask("join server"), "0");
-    ASSERT_EQ(server.Ask("raceoff server 1 8"), "1 good");
-    const std::string before = server.Ask("stat");
-    EXPECT_EQ(server.Ask("raceoff server 100 8"), "100 good");
-    AwaitStat(&server, before);
-}
-
 // A handler that holds the message thread, or ends it, is told of, with the message that it was given.
 TEST_F(BusTest, AHandlerThatTakesLongIsTold) {
     struct {
@@ -365,15 +331,14 @@ TEST_F(BusTest, AHandlerThatTakesLongIsTold) {
         EXPECT_EQ(line, Message("t", kEcho, 4));
         EXPECT_EQ(client.Answer(), Reply(4));
         std::istringstream errors(server.Errors());
-        Lines told;
+        int told = 0;
         for (std::string error; std::getline(errors, error);) {
-            if (error.find("loop already") == std::string::npos) {
-                told.push_back(error);
-            }
+            // On a busy machine other messages may take long as well.
+            const bool ofThis = !slow.told.empty() && error.find("message " + slow.told) != std::string::npos;
+            told += ofThis && error.find("'t'") != std::string::npos ? 1 : 0;
+            EXPECT_TRUE(ofThis || slow.slowMs[0] == '5' || error.find("loop already") != std::string::npos) << error;
         }
-        ASSERT_EQ(told.size(), slow.told.empty() ? 0U : 1U) << server.Errors();
-        EXPECT_TRUE(told.empty() || told[0].find(slow.told) != std::string::npos) << told[0];
-        EXPECT_TRUE(told.empty() || told[0].find("'t'") != std::string::npos) << told[0];
+        EXPECT_EQ(told, slow.told.empty() ? 0 : 1) << server.Errors();
         server.Kill();
         client.Kill();
     }

@@ -304,126 +304,117 @@ std::string RaceOff(const std::string& proc, uint32_t count, uint32_t connection
     return std::to_string(good) + " good";
 }
 
-std::string Do(const std::string& line) {
-    std::istringstream words(line);
-    std::string command, proc, task;
-    uint32_t id = 0, length = 0, wait = 0;
-    words >> command;
-    if (command == "join") {
-        words >> proc;
-        return std::to_string(OsMsgInit(proc.c_str()));
-    }
-    if (command == "name") {
-        char name[OS_MSG_NAME_SIZE];
-        return OsMsgGetProcName(name, sizeof(name)) == 0 ? name : "none";
-    }
-    if (command == "task") {
-        words >> task;
-        return std::to_string(OsMsgRegTask(task.c_str(), 64, &Handle));
-    }
-    if (command == "unreg") {
-        words >> proc >> task;
-        return std::to_string(OsMsgUnregTask(proc.c_str(), 1, task.c_str()));
-    }
-    if (command == "watch") {
-        words >> task >> proc;
-        return std::to_string(Subscribe(task, proc));
-    }
-    if (command == "run") {
-        words >> task;
-        std::thread(&RunLoop, task).detach();
-        return "0";
-    }
-    if (command == "stop") {
-        words >> task;
-        return std::to_string(OrviHostMsgStopRoutine(task.c_str()));
-    }
-    if (command == "send") {
-        words >> proc >> task >> id >> length;
-        const std::string payload = Payload(length);
-        TagMsgBlock block = Block(proc, task, id, payload);
-        return std::to_string(OsMsgAsynSend(&block));
-    }
-    if (command == "sendmany") {
-        words >> proc >> task >> id >> length;
-        return SendMany(proc, task, id, length, &OsMsgAsynSend);
-    }
-    if (command == "trymany") {
-        words >> proc >> task >> id >> length;
-        return SendMany(proc, task, id, length, [](TagMsgBlock* block) { return OrviHostMsgTrySend(block); });
-    }
-    if (command == "try") {
-        words >> proc >> task >> id >> length;
-        const std::string payload = Payload(length);
-        const TagMsgBlock block = Block(proc, task, id, payload);
-        return std::to_string(OrviHostMsgTrySend(&block));
-    }
-    if (command == "awaitroom") {  // with standard input as what wakes it, where so told
-        words >> task >> wait;
-        return std::to_string(OrviHostMsgAwaitRoom(task == "input" ? STDIN_FILENO : -1, wait));
-    }
-    if (command == "call") {
-        words >> proc >> task >> id >> length >> wait;
-        return Call(proc, task, id, length, wait);
-    }
-    if (command == "callthread") {  // from a thread that ends with the call
-        words >> proc >> task >> id >> length >> wait;
-        std::string told;
-        std::thread([&] { told = Call(proc, task, id, length, wait); }).join();
-        return told;
-    }
-    if (command == "nested") {
-        std::string to;
-        words >> task;
-        std::getline(words >> std::ws, to);
-        g_shared.nested[task] = to;
-        return "0";
-    }
-    if (command == "storm") {
-        words >> proc >> task >> length >> wait;
-        return Storm(proc, task, length, wait);
-    }
-    if (command == "raceoff") {
-        words >> proc >> length >> wait;
-        return RaceOff(proc, length, wait);
-    }
-    if (command == "release") {
-        words >> length;
+// Lets so many handlers that block go on.
+std::string Release(int count) {
+    const std::lock_guard<std::mutex> lock(g_shared.mutex);
+    g_shared.release += count;
+    g_shared.changed.notify_all();
+    return "0";
+}
+
+// Answers what kAnswerLater has kept, the oldest first.
+std::string AnswerAll() {
+    std::vector<TagMsgBlock> kept;
+    {
         const std::lock_guard<std::mutex> lock(g_shared.mutex);
-        g_shared.release += static_cast<int>(length);
-        g_shared.changed.notify_all();
-        return "0";
+        kept.swap(g_shared.unanswered);
     }
-    if (command == "answer") {  // answers what kAnswerLater has kept, the oldest first
-        std::vector<TagMsgBlock> kept;
-        {
-            const std::lock_guard<std::mutex> lock(g_shared.mutex);
-            kept.swap(g_shared.unanswered);
+    std::string told;
+    for (const TagMsgBlock& request : kept) {
+        told += (told.empty() ? "" : " ") + std::to_string(OrviHostMsgReply(&request, "", 0));
+    }
+    return told;
+}
+
+std::string ProcName() {
+    char name[OS_MSG_NAME_SIZE];
+    return OsMsgGetProcName(name, sizeof(name)) == 0 ? name : "none";
+}
+
+std::string SendOne(const Words& w, int (*send)(TagMsgBlock*)) {
+    const std::string payload = Payload(Number(w[4]));
+    TagMsgBlock block = Block(w[1], w[2], Number(w[3]), payload);
+    return std::to_string(send(&block));
+}
+
+std::string CallOf(const Words& w) {
+    return Call(w[1], w[2], Number(w[3]), Number(w[4]), Number(w[5]));
+}
+
+int TrySend(TagMsgBlock* block) {
+    return OrviHostMsgTrySend(block);
+}
+
+std::string Code(int result) {
+    return std::to_string(result);
+}
+
+// Never destroyed: lines may come while the process exits.
+const Commands& kCommands = *new Commands{
+    {"join", [](const Words& w) { return Code(OsMsgInit(w[1].c_str())); }},
+    {"name", [](const Words&) { return ProcName(); }},
+    {"task", [](const Words& w) { return Code(OsMsgRegTask(w[1].c_str(), 64, &Handle)); }},
+    {"unreg", [](const Words& w) { return Code(OsMsgUnregTask(w[1].c_str(), 1, w[2].c_str())); }},
+    {"watch", [](const Words& w) { return Code(Subscribe(w[1], w[2])); }},
+    {"run",
+     [](const Words& w) {
+         std::thread(&RunLoop, w[1]).detach();
+         return std::string("0");
+     }},
+    {"stop", [](const Words& w) { return Code(OrviHostMsgStopRoutine(w[1].c_str())); }},
+    // PROC TASK ID LENGTH
+    {"send", [](const Words& w) { return SendOne(w, &OsMsgAsynSend); }},
+    {"try", [](const Words& w) { return SendOne(w, &TrySend); }},
+    // PROC TASK ID COUNT
+    {"sendmany", [](const Words& w) { return SendMany(w[1], w[2], Number(w[3]), Number(w[4]), &OsMsgAsynSend); }},
+    {"trymany", [](const Words& w) { return SendMany(w[1], w[2], Number(w[3]), Number(w[4]), &TrySend); }},
+    // "input", standard input wakes it, or "none"; and how long
+    {"awaitroom",
+     [](const Words& w) { return Code(OrviHostMsgAwaitRoom(w[1] == "input" ? STDIN_FILENO : -1, Number(w[2]))); }},
+    // PROC TASK ID LENGTH WAIT
+    {"call", &CallOf},
+    {"callthread",  // from a thread that ends with the call
+     [](const Words& w) {
+         std::string told;
+         std::thread([&] { told = CallOf(w); }).join();
+         return told;
+     }},
+    {"nested",
+     [](const Words& w) {
+         g_shared.nested[w[1]] = w[2] + ' ' + w[3];
+         return std::string("0");
+     }},
+    // PROC TASK THREADS COUNT
+    {"storm", [](const Words& w) { return Storm(w[1], w[2], Number(w[3]), Number(w[4])); }},
+    // PROC COUNT CONNECTIONS
+    {"raceoff", [](const Words& w) { return RaceOff(w[1], Number(w[2]), Number(w[3])); }},
+    {"release", [](const Words& w) { return Release(static_cast<int>(Number(w[1]))); }},
+    {"answer", [](const Words&) { return AnswerAll(); }},
+    {"level", [](const Words& w) { return Code(OsMsgSetLogLevel(Number(w[1]))); }},
+};
+
+std::string Do(const std::string& line) {
+    std::istringstream stream(line);
+    Words words;
+    for (std::string word; stream >> word;) {
+        words.push_back(word);
+    }
+    words.resize(std::max<size_t>(words.size(), 6));
+    for (const Commands* commands : {&kCommands, &kProcessCommands}) {
+        const auto found = commands->find(words[0]);
+        if (found != commands->end()) {
+            return found->second(words);
         }
-        std::string told;
-        for (const TagMsgBlock& request : kept) {
-            told += (told.empty() ? "" : " ") + std::to_string(OrviHostMsgReply(&request, "", 0));
-        }
-        return told;
     }
-    if (command == "level") {
-        words >> length;
-        return std::to_string(OsMsgSetLogLevel(length));
-    }
-    std::string answer;
-    return DoProcessCommand(command, words, &answer) ? answer : "unknown command";
+    return "unknown command";
 }
 
 }  // namespace
 
 int main() {
     signal(SIGPIPE, SIG_DFL);  // a broken connection of the bus must not end the process
-    for (std::string line; ReadLine(STDIN_FILENO, &line);) {
-        if (line == "return") {
-            return 0;
-        }
-        const std::string answer = Do(line);
-        Say("= " + answer);
+    for (std::string line; ReadLine(STDIN_FILENO, &line) && line != "return";) {
+        Say("= " + Do(line));
     }
     return 0;
 }

@@ -4,7 +4,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <grp.h>
-#include <map>
 #include <random>
 #include <signal.h>
 #include <sys/inotify.h>
@@ -16,7 +15,6 @@
 #include <thread>
 #include <time.h>
 #include <unistd.h>
-#include <vector>
 
 #include "orvi_host_bus.h"
 
@@ -138,65 +136,8 @@ std::string Churn(uint32_t count, const std::string& stem, bool untilStarted, ui
     return std::to_string(good) + " joined";
 }
 
-// Children that take commands as this process does, one by one: by name, and killed with this process.
-struct Child {
-    pid_t pid = -1;
-    int input = -1;
-    int output = -1;
-};
-std::map<std::string, Child> g_children;
-
-bool Spawn(const std::string& name) {
-    int input[2];
-    int output[2];
-    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) {
-        return false;
-    }
-    const pid_t pid = fork();
-    if (pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(input[0], STDIN_FILENO);
-        dup2(output[1], STDOUT_FILENO);
-        for (const auto& [other, child] : g_children) {
-            close(child.input);
-            close(child.output);
-        }
-        g_children.clear();
-    } else {
-        g_children[name] = {pid, input[1], output[0]};
-    }
-    close(input[0]);
-    close(output[1]);
-    if (pid == 0) {
-        close(input[1]);
-        close(output[0]);
-        return true;  // the child answers the command that made it, like its parent
-    }
-    std::string answer;
-    return pid > 0 && ReadLine(output[0], &answer);
-}
-
-// Hands a command to the child and takes its answer; lines before that are dropped.
-std::string AskChild(const std::string& name, std::string command) {
-    const Child& child = g_children[name];
-    command += '\n';
-    std::string line;
-    if (write(child.input, command.data(), command.size()) == static_cast<ssize_t>(command.size())) {
-        while (ReadLine(child.output, &line)) {
-            if (line.compare(0, 2, "= ") == 0) {
-                return line.substr(2);
-            }
-        }
-    }
-    return "(ended)";
-}
-
-bool KillChild(const std::string& name) {
-    const Child child = g_children[name];
-    g_children.erase(name);
-    close(child.input);
-    close(child.output);
-    return kill(child.pid, SIGKILL) == 0 && waitpid(child.pid, nullptr, 0) == child.pid;
+std::string Told(bool good) {
+    return good ? "0" : "failed: " + std::to_string(errno);
 }
 
 }  // namespace
@@ -216,68 +157,31 @@ bool ReadLine(int descriptor, std::string* line) {
     }
 }
 
-bool DoProcessCommand(const std::string& command, std::istringstream& words, std::string* answer) {
-    std::string text;
-    uint32_t first = 0;
-    uint32_t second = 0;
-    bool good = true;
-    if (command == "stat") {
-        *answer = "fds " + std::to_string(CountEntries("/proc/self/fd")) + " threads " +
-                  std::to_string(CountEntries("/proc/self/task")) + " replies " +
-                  std::to_string(OrviHostMsgOutstandingReplies());
-        return true;
-    }
-    if (command == "inherited") {
-        *answer = std::to_string(CountInherited());
-        return true;
-    }
-    if (command == "fork") {
-        *answer = std::to_string(LeaveChild());
-        return true;
-    }
-    if (command == "in") {
-        std::string rest;
-        words >> text;
-        std::getline(words >> std::ws, rest);
-        *answer = AskChild(text, rest);
-        return true;
-    }
-    if (command == "churn") {
-        std::string until;
-        words >> first >> text >> until >> second;
-        *answer = Churn(first, text, until == "started", second);
-        return true;
-    }
-    if (command == "alarm") {
-        good = RaiseAlarms();
-    } else if (command == "spawn") {
-        words >> text;
-        good = Spawn(text);
-    } else if (command == "kill") {
-        words >> text;
-        good = KillChild(text);
-    } else if (command == "umask") {
-        words >> text;
-        umask(static_cast<mode_t>(std::stoul(text, nullptr, 8)));
-    } else if (command == "become") {
-        words >> first >> second;
-        good = Become(first, second);
-    } else if (command == "seteuid") {
-        words >> first;
-        good = seteuid(first) == 0;
-    } else if (command == "nofile") {
-        words >> first;
-        const rlimit limit{first, first};
-        good = setrlimit(RLIMIT_NOFILE, &limit) == 0;
-    } else if (command == "descriptors") {
-        words >> text;
-        good = TakeDescriptors(text);
-    } else if (command == "exhaust") {  // the user's inotify instances, until this process ends
-        while (inotify_init1(IN_CLOEXEC) >= 0) {
-        }
-    } else {
-        return false;
-    }
-    *answer = good ? "0" : "failed: " + std::to_string(errno);
-    return true;
-}
+const Commands& kProcessCommands = *new Commands{
+    {"stat",
+     [](const Words&) {
+         return "fds " + std::to_string(CountEntries("/proc/self/fd")) + " threads " +
+                std::to_string(CountEntries("/proc/self/task")) + " replies " +
+                std::to_string(OrviHostMsgOutstandingReplies());
+     }},
+    {"inherited", [](const Words&) { return std::to_string(CountInherited()); }},
+    {"fork", [](const Words&) { return std::to_string(LeaveChild()); }},
+    // COUNT STEM joined|started MICROSECONDS
+    {"churn", [](const Words& w) { return Churn(Number(w[1]), w[2], w[3] == "started", Number(w[4])); }},
+    {"alarm", [](const Words&) { return Told(RaiseAlarms()); }},
+    {"umask", [](const Words& w) { return Told((umask(static_cast<mode_t>(std::stoul(w[1], nullptr, 8))), true)); }},
+    {"become", [](const Words& w) { return Told(Become(Number(w[1]), Number(w[2]))); }},
+    {"seteuid", [](const Words& w) { return Told(seteuid(Number(w[1])) == 0); }},
+    {"nofile",
+     [](const Words& w) {
+         const rlimit limit{Number(w[1]), Number(w[1])};
+         return Told(setrlimit(RLIMIT_NOFILE, &limit) == 0);
+     }},
+    {"descriptors", [](const Words& w) { return Told(TakeDescriptors(w[1])); }},
+    {"exhaust",  // the user's inotify instances, until this process ends
+     [](const Words&) {
+         while (inotify_init1(IN_CLOEXEC) >= 0) {
+         }
+         return Told(true);
+     }},
+};

@@ -58,16 +58,17 @@ struct Connection {
 
 // One process of a name, from joining to its end.
 struct Life {
+    explicit Life(std::unique_ptr<Peer> started) : peer(std::move(started)) {}
+    std::unique_ptr<Peer> peer;  // null when it has ended
     std::shared_ptr<Messages> messages = std::make_shared<Messages>();
     bool mayHaveStarted = false;
     uint32_t startedBefore = UINT32_MAX;  // the first message that it sends after it has started
-    bool alive = true;
 };
 
 struct Name {
     std::deque<Life> lives;  // those whose end has not been announced; only the last may be alive
     bool announced = false;
-    bool IsAlive() const { return !lives.empty() && lives.back().alive; }
+    bool IsAlive() const { return !lives.empty() && lives.back().peer != nullptr; }
     bool IsSettled() const { return announced == (IsAlive() && lives.back().startedBefore != UINT32_MAX); }
 };
 
@@ -80,17 +81,12 @@ class BusStorm : public BusTest {
     struct Step {
         uint32_t weight;
         const char* name;
-        void (BusStorm::*take)();
+        void (*take)(BusStorm* storm);  // does one thing, or nothing where there is nothing that it could be done to
     };
     static const Step kSteps[];
 
-    // Each does one thing, or nothing where there is nothing that it could be done to.
     void Connect();
-    void AllowSome() { Allow(false); }
-    void AllowAll() { Allow(true); }
     void Allow(bool all);
-    void AddSmall() { Add(Random(300)); }
-    void AddLarge() { Add(1000 + Random(70000)); }
     void Add(uint32_t length);
     void Swell();
     void Fill();
@@ -118,8 +114,9 @@ class BusStorm : public BusTest {
     uint32_t Random(uint32_t below) { return static_cast<uint32_t>(random_() % below); }
     size_t AnyIndex();
     Connection* AnyConnection();
-    // Sends a command to the process of the name and checks its answer.
-    void In(const std::string& name, const std::string& command, const std::string& expected);
+    // Of one of the names: the process that has it now, null when none has.
+    Life* AnyLife(std::string* name);
+    void In(const Life& life, const std::string& command, const std::string& expected);
     void Require(bool condition, const std::string& what);
 
     std::mt19937_64 random_;
@@ -128,7 +125,6 @@ class BusStorm : public BusTest {
     std::string fault_;  // the first; nothing is done after it
 
     Peer* server_ = nullptr;   // tasks a, which watches the names, and b
-    Peer* nursery_ = nullptr;  // parent of the processes that come and go
     Peer* watcher_ = nullptr;  // of the dead: it must be told nothing
     Peer* sweeper_ = nullptr;
     Peer* racer_ = nullptr;
@@ -143,22 +139,22 @@ class BusStorm : public BusTest {
 };
 
 const BusStorm::Step BusStorm::kSteps[] = {
-    {120, "connect", &BusStorm::Connect},
-    {200, "allow some", &BusStorm::AllowSome},
-    {150, "allow all", &BusStorm::AllowAll},
-    {200, "small message", &BusStorm::AddSmall},
-    {20, "large message", &BusStorm::AddLarge},
-    {7, "swell", &BusStorm::Swell},
-    {10, "lie", &BusStorm::Lie},
-    {100, "close", &BusStorm::Close},
-    {10, "join", &BusStorm::Join},
-    {10, "start", &BusStorm::StartLife},
-    {40, "send", &BusStorm::SendFromLife},
-    {10, "die", &BusStorm::Die},
-    {3, "fork", &BusStorm::Fork},
-    {5, "hold up", &BusStorm::HoldUp},
-    {4, "watch the dead", &BusStorm::WatchTheDead},
-    {1, "race off", &BusStorm::RaceOff},
+    {120, "connect", [](BusStorm* storm) { storm->Connect(); }},
+    {200, "allow some", [](BusStorm* storm) { storm->Allow(false); }},
+    {150, "allow all", [](BusStorm* storm) { storm->Allow(true); }},
+    {200, "small message", [](BusStorm* storm) { storm->Add(storm->Random(300)); }},
+    {20, "large message", [](BusStorm* storm) { storm->Add(1000 + storm->Random(70000)); }},
+    {7, "swell", [](BusStorm* storm) { storm->Swell(); }},
+    {10, "lie", [](BusStorm* storm) { storm->Lie(); }},
+    {100, "close", [](BusStorm* storm) { storm->Close(); }},
+    {10, "join", [](BusStorm* storm) { storm->Join(); }},
+    {10, "start", [](BusStorm* storm) { storm->StartLife(); }},
+    {40, "send", [](BusStorm* storm) { storm->SendFromLife(); }},
+    {10, "die", [](BusStorm* storm) { storm->Die(); }},
+    {3, "fork", [](BusStorm* storm) { storm->Fork(); }},
+    {5, "hold up", [](BusStorm* storm) { storm->HoldUp(); }},
+    {4, "watch the dead", [](BusStorm* storm) { storm->WatchTheDead(); }},
+    {1, "race off", [](BusStorm* storm) { storm->RaceOff(); }},
 };
 
 void BusStorm::SetUp() {
@@ -166,20 +162,18 @@ void BusStorm::SetUp() {
     // What is inside a frame may stay there: the storm takes its time.
     server_ = &Start({{"ORVI_BUS_FRAME_WAIT_MS", "86400000"}, {"ORVI_BUS_LOG", "0"}});
     Run(server_, "server", "a");
-    ASSERT_EQ(server_->Ask("task b"), "0");
-    ASSERT_EQ(server_->Ask("run b"), "0");
+    RunTask(server_, "b");
     for (uint32_t i = 0; i < kNames; ++i) {
         const std::string name = "p" + std::to_string(i);
         ASSERT_EQ(server_->Ask("watch a " + name), "0");
         names_[name] = Name();
     }
-    nursery_ = &Start();
-    ASSERT_EQ(nursery_->Ask("churn 5 dead started 0"), "5 joined");
+    sweeper_ = &Start();
+    ASSERT_EQ(sweeper_->Ask("churn 5 dead started 0"), "5 joined");
     watcher_ = &Start();
     ASSERT_EQ(watcher_->Ask("join watcher"), "0");
     racer_ = &Start({{"ORVI_BUS_LOG", "0"}});
     ASSERT_EQ(racer_->Ask("join racer"), "0");
-    sweeper_ = &Start();
     ASSERT_EQ(server_->Ask("call server a 3 0 0"), "reply 0 uid " + kUid);
     serverBefore_ = server_->Ask("stat");
 }
@@ -201,7 +195,7 @@ void BusStorm::Take(uint32_t steps, uint64_t seed) {
         if (steps_.size() > kRemembered) {
             steps_.pop_front();
         }
-        (this->*step->take)();
+        step->take(this);
         Pump();
         if (taken % 8 == 0) {
             ReadServer();
@@ -215,11 +209,7 @@ void BusStorm::Take(uint32_t steps, uint64_t seed) {
         Drop(connections_.size() - 1);
     }
     Settle();
-    for (const auto& [name, state] : names_) {
-        if (state.IsAlive()) {
-            (void)nursery_->Ask("kill " + name);
-        }
-    }
+    names_.clear();
     for (const pid_t orphan : orphans_) {
         (void)kill(orphan, SIGKILL);
     }
@@ -418,56 +408,60 @@ void BusStorm::ReadReplies(Connection* connection) {
 
 // ---- processes ----
 
-void BusStorm::In(const std::string& name, const std::string& command, const std::string& expected) {
-    const std::string answer = nursery_->Ask("in " + name + " " + command);
-    Require(answer == expected, name + " " + command + ": " + answer + " " + nursery_->Errors());
+Life* BusStorm::AnyLife(std::string* name) {
+    *name = "p" + std::to_string(Random(kNames));
+    return names_[*name].IsAlive() ? &names_[*name].lives.back() : nullptr;
+}
+
+void BusStorm::In(const Life& life, const std::string& command, const std::string& expected) {
+    const std::string answer = life.peer->Ask(command);
+    Require(answer == expected, command + ": " + answer + " " + life.peer->Errors());
 }
 
 void BusStorm::Join() {
-    const std::string name = "p" + std::to_string(Random(kNames));
-    if (!names_[name].IsAlive()) {
-        Require(nursery_->Ask("spawn " + name) == "0", "no process");
-        In(name, "join " + name, "0");
-        names_[name].lives.emplace_back();
+    std::string name;
+    if (AnyLife(&name) == nullptr) {
+        names_[name].lives.emplace_back(StartAlone());
+        In(names_[name].lives.back(), "join " + name, "0");
     }
 }
 
 void BusStorm::StartLife() {
-    const std::string name = "p" + std::to_string(Random(kNames));
-    if (names_[name].IsAlive() && !names_[name].lives.back().mayHaveStarted) {
-        Life& life = names_[name].lives.back();
-        In(name, "task t", "0");
-        life.mayHaveStarted = true;
-        In(name, "run t", "0");
-        In(name, "call " + name + " t 3 0 0", "reply 0 uid " + kUid);
-        life.startedBefore = nextId_;
+    std::string name;
+    Life* life = AnyLife(&name);
+    if (life != nullptr && !life->mayHaveStarted) {
+        In(*life, "task t", "0");
+        life->mayHaveStarted = true;
+        In(*life, "run t", "0");
+        In(*life, "call " + name + " t 3 0 0", "reply 0 uid " + kUid);
+        life->startedBefore = nextId_;
     }
 }
 
 void BusStorm::SendFromLife() {
-    const std::string name = "p" + std::to_string(Random(kNames));
-    if (names_[name].IsAlive()) {
+    std::string name;
+    if (Life* life = AnyLife(&name)) {
         const Message message{nextId_++, Random(2000)};
-        names_[name].lives.back().messages->push_back(message);
-        senders_[message.id] = names_[name].lives.back().messages;
-        In(name, "send server a " + std::to_string(message.id) + " " + std::to_string(message.length), "0");
+        life->messages->push_back(message);
+        senders_[message.id] = life->messages;
+        In(*life, "send server a " + std::to_string(message.id) + " " + std::to_string(message.length), "0");
     }
 }
 
 void BusStorm::Die() {
-    const std::string name = "p" + std::to_string(Random(kNames));
-    if (names_[name].IsAlive()) {
-        Require(nursery_->Ask("kill " + name) == "0", "no process to kill");
-        names_[name].lives.back().alive = false;
+    std::string name;
+    if (Life* life = AnyLife(&name)) {
+        life->peer.reset();
     }
 }
 
 // The process leaves a child behind, which must not keep it alive.
 void BusStorm::Fork() {
-    const std::string name = "p" + std::to_string(Random(kNames));
-    if (names_[name].IsAlive() && orphans_.size() < 20) {
-        orphans_.push_back(static_cast<pid_t>(std::stol(nursery_->Ask("in " + name + " fork"))));
-        Die();
+    std::string name;
+    Life* life = AnyLife(&name);
+    if (life != nullptr && orphans_.size() < 20) {
+        orphans_.push_back(static_cast<pid_t>(std::stol(life->peer->Ask("fork"))));
+        life->peer.reset();
     }
 }
 
@@ -571,7 +565,7 @@ void BusStorm::TakeEvent(const std::string& line) {
     }
     // The first that had started has ended, and whoever came before it.
     bool ended = false;
-    while (!ended && !state.lives.empty() && !state.lives.front().alive) {
+    while (!ended && !state.lives.empty() && state.lives.front().peer == nullptr) {
         ended = state.lives.front().mayHaveStarted;
         Require(!ended || state.lives.front().messages->empty(), "a message is to come after " + line);
         state.lives.pop_front();

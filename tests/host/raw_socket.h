@@ -48,7 +48,7 @@ class Socket {
     }
     // True when the other end closes the connection; what it has sent is not read.
     bool IsEnded() const {
-        pollfd entry{fd_, 0, 0};
+        pollfd entry{fd_, POLLRDHUP, 0};
         return poll(&entry, 1, static_cast<int>(std::chrono::milliseconds(orvi_test::PATIENCE).count())) == 1;
     }
     bool ReadExactly(size_t size, Bytes* bytes) const {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -31,6 +32,11 @@ size_t OpenDescriptors() {
     }
     closedir(entries);
     return count;
+}
+
+mode_t ModeOf(const std::string& path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
 Peer::Peer(const Environment& environment, const std::vector<std::string>& wrapper)
@@ -109,11 +115,16 @@ void BusTest::TearDown() {
     EXPECT_EQ(OpenDescriptors(), descriptors_);
 }
 
-Peer& BusTest::Start(Environment more) {
+std::unique_ptr<Peer> BusTest::StartAlone(Environment more) const {
     more.insert(more.begin(),
                 {{"ORVI_BUS_DIR", directory},
+                 {"ORVI_BUS_SLOW_MS", "0"},
                  {"ORVI_BUS_SEND_WAIT_MS", std::to_string(std::chrono::milliseconds(orvi_test::PATIENCE).count())}});
-    peers_.push_back(std::make_unique<Peer>(more));
+    return std::make_unique<Peer>(more);
+}
+
+Peer& BusTest::Start(Environment more) {
+    peers_.push_back(StartAlone(std::move(more)));
     return *peers_.back();
 }
 
@@ -126,8 +137,23 @@ Peer& BusTest::StartTask(const std::string& proc, const std::string& task, const
 
 void BusTest::Run(Peer* peer, const std::string& proc, const std::string& task) {
     EXPECT_EQ(peer->Ask("join " + proc), "0") << peer->Errors();
+    RunTask(peer, task);
+}
+
+void BusTest::RunTask(Peer* peer, const std::string& task) {
     EXPECT_EQ(peer->Ask("task " + task), "0") << peer->Errors();
     EXPECT_EQ(peer->Ask("run " + task), "0");
+}
+
+void BusTest::HoldUp(Peer* peer, const std::string& proc, const std::string& task) {
+    constexpr int kBlock = 8;  // tests/host/bus_peer_ids.h
+    ASSERT_EQ(peer->Ask("send " + proc + " " + task + " " + std::to_string(kBlock) + " 0"), "0");
+    ASSERT_EQ(peer->Next(), "message " + task + " 8 0 " + std::to_string(geteuid()));
+}
+
+void BusTest::LetGo(Peer* peer) {
+    EXPECT_EQ(peer->Ask("release 1"), "0");
+    EXPECT_EQ(peer->Next(), "unblocked");
 }
 
 Peer& BusTest::StartWatcher() {

@@ -59,14 +59,22 @@ class BusTest : public testing::Test {
     void SetUp() override;
     void TearDown() override;
 
-    // A peer in the test's directory, in shared mode. It waits patiently where `more` sets no wait: a sanitizer on a
-    // busy machine takes seconds for a large message.
+    // A peer in the test's directory, in shared mode. Where `more` does not ask for it, it waits patiently and does not
+    // tell of slow handlers: a sanitizer on a busy machine takes seconds for a large message.
     Peer& Start(Environment more = {});
     // The same, joined under `proc` with a running task.
     Peer& StartTask(const std::string& proc, const std::string& task, const Environment& more = {});
 
+    // The same as Start, and the caller's to end.
+    std::unique_ptr<Peer> StartAlone(Environment more = {}) const;
+
     // Joins a peer under `proc` and runs a task of it.
     static void Run(Peer* peer, const std::string& proc, const std::string& task);
+    static void RunTask(Peer* peer, const std::string& task);  // one that has joined
+
+    // The handler of a task stands still from here to LetGo.
+    static void HoldUp(Peer* peer, const std::string& proc, const std::string& task);
+    static void LetGo(Peer* peer);
 
     // A process "watcher" whose task "w" watches "server".
     Peer& StartWatcher();
@@ -79,6 +87,9 @@ class BusTest : public testing::Test {
 };
 
 size_t OpenDescriptors();
+
+// Permissions of a file; 0 when it is not there.
+mode_t ModeOf(const std::string& path);
 
 inline long LinesOf(const std::string& text) {
     return std::count(text.begin(), text.end(), '\n');
