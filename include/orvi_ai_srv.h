@@ -218,9 +218,10 @@ typedef struct tagOrviAiSrvPhotoResult {
  *          never with free()
  *
  * Returns 0; -1 when a pointer is null, `count` is out of range, the service cannot be reached or has no
- * photo of these faces, memory is short, or the reply does not hold the photos that it announces. An id that
- * the service does not know leaves no line in the log, only one in its trace output. After a failure nothing is to be released; `result` is as it was, or photoList is null and photoNums the number
- * that the service announced. */
+ * photo of these faces, memory is short, or the reply does not hold the photos that it announces. When no id
+ * is known to the service, the failure leaves no line at the log's default level, only trace lines. After a
+ * failure nothing is to be released; `result` is as it was, or photoList is null and photoNums the number that
+ * the service announced. */
 ORVI_AI_API int OrviAiSrvFaceDetectorGetById(void* handle, int* faceIds, int count, tagOrviAiSrvPhotoResult* result);
 
 #ifdef __cplusplus

@@ -71,6 +71,9 @@ void Output::Call(const std::string& call, const std::string& function, const Ou
     Print(outcome.text);
     std::string text = call + " failed: " + function + " returned " + std::to_string(outcome.result);
     text += outcome.reason.empty() ? "" : "; " + outcome.reason;
+    if (outcome.reason.empty() && log.empty()) {
+        text += "; ORVI_LOG_LEVEL=info or ORVI_TRACE_LEVEL=error makes the library's log tell why";
+    }
     std::istringstream lines(log);
     for (std::string line; std::getline(lines, line);) {
         text += "\n  " + Printable(line);

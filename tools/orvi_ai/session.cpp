@@ -71,7 +71,7 @@ ExitCode Session::Tell(const Call& call, const Outcome& outcome, Clock::time_poi
 ExitCode Session::Run(const Call& call) {
     const Command& command = *call.command;
     if ((command.traits & WITHOUT_SERVICE) == 0 && !Connect()) {
-        output_.Error("nobody is there: the vision service does not run on this bus");
+        output_.Error("nobody is there: the vision service does not run on this bus, or the bus cannot be joined");
         return NOBODY_THERE;
     }
     const bool goesOn = (command.traits & (MAKES_EVENTS | GOES_ON)) != 0 && !isScript_;
