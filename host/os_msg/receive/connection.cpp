@@ -230,6 +230,11 @@ int64_t Connection::AnswersDueNs() {
     return firstQueued_ != nullptr ? progressNs_ + LimitNs(GetSettings().sendWaitMs) : INT64_MAX;
 }
 
+bool Connection::HasQueued() {
+    MutexLock lock(mutex_);
+    return firstQueued_ != nullptr;
+}
+
 void Connection::DropQueue() {
     while (firstQueued_ != nullptr) {
         Queued* queued = firstQueued_;
