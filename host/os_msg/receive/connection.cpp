@@ -230,9 +230,12 @@ int64_t Connection::AnswersDueNs() {
     return firstQueued_ != nullptr ? progressNs_ + LimitNs(GetSettings().sendWaitMs) : INT64_MAX;
 }
 
-bool Connection::HasQueued() {
+Connection::Unread Connection::UnreadAnswers() {
     MutexLock lock(mutex_);
-    return firstQueued_ != nullptr;
+    if (!open_) {
+        return Unread::kOver;
+    }
+    return firstQueued_ != nullptr ? Unread::kSome : Unread::kNone;
 }
 
 void Connection::DropQueue() {

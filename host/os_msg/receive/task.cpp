@@ -249,8 +249,15 @@ void Task::Serve(Connection* connection) {
                     return;
                 } else if (!Dispatch(connection, header, payload)) {
                     return;
-                } else if (connection->HasQueued()) {
-                    messages = kTurnMessages;  // what it asks for costs more than it takes
+                } else {
+                    const Connection::Unread unread = connection->UnreadAnswers();
+                    if (unread == Connection::Unread::kOver) {
+                        connections_.Close(connection, nullptr);  // what it asks for now nobody will read
+                        return;
+                    }
+                    if (unread == Connection::Unread::kSome) {
+                        messages = kTurnMessages;  // what it asks for costs more than it takes
+                    }
                 }
                 break;
             case FrameReader::Result::kMore: {
