@@ -249,7 +249,7 @@ void Task::Serve(Connection* connection) {
                     return;
                 } else if (!Dispatch(connection, header, payload)) {
                     return;
-                } else {
+                } else if (!loop_.Interrupted()) {  // a forked child takes no lock
                     const Connection::Unread unread = connection->UnreadAnswers();
                     if (unread == Connection::Unread::kOver) {
                         connections_.Close(connection, nullptr);  // what it asks for now nobody will read
