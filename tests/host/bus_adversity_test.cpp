@@ -119,6 +119,28 @@ TEST_F(BusTest, ARecordThatVanishesInBetweenHoldsNoMessageBack) {
     EXPECT_EQ(server.Next(), "sender 0 '' " + std::to_string(getpid()) + " " + kUid);
 }
 
+// A record that is deleted and put back tells of no end, also where the watcher has seen that it was gone.
+TEST_F(BusTest, ARecordThatIsBackTellsOfNoEnd) {
+    Peer& watcher = StartWatcher();
+    Peer& client = StartTask("client", "c");
+    Peer& server = StartTask("server", "t");
+    EXPECT_EQ(watcher.Next(), "start server " + kUid);
+    const std::string record = directory + "/server.lock";
+    ASSERT_EQ(rename(record.c_str(), (record + ".aside").c_str()), 0);
+    ASSERT_EQ(client.Ask("call watcher w 3 1 0"), "reply 1 uid " + kUid);  // it has looked since
+    ASSERT_EQ(rename((record + ".aside").c_str(), record.c_str()), 0);
+    ASSERT_EQ(client.Ask("sendmany watcher w " + std::to_string(kSlow) + " 20"),
+              "sent 20");  // longer than an end takes
+    ASSERT_EQ(client.Ask("call watcher w 3 1 0"), "reply 1 uid " + kUid);
+    for (const std::string& line : watcher.Seen()) {
+        EXPECT_EQ(line.rfind("message w 17 ", 0), 0U) << line;
+    }
+    server.Kill();
+    EXPECT_EQ(watcher.Next(), "exit server " + kUid);
+    Run(&Start(), "server", "t");
+    EXPECT_EQ(watcher.Next(), "start server " + kUid);
+}
+
 // A process that has lost its name to another takes nothing of that one's away when it ends.
 TEST_F(BusTest, AnEndThatComesLateLeavesTheSuccessorAlone) {
     Peer& server = StartTask("server", "t");

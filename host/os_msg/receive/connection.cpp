@@ -230,6 +230,14 @@ int64_t Connection::AnswersDueNs() {
     return firstQueued_ != nullptr ? progressNs_ + LimitNs(GetSettings().sendWaitMs) : INT64_MAX;
 }
 
+Connection::Unread Connection::UnreadAnswers() {
+    MutexLock lock(mutex_);
+    if (!open_) {
+        return Unread::kOver;
+    }
+    return firstQueued_ != nullptr ? Unread::kSome : Unread::kNone;
+}
+
 void Connection::DropQueue() {
     while (firstQueued_ != nullptr) {
         Queued* queued = firstQueued_;

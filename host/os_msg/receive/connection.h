@@ -76,6 +76,9 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     bool SendQueued(int64_t nowNs);
     // When SendQueued would say so, INT64_MAX while nothing is queued.
     int64_t AnswersDueNs();
+    // kSome: answers wait. kOver: the connection was given up for what its peer does not read.
+    enum class Unread { kNone, kSome, kOver };
+    Unread UnreadAnswers();
     // It asked for memory and does so no longer.
     void StopWaiting() { budget_->StopWaiting(account_.get()); }
     void Close() ORVI_BUS_REQUIRES(kLoop);

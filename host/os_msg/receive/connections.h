@@ -21,7 +21,7 @@ class Connections {
 
     // Accepts those that wait, up to `most`. False when the descriptors or the memory ran out: some may be waiting still,
     // and the loop accepts again after a while.
-    static constexpr int kATurn = 64;
+    static constexpr int kATurn = 16;
     static constexpr int kAll = 8192;  // more than a backlog holds
     bool Accept(int most) ORVI_BUS_REQUIRES(kLoop);
     void CloseAll() ORVI_BUS_REQUIRES(kLoop);

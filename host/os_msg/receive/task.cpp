@@ -17,13 +17,9 @@ namespace orvi_bus {
 
 namespace {
 
-struct FreeBytes {
-    void operator()(void* bytes) const { free(bytes); }
-};
-
 // What a connection may have of the loop before the others get their turn.
 constexpr int kTurnMessages = 32;
-constexpr int kTurnReads = 16;
+constexpr int kTurnReads = 4;
 
 constexpr int64_t kRestoreEveryNs = 100000000;
 
@@ -253,6 +249,15 @@ void Task::Serve(Connection* connection) {
                     return;
                 } else if (!Dispatch(connection, header, payload)) {
                     return;
+                } else if (!loop_.Interrupted()) {  // a forked child takes no lock
+                    const Connection::Unread unread = connection->UnreadAnswers();
+                    if (unread == Connection::Unread::kOver) {
+                        connections_.Close(connection, nullptr);  // what it asks for now nobody will read
+                        return;
+                    }
+                    if (unread == Connection::Unread::kSome) {
+                        messages = kTurnMessages;  // what it asks for costs more than it takes
+                    }
                 }
                 break;
             case FrameReader::Result::kMore: {
@@ -298,24 +303,27 @@ bool Task::Greet(Connection* connection, const uint8_t* hello) {
 // Hands a message to the handler. False when the connection was closed for want of memory.
 bool Task::Dispatch(Connection* connection, const FrameHeader& header, const uint8_t* payload) {
     // A copy of exactly the payload's size: aligned for any record, and a tool for memory faults sees a handler that
-    // reads too far.
-    std::unique_ptr<void, FreeBytes> data;
-    if (header.dataLen != 0) {
-        data.reset(malloc(header.dataLen));
-        if (!data) {
-            connections_.Close(connection, "there is no memory for its message");
-            return false;
+    // reads too far. Only for a large one that would take long, and keep the others waiting.
+    std::unique_ptr<uint8_t[], FrameReader::Free> data = connection->reader.TakeLarge();
+    if (!data) {
+        if (header.dataLen != 0) {
+            data.reset(static_cast<uint8_t*>(malloc(header.dataLen)));
+            if (!data) {
+                connections_.Close(connection, "there is no memory for its message");
+                return false;
+            }
+            memcpy(data.get(), payload, header.dataLen);
+            payload = data.get();
         }
-        memcpy(data.get(), payload, header.dataLen);
+        connection->reader.Consume();
     }
-    connection->reader.Consume();
     TagMsgBlock block{};
     block.senderUid = connection->peer.uid;
     block.msgId = header.msgId;
     SetName(block.recvProcName, self_->Name());
     SetName(block.recvTaskName, name_);
     block.dataLen = header.dataLen;
-    block.data = data.get();
+    block.data = header.dataLen != 0 ? const_cast<uint8_t*>(payload) : nullptr;
     OrviHostMsgSender sender{};
     if (connection->number != 0) {
         SetName(sender.procName, connection->hello.procName);

@@ -226,7 +226,7 @@ void Watches::Settle() {
 
 void Watches::SettleOne(Watch* watch) {
     for (int step = 0; step < kTurnSteps && !loop_->Interrupted(); ++step) {  // `dirty` tells of what is left
-        if (watch->ending && !FinishEnd(watch)) {
+        if (watch->ending && !IsBack(watch) && !FinishEnd(watch)) {
             return;
         }
         if (!watch->dirty || loop_->Interrupted()) {
@@ -238,6 +238,16 @@ void Watches::SettleOne(Watch* watch) {
             return;
         }
     }
+}
+
+// The record of one that has not ended was deleted, and it has put it back.
+bool Watches::IsBack(Watch* watch) {
+    if (watch->endSeen || !watch->dirty) {
+        return false;
+    }
+    watch->dirty = false;
+    watch->ending = Decide(self_.Look(watch->procName), watch->known).what != Step::What::kNothing;
+    return !watch->ending;
 }
 
 // It cannot be looked at now: that tells nothing.
@@ -300,6 +310,7 @@ bool Watches::FinishEnd(Watch* watch) {
     const Incarnation ended{watch->known.current, watch->known.pid, true};
     watch->ending = false;
     watch->endSeen = false;
+    watch->dirty = true;  // what has come after it
     watch->known.settled = std::max(watch->known.settled, watch->known.current);
     watch->known.current = 0;
     watch->known.pid = 0;
