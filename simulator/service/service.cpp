@@ -210,6 +210,12 @@ void Service::Forget(const TagMsgBlock& event) {
 }
 
 void Service::Hold(const Incoming& incoming) {
+    if (held_.size() >= MOST_HELD) {  // those of the dead keep nobody out: nobody waits for them
+        const auto& alive = stage_.GetApplications().List();
+        held_.erase(std::remove_if(held_.begin(), held_.end(),
+                                   [&](const Incoming& held) { return alive.count(held.sender) == 0; }),
+                    held_.end());
+    }
     if (held_.size() >= MOST_HELD) {
         Log("%s dropped: %zu are held back already",
             NameOf(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
