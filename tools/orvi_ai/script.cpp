@@ -40,7 +40,7 @@ Outcome RunScript(Session& session, const Call& call) {
     std::ifstream file;
     if (name != "-") {
         file.open(name);
-        if (!file) {
+        if (!file || !IsReadable(name)) {
             outcome.result = USAGE;
             outcome.reason = name + " cannot be read";
             return outcome;
