@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "calls.h"
-#include "command_line.h"
+#include "words.h"
 
 namespace orvi_ai {
 namespace {

@@ -4,6 +4,7 @@
 
 #include "calls.h"
 #include "command_line.h"
+#include "words.h"
 
 namespace orvi_ai {
 namespace {
