@@ -137,7 +137,17 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"watch --for 1y", 2, "'1y' is no time"},
         {"messages checkin.page", 0, "request 0x600026 ai_face_task OrviAiSrvGetCheckinData\n"},
         {"messages nonsense", 2, "there is no message 'nonsense'"},
-        {"caption begin", 2, "orvi-ai: "},
+        {"messages caption", 0, "\ncaption.line "},
+        {"wait face.event source=0 --within 20s", 0, "  face.event            count="},
+        {"wait face.event size=1", 2, "there is no field 'size'; there are count, "},
+        {"wait face.event count=many", 2, "count is 'many': 0 to 7"},
+        {"caption begin", 2, "there is no command 'caption begin'"},
+        {"caption", 2, "There are init, start, stop, deinit"},
+        {"chekin page", 2, "did you mean checkin?"},
+        {"caption start --conf C", 2, "there is no option --conf; did you mean --conference?"},
+        {"checkin page 1", 2, "'1' is a word too many"},
+        {"run /", 2, "/ cannot be read"},
+        {"face extract /", 1, "/ cannot be read"},
         {"", 2, "a command is missing"},
         {"--help", 0, "checkin "},
         {"--app name:colon hotword register", 1, "OrviAiAssistantInitKeyWord returned -1"},
@@ -290,6 +300,16 @@ TEST_F(OrviAiTest, LeavesAServiceThatHangs) {
     simulator_.Await("request 0x60006f 1");
     child->Signal(SIGINT);
     EXPECT_EQ(child->Wait(), 1);
+}
+
+TEST_F(OrviAiTest, HotWordsLastAsLongAsTheirCommand) {
+    StartService();
+    const auto child = Start("hotword add lamp");
+    simulator_.Await("request 0x600062 1");
+    simulator_.Command("say lamp");
+    EXPECT_TRUE(child->ReadUntil("assistant.woken"));
+    child->Signal(SIGINT);
+    EXPECT_EQ(child->Wait(), 0);
 }
 
 TEST_F(OrviAiTest, EndsWithTheServiceItListensTo) {

@@ -134,7 +134,7 @@ constexpr Command COMMANDS[] = {
     {"commands", "", "", "", OWN, "", nullptr, ListCommands, nullptr, nullptr,
      "each command and the function that it calls"},
     {"messages", "", "", "[MESSAGE]", OWN, "", nullptr, ListMessages, nullptr, nullptr,
-     "each message of the service, or the fields of one"},
+     "each message of the service, those of a feature, or the fields of one"},
 };
 
 }  // namespace
