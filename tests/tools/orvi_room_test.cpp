@@ -96,6 +96,48 @@ TEST_F(OrviRoomTest, ManyAtOnce) {
     EXPECT_EQ(simulator_.Child().Wait(), -SIGKILL);
 }
 
+// What is said in the room is what an application meets.
+TEST_F(OrviRoomTest, TheRoomDoesAsItIsTold) {
+    simulator_.Start({"--arrival", "0"});
+    const struct {
+        std::vector<const char*> directions;
+        std::vector<std::string> application;  // words of orvi-ai
+        const char* sees;
+    } cases[] = {
+        {{"model answers \"seven chairs\"", "model pace 0ms"}, {"model", "ask", "how many"}, "seven chairs"},
+        {{"model fails busy"}, {"model", "ask", "how many"}, "busy"},
+        {{"model usual"}, {"model", "ask", "how many"}, "You asked"},
+        {{"ability cloud-model off"}, {"ability"}, "cloudModel        0"},
+        {{"faces 0"}, {"face", "start", "--rate", "30", "--count", "1"}, "count=0"},
+        {{"faces 2", "face 2 300 200"}, {"face", "start", "--rate", "30", "--count", "1", "--json"}, "\"left\":225"},
+        {{"faces usual"}, {"face", "start", "--rate", "30", "--count", "1"}, "face=1003"},
+        {{"refuse nameplate.init busy --once"}, {"nameplate", "init"}, "OrviAiSrvNamePlateInit returned -1"},
+    };
+    for (const auto& testCase : cases) {
+        for (const char* direction : testCase.directions) {
+            SCOPED_TRACE(direction);
+            EXPECT_EQ(Run(direction).code, 0);
+        }
+        ChildProcess application("orvi-ai", testCase.application, sandbox_.Path("errors"));
+        const Ended ended = End(application);
+        EXPECT_NE(ended.output.find(testCase.sees), std::string::npos) << testCase.directions[0] << ended.output;
+    }
+    simulator_.Command("conversation off");
+    ChildProcess application("orvi-ai", {"run", "-"}, sandbox_.Path("errors"));
+    for (const char* line :
+         {"caption init", "caption start --conference C --report", "checkin init", "checkin start --conference C",
+          "checkin start-report --conference C", "wait checkin.arrival", "wait caption.line"}) {
+        application.WriteLine(line);
+    }
+    simulator_.Await("request checkin.start-report 1");
+    EXPECT_EQ(Run("person enters --name Zoe").output, "checked in\n");
+    EXPECT_EQ(Run("caption --speaker Zoe good morning").code, 0);
+    EXPECT_TRUE(application.ReadUntil("name=\"Zoe\""));
+    EXPECT_TRUE(application.ReadUntil("speaker=\"Zoe\" text=\"good morning\""));
+    EXPECT_EQ(Run("person leaves --name Zoe").code, 0);
+    EXPECT_EQ(Run("expect caption.start conference=C report=1").code, 0);
+}
+
 // Each row explains itself without a service, and is completed.
 TEST_F(OrviRoomTest, HelpAndCompletionAreComplete) {
     const std::string completion = Run("--completion bash").output;
