@@ -78,7 +78,8 @@ std::string BashCompletion() {
     return script +
            "    esac\n"
            "    mapfile -t COMPREPLY < <(compgen -W \"$words --help\" -- \"$current\")\n"
-           "    case $one in run|person) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- \"$current\") ;; "
+           "    case ${COMP_WORDS[COMP_CWORD-1]} in run|--photo) mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen "
+           "-f -- \"$current\") ;; "
            "esac\n"
            "}\n"
            "complete -F _orvi_room orvi-room\n";
