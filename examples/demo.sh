@@ -137,13 +137,13 @@ application=$!
 expect 'first_steps: connected*'
 expect '*client ai_vpp*announced itself, 1 now'
 
-push 'the captions have started' '0x600015 0' 'event 2, status of type 1 is 1'
-push 'a status of the service' '0x600012 42' 'event 2, status of type 0 is 42'
-push 'the check-in data was cleared' '0x600029' 'event 5 without payload'
-push 'a notice' '0x60002f' 'event 3 without payload'
-push 'an answer of the large model' '0x60003f' 'event 7 with payload'
-push 'the assistant woke up' '0x60004a' 'event 100 with payload'
-push 'the assistant has a choice' '0x600051' 'event 108 with payload'
+push 'the captions have started' 'caption.started 0' 'event 2, status of type 1 is 1'
+push 'a status of the service' 'service.status 42' 'event 2, status of type 0 is 42'
+push 'the check-in data was cleared' 'checkin.cleared' 'event 5 without payload'
+push 'a notice' 'checkin.complete' 'event 3 without payload'
+push 'an answer of the large model' 'model.begin' 'event 7 with payload'
+push 'the assistant woke up' 'assistant.woken' 'event 100 with payload'
+push 'the assistant has a choice' 'assistant.choice' 'event 108 with payload'
 
 say demo "$yellow" 'watch the faces in the picture, save the photos of two'
 "${launcher[@]}" "$bin/face_photos" "$dir" </dev/null >&3 2>&3 3>&- 4>&- &
@@ -180,7 +180,7 @@ start_service 'start the service again'
 expect 'first_steps: event 1, the service has started'
 expect 'first_steps: connected'
 expect '*client ai_vpp*announced itself, 1 now'
-push 'the captions have stopped' '0x600016 0' 'event 2, status of type 1 is 0'
+push 'the captions have stopped' 'caption.stopped 0' 'event 2, status of type 1 is 0'
 
 say demo "$yellow" 'end the application'
 kill -INT "$application"
@@ -200,7 +200,7 @@ say demo "$yellow" 'talk with the voice assistant'
 "${launcher[@]}" "$bin/voice_assistant" </dev/null >&3 2>&3 3>&- 4>&- &
 application=$!
 expect 'voice_assistant: ready*'
-for request in 0x600056 0x600061; do # the intent and the hot word are known, which two tasks take
+for request in assistant.intents hotword.replace; do # the intent and the hot word are known, which two tasks take
     echo "await request $request 1" >&4
     expect ok
 done

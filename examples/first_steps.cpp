@@ -2,7 +2,7 @@
 // restarted, leave at Ctrl-C.
 //
 // Try it with the simulated service in a second terminal:
-//   orvi-vision-sim --control        and there:  push 0x60002b 7
+//   orvi-vision-sim --control        and there:  push checkin.count 7
 #include <cstdio>
 #include <signal.h>
 

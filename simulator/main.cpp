@@ -18,6 +18,7 @@
 
 #include "directions/control.h"
 #include "directions/pushes.h"
+#include "directions/vocabulary.h"
 #include "features/checkin/attendance.h"
 #include "log.h"
 #include "room.h"
@@ -26,14 +27,6 @@ namespace orvi_sim {
 namespace {
 
 constexpr int EXIT_USAGE = 2;
-
-constexpr char WORDS_HELP[] =
-    "ID is that of a message of the applications, or event:ID for one that the service sends.\n"
-    "WORD is a 32-bit integer (7, -7, 0x2a), hex:00ff, zeros:100, text:hello, or none for no payload. Without a WORD "
-    "a\n"
-    "push carries a payload of the message's usual length, zero but for its length word. One whose length word lies "
-    "is\n"
-    "refused, as is an unknown event; with --raw among the words it is sent as it is.\n";
 
 struct Options {
     bool verbose = false;
@@ -46,7 +39,7 @@ struct Options {
     std::vector<ScheduledPush> scheduled;
 };
 
-int ReadOptions(int argc, char** argv, const Directions& directions, Options& options) {
+int ReadOptions(int argc, char** argv, Options& options) {
     CLI::App app("Plays the device's vision service on this workstation's message bus.");
     app.name("orvi-vision-sim");
     app.add_flag("-v,--verbose", options.verbose, "log every message");
@@ -65,14 +58,14 @@ int ReadOptions(int argc, char** argv, const Directions& directions, Options& op
         ->capture_default_str();
     app.add_option("-p,--push", options.pushes,
                    "send a message to each client, MS milliseconds after it announced itself; may be repeated")
-        ->type_name("ID[:WORD,...][@MS]")
+        ->type_name("MESSAGE[:WORD,...][@MS]")
         ->allow_extra_args(false);
     app.footer(
         std::string("It prints \"ready\" once every task can be reached, and ends at SIGTERM, SIGINT or Ctrl-C.\n"
                     "ORVI_BUS_DIR names the bus directory.\n\n"
                     "Commands on standard input (--control); each is answered by one line, ok or error:\n") +
-        directions.Help() + WORDS_HELP +
-        "\nExample:\n  orvi-vision-sim --verbose --push 0x60002b:7@500 --push 0x60000c:zeros:288");
+        ExplainAll() + "help NAME explains one of them.\n\n" +
+        "Example:\n  orvi-vision-sim --verbose --push checkin.count:7@500 --push face.event");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -162,6 +155,10 @@ int Run(Room& room, const Options& options) {
         room.service.Stop();
         return 1;
     }
+    if (!room.roomTask.Start()) {
+        Log("the bus refuses the task %s", ROOM_TASK);
+        return 1;
+    }
     if (options.exitAfterMs != 0) {
         room.stage.After(std::chrono::milliseconds(options.exitAfterMs), [&room] { room.stop.Raise(0); });
     }
@@ -173,6 +170,7 @@ int Run(Room& room, const Options& options) {
     }
     AwaitEnd(signals, room.stop);
     room.service.Stop();  // ends what a command waits for
+    room.roomTask.Stop();
     if (control.joinable()) {
         control.join();
     }
@@ -187,7 +185,7 @@ int main(int argc, char** argv) {
     try {
         orvi_sim::Room room;
         orvi_sim::Options options;
-        const int result = orvi_sim::ReadOptions(argc, argv, room.directions, options);
+        const int result = orvi_sim::ReadOptions(argc, argv, options);
         return result >= 0 ? result : orvi_sim::Run(room, options);
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "orvi-vision-sim: %s\n", exception.what());

@@ -5,6 +5,9 @@
 #include <vector>
 
 #include "directions/directions.h"
+#include "directions/fault_directions.h"
+#include "directions/journal_directions.h"
+#include "directions/room_task.h"
 #include "directions/service_directions.h"
 #include "features/assistant/assistant.h"
 #include "features/captions/captions.h"
@@ -40,17 +43,26 @@ struct Room {
 
     Service service{stage, stop, features};
     ServiceDirections serviceDirections{stage, service, stop, features};
+    FaultDirections faultDirections{stage, service};
+    JournalDirections journalDirections{service.GetTraffic()};
     Directions directions{stage};
+    RoomTask roomTask{directions};
 
     Room() {
         directions.AddOnStage(serviceDirections.OnStage());
         directions.Add(serviceDirections.OffStage());
+        directions.AddOnStage(faultDirections.OnStage());
+        directions.Add(journalDirections.OffStage());
         for (Feature* feature : features) {
             directions.AddOnStage(feature->Directions());
         }
+        directions.Check();
     }
     // No timer and no loop may be inside a feature when it is destroyed.
-    ~Room() { service.Stop(); }
+    ~Room() {
+        service.Stop();
+        roomTask.Stop();
+    }
     Room(const Room&) = delete;
     Room& operator=(const Room&) = delete;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <iterator>
 #include <poll.h>
 #include <string>
@@ -36,28 +37,39 @@ void WriteText(const StopSignal& stop, const std::string& text) {
 }
 
 void WriteAnswer(const StopSignal& stop, const std::string& answer) {
-    WriteText(stop, answer + "\n");
-}
-
-// Takes the complete lines out of `input` and carries them out.
-void PerformLines(const Directions& directions, const StopSignal& stop, std::string& input) {
-    size_t begin = 0;
-    for (size_t end = input.find('\n'); end != std::string::npos && !stop.Raised(); end = input.find('\n', begin)) {
-        const std::string line = input.substr(begin, end - begin);
-        begin = end + 1;
-        if (line.find('\0') != std::string::npos) {
-            WriteAnswer(stop, "error the line has a NUL");
-        } else if (line.find_first_not_of(" \t\r") != std::string::npos) {
-            WriteAnswer(stop, directions.Perform(line));
+    // One line each: of what is told in several the lines have "; " between and begin without blanks.
+    std::string line;
+    for (const char c : answer) {
+        if (c == '\n') {
+            line += line == "ok" || line.back() == ':' ? " " : "; ";
+        } else if (c != ' ' || line.size() < 2 || line.compare(line.size() - 2, 2, "; ") != 0) {
+            line += c;
         }
     }
-    input.erase(0, begin);
+    WriteText(stop, line + "\n");
+}
+
+void PerformLine(const Directions& directions, const StopSignal& stop, const std::string& line) {
+    if (line.find('\0') != std::string::npos) {
+        WriteAnswer(stop, "error the line has a NUL");
+        return;
+    }
+    if (line.find_first_not_of(" \t\r") == std::string::npos) {
+        return;
+    }
+    const Directions::Answer answer = directions.Perform(line);
+    WriteAnswer(stop, answer.text);
+    if (answer.then != nullptr) {
+        answer.then();
+    }
 }
 
 }  // namespace
 
+// Byte by byte, so that what follows a restart is there for the next one to read.
 void ServeControl(const Directions& directions, StopSignal& stop) {
-    std::string input;
+    std::string line;
+    bool isEmpty = true;
     pollfd watched[] = {{STDIN_FILENO, POLLIN, 0}, {stop.Descriptor(), POLLIN, 0}};
     while (!stop.Raised()) {
         if (poll(watched, std::size(watched), -1) < 0 && errno != EINTR) {
@@ -68,21 +80,22 @@ void ServeControl(const Directions& directions, StopSignal& stop) {
         if (watched[1].revents != 0 || watched[0].revents == 0) {
             continue;
         }
-        char buffer[4096];
-        const ssize_t count = read(STDIN_FILENO, buffer, sizeof(buffer));
+        char character = '\0';
+        const ssize_t count = read(STDIN_FILENO, &character, 1);
+        if (count == 0 && isEmpty) {
+            return;  // there is nobody who directs from here, as with </dev/null
+        }
+        isEmpty = false;
         if (count <= 0) {
             if (count < 0 && errno == EINTR) {
                 continue;
             }
-            if (!input.empty()) {  // the last line may lack its end
-                PerformLines(directions, stop, input += '\n');
-            }
+            PerformLine(directions, stop, line);  // the last one may lack its end
             stop.Raise(0);
-            return;
-        }
-        input.append(buffer, static_cast<size_t>(count));
-        PerformLines(directions, stop, input);
-        if (input.size() > LONGEST_LINE) {
+        } else if (character == '\n') {
+            PerformLine(directions, stop, line);
+            line.clear();
+        } else if (line += character; line.size() > LONGEST_LINE) {
             WriteAnswer(stop, "error the line is too long");
             stop.Raise(1);
         }

@@ -7,7 +7,8 @@
 
 namespace orvi_sim {
 
-// Serves standard input until the program ends, "quit" comes or the input ends, which both end the program.
+// Serves standard input until the program ends, "quit" comes or the input ends, which both end the program; an input that
+// is empty does not.
 void ServeControl(const Directions& directions, StopSignal& stop);
 
 }  // namespace orvi_sim

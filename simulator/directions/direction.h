@@ -1,34 +1,56 @@
-// What a person or a script can make happen: one row of the vocabulary.
+// What a person or a script can make happen: a row of the vocabulary, the words of somebody who uses it, the outcome.
 #ifndef ORVI_SIM_DIRECTIONS_DIRECTION_H
 #define ORVI_SIM_DIRECTIONS_DIRECTION_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "message.h"
+
 namespace orvi_sim {
 
-struct Parameter {
-    enum class Type {
-        Name,     // one word
-        Number,   // 0 to 4294967295, decimal or 0x hexadecimal
-        Message,  // the id of a message that applications send, or event:ID for one that the service sends
-        Choice,   // one of the words in `name`, which have '|' between them
-        Words,    // what is left, word by word
-        Text      // what is left, as it was written
-    };
-    const char* name;  // for people; in capital letters but for a choice
-    Type type;
-    bool isOptional = false;  // those behind it are, too
+// What one word of a direction may be.
+enum class Type {
+    Name,     // one word
+    Number,   // within the parameter's bounds, decimal or 0x hexadecimal
+    Time,     // 500ms, 2s, 1.5m
+    Message,  // the name of one, caption.start; or its id, an event's as event:ID
+    Choice,   // one of the words in the parameter's name, which have '|' between them
+    File,     // a path; orvi-room makes it absolute
+    Words,    // all that are left
+    Text,     // all that are left, as one text
+    Flag      // of an option: no word
 };
 
-// The words of one direction, checked against its parameters. Those that were left out are zero or empty.
+struct Parameter {
+    const char* name;  // for people; in capital letters but for a choice. Of an option: --name
+    Type type;
+    bool isOptional = false;  // those behind it are, too; of an option without a meaning
+    uint32_t least = 0;       // of a number
+    uint32_t most = UINT32_MAX;
+    bool isNeeded = false;  // of an option
+};
+
+// A direction as it is written and explained. Its handler stands elsewhere, under the same name.
+struct Row {
+    const char* name;  // one word or two
+    std::vector<Parameter> parameters;
+    std::vector<Parameter> options;
+    const char* help;  // one line
+};
+
+// The words of one direction, checked against its row. Those that were left out are zero or empty.
 struct Argument {
     bool isGiven = false;
-    bool isEvent = false;  // of a message
-    uint32_t number = 0;
+    uint32_t number = 0;  // a message's id, too
+    bool isEvent = false;
+    const orvi_protocol::Message* message = nullptr;  // null for an id that is no message
+    std::chrono::milliseconds time{0};
     std::string text;
     std::vector<std::string> words;
 };
@@ -36,27 +58,34 @@ struct Argument {
 struct Arguments {
     std::string name;  // the direction's
     std::vector<Argument> values;
+    std::map<std::string, Argument> options;  // those that were given
 
     const Argument& operator[](size_t index) const { return values[index]; }
+
+    // Null when it was not given.
+    const Argument* Option(const std::string& option) const {
+        const auto found = options.find(option);
+        return found != options.end() ? &found->second : nullptr;
+    }
 };
 
 struct Outcome {
     bool isDone;
-    std::string text;  // what there is to tell, or the reason of the refusal
+    std::string text;          // what there is to tell, maybe in several lines, or the reason of the refusal
+    void (*then)() = nullptr;  // an end of the process, which comes when this has been told
 };
 
 inline Outcome Done(std::string text = "") {
-    return {true, std::move(text)};
+    return {true, std::move(text), nullptr};
 }
 
 inline Outcome Refused(std::string reason) {
-    return {false, std::move(reason)};
+    return {false, std::move(reason), nullptr};
 }
 
+// What makes a direction happen.
 struct Direction {
-    const char* name;
-    std::vector<Parameter> parameters;
-    const char* help;  // one line
+    const char* name;  // of its row
     std::function<Outcome(const Arguments&)> perform;
 };
 

@@ -1,7 +1,8 @@
-// The table of all directions: finds the row of a line, checks its words against the parameters, performs it.
+// The vocabulary with its handlers: finds the row of a line, checks its words, performs it.
 #ifndef ORVI_SIM_DIRECTIONS_DIRECTIONS_H
 #define ORVI_SIM_DIRECTIONS_DIRECTIONS_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,25 +18,31 @@ class Directions {
     Directions& operator=(const Directions&) = delete;
 
     // Those of features are performed on the stage; those of the service enter it where they need it, as some wait.
-    void AddOnStage(std::vector<Direction> rows);
-    void Add(std::vector<Direction> rows);
+    void AddOnStage(std::vector<Direction> directions);
+    void Add(std::vector<Direction> directions);
 
-    // Carries out one line: "ok", "ok ..." or "error ...". The lines of one caller follow one another.
-    std::string Perform(const std::string& line) const;
+    // Ends the program unless each row of the vocabulary has its one handler.
+    void Check() const;
 
-    std::string Help() const;  // a line each
+    // What a line has come to: "ok", "ok ..." or "error ...", maybe in several lines, and what follows once that has been
+    // told; null for nothing.
+    struct Answer {
+        std::string text;
+        void (*then)();
+    };
+
+    // Carries out one line. Any number of threads may call it;
+    // the lines of one caller follow one another.
+    Answer Perform(const std::string& line) const;
 
  private:
-    struct Row {
+    struct Entry {
         Direction direction;
         bool isOnStage;
     };
 
-    const Row* Find(const std::string& line, size_t& at) const;
-    Outcome HelpOn(const std::string& name) const;
-
     Stage& stage_;
-    std::vector<Row> rows_;
+    std::map<std::string, Entry> entries_;
 };
 
 }  // namespace orvi_sim

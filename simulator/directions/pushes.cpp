@@ -3,16 +3,22 @@
 #include <algorithm>
 #include <sstream>
 
+#include "directions/vocabulary.h"
 #include "service/events.h"
+#include "value.h"
 
 namespace orvi_sim {
 namespace {
 
-constexpr char RAW[] = "--raw";
+using orvi_protocol::Message;
+using orvi_protocol::Setting;
 
-}  // namespace
+bool IsSetting(const std::string& word) {
+    const size_t equals = word.find('=');
+    return equals != std::string::npos && equals < word.find(':');
+}
 
-std::optional<std::string> ReadPayload(const std::vector<std::string>& words, Payload& payload) {
+std::optional<std::string> ReadBytes(const std::vector<std::string>& words, Payload& payload) {
     if (words.size() == 1 && words[0] == "none") {
         return std::nullopt;
     }
@@ -25,19 +31,51 @@ std::optional<std::string> ReadPayload(const std::vector<std::string>& words, Pa
     return std::nullopt;
 }
 
-std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>& words, Payload& payload) {
-    std::vector<std::string> rest = words;
-    rest.erase(std::remove(rest.begin(), rest.end(), RAW), rest.end());
-    const bool isRaw = rest.size() != words.size();
+std::optional<std::string> ReadSettings(const orvi_protocol::Record* record, const std::vector<std::string>& words,
+                                        bool isRaw, Payload& payload) {
+    std::vector<Setting> settings;
+    for (const std::string& word : words) {
+        const size_t equals = word.find('=');
+        settings.push_back({word.substr(0, equals), word.substr(equals + 1)});
+    }
+    std::string bytes;
+    std::string error;
+    const auto check = isRaw ? orvi_protocol::Check::Width : orvi_protocol::Check::Bounds;
+    if (!orvi_protocol::Encode(record, settings, bytes, error, check)) {
+        return error;
+    }
+    payload.assign(bytes.begin(), bytes.end());
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> ReadPayload(const orvi_protocol::Record* record, const std::vector<std::string>& words,
+                                       bool isRaw, Payload& payload) {
+    const auto settings = std::count_if(words.begin(), words.end(), IsSetting);
+    if (settings == 0) {
+        return ReadBytes(words, payload);
+    }
+    if (static_cast<size_t>(settings) != words.size()) {
+        return "fields and words do not go together";
+    }
+    if (record == nullptr) {
+        return "it has no fields to name";
+    }
+    return ReadSettings(record, words, isRaw, payload);
+}
+
+std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>& words, bool isRaw, Payload& payload) {
     const EventRow* const row = FindEvent(id);
     if (row == nullptr && !isRaw) {
         return "the service sends no such message, see events; with --raw it is sent all the same";
     }
-    if (rest.empty()) {
+    if (words.empty()) {
         payload = row != nullptr ? PlainEvent(*row) : Payload();
         return std::nullopt;
     }
-    if (auto reason = ReadPayload(rest, payload)) {
+    const Message* const message = orvi_protocol::FindMessage(id, false);
+    if (auto reason = ReadPayload(message != nullptr ? message->payload : nullptr, words, isRaw, payload)) {
         return reason;
     }
     std::string reason;
@@ -67,13 +105,15 @@ std::optional<ScheduledPush> ParseScheduledPush(const std::string& text, std::st
             words.push_back(word);
         }
     }
-    const std::optional<uint32_t> id = ParseNumber(body.substr(0, colon));
-    if (!id) {
-        error = "a message id is missing or no number";
+    const std::string name = body.substr(0, colon);
+    const Message* const message = orvi_protocol::FindMessage(name);
+    const std::optional<uint32_t> id = message != nullptr ? message->id : ParseNumber(name);
+    if (!id || (message != nullptr && ToService(message->direction))) {
+        error = "'" + name + "' is no event, nor the id of one";
         return std::nullopt;
     }
     ScheduledPush push{*id, {}, std::chrono::milliseconds(delayMs)};
-    if (const auto reason = ReadPush(*id, words, push.payload)) {
+    if (const auto reason = ReadPush(*id, words, false, push.payload)) {
         error = *reason;
         return std::nullopt;
     }

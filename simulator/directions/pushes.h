@@ -9,15 +9,18 @@
 #include <vector>
 
 #include "payload.h"
+#include "record.h"
 
 namespace orvi_sim {
 
-// The event's payload from words as payload.h reads them, "none" for no payload, nothing for a plain one of the usual
-// length. One that an application could not trust is refused, unless a word is "--raw". The reason when it is refused.
-std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>& words, Payload& payload);
+// A payload from words as payload.h reads them, "none" for no payload; or from FIELD=VALUE words as the record has
+// them, within their bounds unless it is raw. The reason when it cannot be read.
+std::optional<std::string> ReadPayload(const orvi_protocol::Record* record, const std::vector<std::string>& words,
+                                       bool isRaw, Payload& payload);
 
-// The same without an event's rules.
-std::optional<std::string> ReadPayload(const std::vector<std::string>& words, Payload& payload);
+// An event's payload; without words a plain one of the usual length. One that an application could not trust is refused
+// unless it is raw.
+std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>& words, bool isRaw, Payload& payload);
 
 // A message that the command line asks for: sent to each application some time after it has announced itself.
 struct ScheduledPush {
@@ -26,7 +29,7 @@ struct ScheduledPush {
     std::chrono::milliseconds delay;
 };
 
-// Reads ID[:WORD[,WORD...]][@MS]. Nothing, with the reason, when it cannot be read.
+// Reads MESSAGE[:WORD[,WORD...]][@MS]. Nothing, with the reason, when it cannot be read.
 std::optional<ScheduledPush> ParseScheduledPush(const std::string& text, std::string& error);
 
 }  // namespace orvi_sim

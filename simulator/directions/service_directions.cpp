@@ -1,30 +1,29 @@
 #include "directions/service_directions.h"
 
 #include <chrono>
+#include <cstdio>
 #include <sstream>
 #include <utility>
 
 #include "directions/pushes.h"
+#include "directions/words.h"
 #include "service/events.h"
 
 namespace orvi_sim {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Type = Parameter::Type;
+using orvi_protocol::AllMessages;
+using orvi_protocol::Message;
 
-constexpr uint32_t DEFAULT_WAIT_MS = 10000;
+constexpr std::chrono::milliseconds DEFAULT_WAIT{10000};
 
-uint32_t WaitMs(const Argument& given) {
-    return given.isGiven ? given.number : DEFAULT_WAIT_MS;
-}
-
-Clock::time_point Deadline(const Argument& given) {
-    return Clock::now() + std::chrono::milliseconds(WaitMs(given));
+std::chrono::milliseconds WaitOf(const Argument& given) {
+    return given.isGiven ? given.time : DEFAULT_WAIT;
 }
 
 Outcome Waited(bool isDone, const Argument& given) {
-    return isDone ? Done() : Refused("waited " + std::to_string(WaitMs(given)) + " ms in vain");
+    return isDone ? Done() : Refused("waited " + TimeText(WaitOf(given)) + " in vain");
 }
 
 Outcome ListEvents() {
@@ -38,78 +37,50 @@ Outcome ListEvents() {
     return Done(answer.str());
 }
 
+Outcome ListMessages(const Argument& pattern) {
+    const std::string& text = pattern.text;
+    const bool isPrefix = !text.empty() && text.back() == '*';
+    std::string list;
+    for (const Message* message : AllMessages()) {
+        const std::string name(message->name);
+        const bool fits = isPrefix ? name.compare(0, text.size() - 1, text, 0, text.size() - 1) == 0
+                                   : !pattern.isGiven || name == text;
+        if (fits) {
+            std::string line = "\n" + name;
+            line.resize(28, ' ');
+            list += line + std::string(DirectionWord(message->direction)) + ": " + std::string(message->meaning);
+        }
+    }
+    return list.empty() ? Refused("there is nothing like '" + text + "'; caption.* tells those of captions")
+                        : Done(list);
+}
+
 }  // namespace
 
-// --- The rows ---
-
 std::vector<Direction> ServiceDirections::OnStage() {
-    const Parameter id = {"ID", Type::Message};
-    const Parameter words = {"WORD", Type::Words, true};
     return {
-        {"push",
-         {id, words},
-         "queue an event for every client",
-         [this](const Arguments& a) { return Push(nullptr, a[0], a[1].words); }},
-        {"pushto",
-         {{"PROCESS", Type::Name}, id, words},
-         "queue an event for the client of one process",
-         [this](const Arguments& a) { return Push(&a[0].text, a[1], a[2].words); }},
-        {"events", {}, "the events that the service knows to send", [](const Arguments&) { return ListEvents(); }},
-        {"clients", {}, "the clients with their counts", [this](const Arguments&) { return ListClients(); }},
-        {"state", {}, "what the features keep", [this](const Arguments&) { return DescribeAll(); }},
-        {"refuse",
-         {id, {"not-ready|busy|malformed", Type::Choice}},
-         "answer with this verdict",
-         [this](const Arguments& a) { return Refuse(a); }},
-        {"reply",
-         {id, words},
-         "answer with this payload",
-         [this](const Arguments& a) { return Reply(a, Fault::Reply::Given); }},
-        {"empty", {id}, "answer with length 0", [this](const Arguments& a) { return Reply(a, Fault::Reply::Given); }},
-        {"nodata", {id}, "answer without data", [this](const Arguments& a) { return Reply(a, Fault::Reply::NoData); }},
-        {"silent",
-         {id},
-         "lose it: not handled, not answered, not sent",
-         [this](const Arguments& a) { return Change(a[0], OF_MESSAGES, [](Fault& fault) { fault.isLost = true; }); }},
-        {"delay",
-         {id, {"MS", Type::Number}},
-         "handle or send it later",
-         [this](const Arguments& a) { return Delay(a); }},
-        {"hold",
-         {id},
-         "keep it back until it is released",
-         [this](const Arguments& a) { return Change(a[0], OF_MESSAGES, [](Fault& fault) { fault.isHeld = true; }); }},
-        {"release",
-         {id},
-         "let what is kept back go, and hold no more",
-         [this](const Arguments& a) { return Release(a); }},
-        {"reset", {id}, "as usual again", [this](const Arguments& a) { return Reset(a); }},
-        {"reset all", {}, "everything as usual again", [this](const Arguments&) { return ResetAll(); }},
+        {"time", [this](const Arguments& a) { return SetTime(a[0].text); }},
+        {"push", [this](const Arguments& a) { return Push(a); }},
+        {"clients", [this](const Arguments&) { return ListClients(); }},
+        {"state", [this](const Arguments&) { return DescribeAll(); }},
+        {"service status",
+         [this](const Arguments& a) {
+             constexpr uint32_t SERVICE_STATUS = 0x600012;
+             return Done(std::to_string(stage_.Push(nullptr, SERVICE_STATUS, IntegerPayload(a[0].number))));
+         }},
     };
 }
 
 std::vector<Direction> ServiceDirections::OffStage() {
-    const Parameter id = {"ID", Type::Message};
-    const Parameter count = {"N", Type::Number};
-    const Parameter wait = {"MS", Type::Number, true};
     return {
-        {"await clients",
-         {count, wait},
-         "wait until N clients are known",
-         [this](const Arguments& a) { return AwaitClients(a[0].number, a[1]); }},
-        {"await request",
-         {id, count, wait},
-         "wait until N messages with this id have come",
-         [this](const Arguments& a) { return AwaitRequest(a[0].number, a[1].number, a[2]); }},
-        {"await sent",
-         {wait},
-         "wait until nothing is queued any more",
-         [this](const Arguments& a) { return AwaitSent(a[0]); }},
-        {"count", {id}, "how many messages with this id have come", [this](const Arguments& a) { return Count(a); }},
-        {"last", {id}, "the payload of the last one", [this](const Arguments& a) { return Count(a); }},
+        {"events", [](const Arguments&) { return ListEvents(); }},
+        {"messages", [](const Arguments& a) { return ListMessages(a[0]); }},
+        {"await clients", [this](const Arguments& a) { return AwaitClients(a); }},
+        {"await request", [this](const Arguments& a) { return AwaitRequest(a); }},
+        {"await sent", [this](const Arguments& a) { return AwaitSent(a); }},
+        {"count", [this](const Arguments& a) { return Count(a); }},
+        {"last", [this](const Arguments& a) { return Count(a); }},
         {"quit",
-         {},
-         "end; so does the end of the input",
          [this](const Arguments&) {
              stop_.Raise(0);
              return Done();
@@ -117,15 +88,36 @@ std::vector<Direction> ServiceDirections::OffStage() {
     };
 }
 
-// --- Events and applications ---
-
-Outcome ServiceDirections::Push(const std::string* process, const Argument& message,
-                                const std::vector<std::string>& words) {
+Outcome ServiceDirections::Push(const Arguments& arguments) {
+    const Argument& message = arguments[0];
+    if (message.message != nullptr && !message.isEvent && message.message->name == message.text) {
+        return Refused(message.text + " is what applications send; see messages for the events");
+    }
     Payload payload;
-    if (const auto reason = ReadPush(message.number, words, payload)) {
+    if (const auto reason =
+            ReadPush(message.number, arguments[1].words, arguments.Option("--raw") != nullptr, payload)) {
         return Refused(*reason);
     }
-    return Done(std::to_string(stage_.Push(process, message.number, std::move(payload))));
+    const Argument* const app = arguments.Option("--app");
+    return Done(std::to_string(stage_.Push(app != nullptr ? &app->text : nullptr, message.number, std::move(payload))));
+}
+
+// Today's, in universal time.
+Outcome ServiceDirections::SetTime(const std::string& text) {
+    constexpr uint32_t DAY = 24 * 3600;
+    unsigned hours = 0;
+    unsigned minutes = 0;
+    unsigned seconds = 0;
+    char more = '\0';
+    const int fields = std::sscanf(text.c_str(), "%2u:%2u:%2u%c", &hours, &minutes, &seconds, &more);
+    const bool isTime =
+        (fields == 3 || (fields == 2 && text.size() <= 5)) && hours < 24 && minutes < 60 && seconds < 60;
+    if (!isTime) {
+        return Refused("'" + text + "' is no time of day, as 09:30 or 09:30:15");
+    }
+    const uint32_t today = stage_.TimeOfDay() / DAY * DAY;
+    stage_.SetTimeOfDay(today + hours * 3600 + minutes * 60 + seconds);
+    return Done();
 }
 
 Outcome ServiceDirections::ListClients() const {
@@ -151,114 +143,24 @@ Outcome ServiceDirections::DescribeAll() const {
     return Done(all);
 }
 
-Outcome ServiceDirections::AwaitClients(uint32_t count, const Argument& waitMs) {
+Outcome ServiceDirections::AwaitClients(const Arguments& arguments) {
     Stage::Lock lock = stage_.Enter();
-    return Waited(stage_.AwaitAnnounced(lock, count, Deadline(waitMs)), waitMs);
+    return Waited(stage_.AwaitAnnounced(lock, arguments[0].number, Clock::now() + WaitOf(arguments[1])), arguments[1]);
 }
 
-Outcome ServiceDirections::AwaitRequest(uint32_t id, uint32_t count, const Argument& waitMs) {
-    return Waited(service_.GetTraffic().AwaitCount(id, count, Deadline(waitMs)), waitMs);
+Outcome ServiceDirections::AwaitRequest(const Arguments& arguments) {
+    const Clock::time_point deadline = Clock::now() + WaitOf(arguments[2]);
+    return Waited(service_.GetTraffic().AwaitCount(arguments[0].number, arguments[1].number, deadline), arguments[2]);
 }
 
-Outcome ServiceDirections::AwaitSent(const Argument& waitMs) {
-    return Waited(stage_.GetApplications().GetMail().AwaitSent(Deadline(waitMs)), waitMs);
+Outcome ServiceDirections::AwaitSent(const Arguments& arguments) {
+    return Waited(stage_.GetApplications().GetMail().AwaitSent(Clock::now() + WaitOf(arguments[0])), arguments[0]);
 }
 
 Outcome ServiceDirections::Count(const Arguments& arguments) {
     const Traffic& traffic = service_.GetTraffic();
     const uint32_t id = arguments[0].number;
     return Done(arguments.name == "count" ? std::to_string(traffic.Count(id)) : ToHex(traffic.Last(id)));
-}
-
-// --- Faults ---
-
-// Changes the fault of a message. Refused when the message cannot have one of that kind.
-Outcome ServiceDirections::Change(const Argument& message, FaultKind kind, const std::function<void(Fault&)>& change) {
-    if (message.isEvent) {
-        if (FindEvent(message.number) == nullptr) {
-            return Refused(message.text + ": the service sends no such message, see events");
-        }
-        if (kind == OF_REPLIES) {
-            return Refused(message.text + ": an event has no reply");
-        }
-    } else {
-        const RequestRow* const row = service_.FindRequest(message.number);
-        if (row == nullptr) {
-            const bool isEvent = FindEvent(message.number) != nullptr;
-            return Refused(message.text + ": applications send no such message" +
-                           (isEvent ? "; what the service sends is event:" + message.text : ""));
-        }
-        if (kind == OF_REPLIES && row->reply == ONE_WAY) {
-            return Refused(std::string(row->name) + " is one-way and has no reply");
-        }
-    }
-    change(FaultsOf(message.isEvent).Of(message.number));
-    return Done();
-}
-
-Outcome ServiceDirections::Reply(const Arguments& arguments, Fault::Reply reply) {
-    Payload given;
-    if (arguments.values.size() > 1) {
-        if (const auto reason = ReadPayload(arguments[1].words, given)) {
-            return Refused(*reason);
-        }
-    }
-    return Change(arguments[0], OF_REPLIES, [&](Fault& fault) {
-        fault.isLost = false;
-        fault.reply = reply;
-        fault.given = given;
-    });
-}
-
-Outcome ServiceDirections::Refuse(const Arguments& arguments) {
-    const std::string& word = arguments[1].text;
-    return Change(arguments[0], OF_REPLIES, [&](Fault& fault) {
-        fault.isLost = false;
-        fault.reply = Fault::Reply::Refusal;
-        fault.verdict = word == "busy" ? ORVI_SIM_BUSY : word == "not-ready" ? ORVI_SIM_NOT_READY : ORVI_SIM_MALFORMED;
-    });
-}
-
-Outcome ServiceDirections::Delay(const Arguments& arguments) {
-    return Change(arguments[0], OF_MESSAGES,
-                  [&](Fault& fault) { fault.delay = std::chrono::milliseconds(arguments[1].number); });
-}
-
-// What is held back goes with the fault that it was held back under.
-size_t ServiceDirections::LetGo(bool isEvent, uint32_t id) {
-    const size_t count = isEvent ? stage_.ReleaseEvents(id) : service_.Release(id);
-    FaultsOf(isEvent).Reset(id);
-    return count;
-}
-
-Faults& ServiceDirections::FaultsOf(bool isEvent) {
-    return isEvent ? stage_.EventFaults() : service_.RequestFaults();
-}
-
-Outcome ServiceDirections::Release(const Arguments& arguments) {
-    const Argument& message = arguments[0];
-    if (!FaultsOf(message.isEvent).Find(message.number).isHeld) {
-        return Refused(message.text + " is not held back");
-    }
-    return Done(std::to_string(LetGo(message.isEvent, message.number)));
-}
-
-Outcome ServiceDirections::Reset(const Arguments& arguments) {
-    const Argument& message = arguments[0];
-    if (!FaultsOf(message.isEvent).Has(message.number)) {
-        return Refused(message.text + " is as usual already");
-    }
-    (void)LetGo(message.isEvent, message.number);
-    return Done();
-}
-
-Outcome ServiceDirections::ResetAll() {
-    for (const bool isEvent : {false, true}) {
-        for (const uint32_t id : FaultsOf(isEvent).Ids()) {
-            (void)LetGo(isEvent, id);
-        }
-    }
-    return Done();
 }
 
 }  // namespace orvi_sim

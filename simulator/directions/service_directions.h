@@ -1,8 +1,7 @@
-// Directions that concern no feature: pushes, applications, waits, faults.
+// Directions that concern no feature but applications, events by hand, waits and the service itself.
 #ifndef ORVI_SIM_DIRECTIONS_SERVICE_DIRECTIONS_H
 #define ORVI_SIM_DIRECTIONS_SERVICE_DIRECTIONS_H
 
-#include <functional>
 #include <vector>
 
 #include "directions/direction.h"
@@ -23,24 +22,14 @@ class ServiceDirections {
     std::vector<Direction> OffStage();  // those that wait
 
  private:
-    Outcome Push(const std::string* process, const Argument& message, const std::vector<std::string>& words);
+    Outcome Push(const Arguments& arguments);
+    Outcome SetTime(const std::string& text);
     Outcome ListClients() const;
     Outcome DescribeAll() const;
-    Outcome AwaitClients(uint32_t count, const Argument& waitMs);
-    Outcome AwaitRequest(uint32_t id, uint32_t count, const Argument& waitMs);
-    Outcome AwaitSent(const Argument& waitMs);
+    Outcome AwaitClients(const Arguments& arguments);
+    Outcome AwaitRequest(const Arguments& arguments);
+    Outcome AwaitSent(const Arguments& arguments);
     Outcome Count(const Arguments& arguments);
-
-    enum FaultKind { OF_MESSAGES, OF_REPLIES };
-    Outcome Change(const Argument& message, FaultKind kind, const std::function<void(Fault&)>& change);
-    Outcome Reply(const Arguments& arguments, Fault::Reply reply);
-    Outcome Refuse(const Arguments& arguments);
-    Outcome Delay(const Arguments& arguments);
-    Outcome Release(const Arguments& arguments);
-    Outcome Reset(const Arguments& arguments);
-    Outcome ResetAll();
-    Faults& FaultsOf(bool isEvent);
-    size_t LetGo(bool isEvent, uint32_t id);
 
     Stage& stage_;
     Service& service_;

@@ -4,50 +4,70 @@
 
 #include <chrono>
 #include <cstdint>
-#include <map>
+#include <string>
 #include <vector>
 
 #include "payload.h"
 
 namespace orvi_sim {
 
-// Decided before a request reaches its feature, and before an event reaches an application. One that is answered in the
-// feature's place or lost leaves no trace there.
+// What happens to one message. Decided before a request reaches its feature, and before an event reaches an
+// application. A request that is answered in the feature's place or lost leaves no trace there.
 struct Fault {
     bool isLost = false;                 // as if it had never come
     bool isHeld = false;                 // until it is released
+    bool isDouble = false;               // once more
     std::chrono::milliseconds delay{0};  // before it is handled, or sent
 
     enum class Reply { AsUsual, Refusal, NoData, Given };
     Reply reply = Reply::AsUsual;
-    uint8_t verdict = 0;  // of the refusal
-    Payload given;        // may be empty, which is a reply of length 0
+    uint8_t verdict = 0;   // of the refusal
+    Payload given;         // may be empty, which is a reply of length 0
+    int64_t lengthen = 0;  // bytes more, or fewer, than the reply or event has as usual
+
+    enum class Crash { None, Before, After };
+    Crash crash = Crash::None;
+
+    // The payload with `lengthen` bytes more or fewer.
+    void Resize(Payload& payload) const;
 };
 
-// On the stage.
+// What a fault changes: two that change the same exclude each other.
+enum class FaultPart { Way, Time, Answer, Length, Number, Process };
+
+// A fault as it was asked for.
+struct ArmedFault {
+    uint32_t id = 0;
+    FaultPart part = FaultPart::Way;
+    Fault fault;
+    enum class When { Always, Once, Nth, Every };
+    When when = When::Always;
+    uint32_t n = 1;
+    std::string application;  // its name on the bus; empty: of all
+    std::string words;        // as it was asked for
+    uint64_t seen = 0;        // messages since then
+    uint64_t done = 0;        // to which it has happened
+};
+
+// Of requests and one-way messages, or of events. On the stage.
 class Faults {
  public:
-    // The fault of an id, to be changed.
-    Fault& Of(uint32_t id) { return faults_[id]; }
+    // In the place of one for always that changes the same for the same application.
+    void Arm(ArmedFault fault);
 
-    bool Has(uint32_t id) const { return faults_.count(id) != 0; }
-    void Reset(uint32_t id) { faults_.erase(id); }
+    // What happens to a message that has come now. Those that happen once are gone with it.
+    Fault Take(uint32_t id, const std::string& application);
 
-    std::vector<uint32_t> Ids() const {
-        std::vector<uint32_t> ids;
-        for (const auto& [id, fault] : faults_) {
-            ids.push_back(id);
-        }
-        return ids;
-    }
-
-    Fault Find(uint32_t id) const {
-        const auto found = faults_.find(id);
-        return found != faults_.end() ? found->second : Fault{};
-    }
+    bool Has(uint32_t id) const;
+    void Reset(uint32_t id);
+    bool StopHolding(uint32_t id);  // false when none held
+    const std::vector<ArmedFault>& All() const { return armed_; }
 
  private:
-    std::map<uint32_t, Fault> faults_;
+    static bool Happens(ArmedFault& armed);
+    static void Apply(const ArmedFault& armed, Fault& fault);
+
+    std::vector<ArmedFault> armed_;  // in the order of arming
 };
 
 }  // namespace orvi_sim

@@ -6,8 +6,10 @@
 #include <exception>
 #include <iterator>
 #include <mutex>
+#include <utility>
 
 #include "log.h"
+#include "service/process_end.h"
 
 namespace orvi_sim {
 namespace {
@@ -18,6 +20,7 @@ const char* const TASKS[] = {TASK_MASTER,    TASK_INTERFACE,     TASK_OM,     TA
 constexpr uint32_t SELF_CHECK = 0x6FFFFF;  // the service's own: answered once its receive loop runs
 constexpr uint32_t TASK_QUEUE_SIZE = 64;
 constexpr size_t MOST_HELD = 1024;
+constexpr char UNANSWERED[] = "unanswered";
 
 Service* g_service = nullptr;  // set before the first task is registered, for the life of the process
 
@@ -169,7 +172,7 @@ void Service::Take(const TagMsgBlock& message) {
         (void)OrviHostMsgReply(&message, &running, sizeof(running));
         return;
     }
-    Incoming incoming{message, {}, {}, false};
+    Incoming incoming{message, {}, {}, {}, 0};
     OrviHostMsgSender sender{};
     if (OrviHostMsgGetSender(&message, &sender) == 0) {
         incoming.sender = {NameField(sender.procName), sender.incarnation};
@@ -179,21 +182,21 @@ void Service::Take(const TagMsgBlock& message) {
         (void)stage_.GetApplications().Meet(incoming.sender, sender.pid);  // who cannot be met is refused
     }
     // The one place where a fault of a request is decided: before any feature hears of it.
-    const Fault fault = faults_.Find(message.msgId);
-    if (!fault.isHeld && fault.delay.count() == 0) {
-        Serve(incoming, fault);
+    incoming.fault = faults_.Take(message.msgId, incoming.sender.process);
+    const std::chrono::milliseconds delay = incoming.fault.delay;
+    if (!incoming.fault.isHeld && delay.count() == 0) {
+        Serve(std::move(incoming));
         return;
     }
-    Note(incoming);
-    incoming.isNoted = true;
+    Note(incoming, UNANSWERED);
     if (message.data != nullptr) {
         const auto* const bytes = static_cast<const uint8_t*>(message.data);
         incoming.kept.assign(bytes, bytes + message.dataLen);
     }
-    if (fault.isHeld) {
+    if (incoming.fault.isHeld) {
         Hold(incoming);
     } else {
-        stage_.After(fault.delay, [this, incoming, fault] { Serve(incoming, fault); });
+        stage_.After(delay, [this, incoming] { Serve(incoming); });
     }
 }
 
@@ -229,12 +232,22 @@ size_t Service::Release(uint32_t id) {
                                                 [id](const Incoming& held) { return held.block.msgId != id; });
     const std::vector<Incoming> released(firstOut, held_.end());
     held_.erase(firstOut, held_.end());
-    Fault fault = faults_.Find(id);
-    fault.isHeld = false;
     for (const Incoming& incoming : released) {
-        Serve(incoming, fault);
+        Serve(incoming);
     }
     return released.size();
+}
+
+size_t Service::ReleaseAll() {
+    const std::vector<Incoming> released = std::exchange(held_, {});
+    for (const Incoming& incoming : released) {
+        Serve(incoming);
+    }
+    return released.size();
+}
+
+bool Service::HoldsBack(uint32_t id) const {
+    return std::any_of(held_.begin(), held_.end(), [id](const Incoming& held) { return held.block.msgId == id; });
 }
 
 const RequestRow* Service::FindRequest(uint32_t id) const {
@@ -311,7 +324,7 @@ void Service::LearnTask(const Request& request, const Entry* entry) {
     }
 }
 
-void Service::Serve(const Incoming& incoming, const Fault& fault) {
+void Service::Serve(Incoming incoming) {
     const Request request = incoming.AsRequest();
     const auto found = entries_.find(request.id);
     const Entry* const entry = found != entries_.end() ? &found->second : nullptr;
@@ -319,34 +332,61 @@ void Service::Serve(const Incoming& incoming, const Fault& fault) {
     LogVerbose("%s %#x \"%s\" on %s from %s, %u bytes", request.wantsReply ? "request" : "message", request.id,
                entry != nullptr ? entry->row->name : "unknown", task.c_str(), request.sender.process.c_str(),
                request.length);
-    if (fault.isLost) {
+    if (incoming.fault.isLost || incoming.fault.crash == Fault::Crash::Before) {
+        Note(incoming, UNANSWERED);
+        if (incoming.fault.crash == Fault::Crash::Before) {
+            Log("crash, as told");
+            Die();
+        }
         LogVerbose("%#x is lost, as told", request.id);
-        Note(incoming);
         return;
     }
+    for (int times = incoming.fault.isDouble ? 2 : 1; times > 0; --times) {
+        Handle(incoming, entry, task);
+    }
+    if (incoming.fault.crash == Fault::Crash::After) {
+        Log("crash, as told");
+        Die();
+    }
+}
+
+void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& task) {
+    const Request request = incoming.AsRequest();
     LearnTask(request, entry);
     stage_.BeginRequest(request.sender);
-    const Answer answer = Decide(request, entry, task, fault);
+    const Answer answer = Decide(request, entry, task, incoming.fault);
     if (answer.IsRefused()) {
         LogRefusal(incoming, entry, answer.Reason());
         if (entry != nullptr && entry->row->reply == ONE_WAY) {
             entry->feature->OnRefused(request, answer.Reason());
         }
     }
-    Note(incoming);
+    Note(incoming, EndingOf(request, answer));
     if (request.wantsReply) {
         Reply(incoming, entry, answer);
     }
     if (entry != nullptr) {
-        TellVerdict(*entry->row, request, fault, answer);
+        TellVerdict(*entry->row, request, incoming.fault, answer);
     }
     stage_.EndRequest();
 }
 
-void Service::Note(const Incoming& incoming) {
-    if (!incoming.isNoted) {
-        traffic_.Note(incoming.AsRequest());
+void Service::Note(Incoming& incoming, const std::string& ending) {
+    if (incoming.number == 0) {
+        incoming.number = traffic_.Note(incoming.AsRequest(), ending, stage_.SinceStart());
+    } else {
+        traffic_.End(incoming.number, ending);
     }
+}
+
+std::string Service::EndingOf(const Request& request, const Answer& answer) {
+    if (answer.IsRefused()) {
+        const uint8_t verdict = answer.Verdict();
+        return std::string("refused ") + (verdict == ORVI_SIM_BUSY        ? "busy"
+                                          : verdict == ORVI_SIM_NOT_READY ? "not-ready"
+                                                                          : "malformed");
+    }
+    return request.wantsReply ? "answered" : "taken";
 }
 
 void Service::LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason) {
@@ -364,6 +404,7 @@ void Service::Reply(const Incoming& incoming, const Entry* entry, const Answer& 
         reply = entry != nullptr ? RefusalOf(*entry->row, incoming.AsRequest(), answer.Verdict())
                                  : Payload{answer.Verdict()};
     }
+    incoming.fault.Resize(reply);
     const int result = answer.HasNoData() ? OrviHostMsgReply(&block, nullptr, 0)
                                           : OrviHostMsgReply(&block, reply.empty() ? &nothing : reply.data(),
                                                              static_cast<uint32_t>(reply.size()));

@@ -41,6 +41,8 @@ class Service {
     const RequestRow* FindRequest(uint32_t id) const;  // null when no feature has it
     Faults& RequestFaults() { return faults_; }
     size_t Release(uint32_t id);  // handles the messages that were held back and returns their number
+    size_t ReleaseAll();
+    bool HoldsBack(uint32_t id) const;
     Traffic& GetTraffic() { return traffic_; }
 
  private:
@@ -53,7 +55,8 @@ class Service {
         TagMsgBlock block;
         ApplicationId sender;
         Payload kept;
-        bool isNoted;
+        Fault fault;
+        uint64_t number;  // in the journal; 0: not noted yet
 
         Request AsRequest() const;
     };
@@ -63,11 +66,13 @@ class Service {
     void Take(const TagMsgBlock& message);
     void Forget(const TagMsgBlock& event);
     void Hold(const Incoming& incoming);
-    void Serve(const Incoming& incoming, const Fault& fault);
+    void Serve(Incoming incoming);
+    void Handle(Incoming& incoming, const Entry* entry, const std::string& task);
     std::string FaultOfForm(const Request& request, const Entry* entry, const std::string& task) const;
     Answer Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault);
     void LearnTask(const Request& request, const Entry* entry);
-    void Note(const Incoming& incoming);
+    void Note(Incoming& incoming, const std::string& ending);
+    static std::string EndingOf(const Request& request, const Answer& answer);
     static void LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason);
     static void Reply(const Incoming& incoming, const Entry* entry, const Answer& answer);
     void TellVerdict(const RequestRow& row, const Request& request, const Fault& fault, const Answer& answer);

@@ -57,19 +57,28 @@ void Stage::SendBehindReply(Event event) {
 
 // The one place where an event's fault is decided.
 void Stage::Send(Event event) {
-    const Fault fault = eventFaults_.Find(event.id);
+    const Fault fault = eventFaults_.Take(event.id, event.application.process);
+    if (fault.lengthen != 0) {
+        Payload payload = *event.payload;
+        fault.Resize(payload);
+        event.payload = std::make_shared<const Payload>(std::move(payload));
+    }
     if (fault.isLost) {
         LogVerbose("%#x \"%s\" is lost, as told", event.id, EventName(event.id));
-    } else if (fault.isHeld) {
-        if (heldEvents_.size() >= MOST_HELD) {
-            Log("%#x \"%s\" dropped: %zu are held back already", event.id, EventName(event.id), heldEvents_.size());
-            return;
+        return;
+    }
+    for (int times = fault.isDouble ? 2 : 1; times > 0; --times) {
+        if (fault.isHeld) {
+            if (heldEvents_.size() >= MOST_HELD) {
+                Log("%#x \"%s\" dropped: %zu are held back already", event.id, EventName(event.id), heldEvents_.size());
+                return;
+            }
+            heldEvents_.push_back(event);
+        } else if (fault.delay.count() != 0) {
+            After(fault.delay, [this, event] { (void)Post(event); });
+        } else {
+            (void)Post(event);
         }
-        heldEvents_.push_back(std::move(event));
-    } else if (fault.delay.count() != 0) {
-        After(fault.delay, [this, event] { (void)Post(event); });
-    } else {
-        (void)Post(event);
     }
 }
 
@@ -86,6 +95,26 @@ size_t Stage::ReleaseEvents(uint32_t id) {
         (void)Post(event);
     }
     return released.size();
+}
+
+size_t Stage::ReleaseAllEvents() {
+    const std::vector<Event> released = std::exchange(heldEvents_, {});
+    for (const Event& event : released) {
+        (void)Post(event);
+    }
+    return released.size();
+}
+
+bool Stage::HoldsBackEvents(uint32_t id) const {
+    return std::any_of(heldEvents_.begin(), heldEvents_.end(), [id](const Event& event) { return event.id == id; });
+}
+
+std::chrono::milliseconds Stage::SinceStart() const {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
+}
+
+uint32_t Stage::TimeOfDay() const {
+    return timeAtStart_ + static_cast<uint32_t>(SinceStart().count() / 1000);
 }
 
 size_t Stage::Push(const std::string* process, uint32_t id, Payload payload) {

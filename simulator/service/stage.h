@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -41,6 +42,13 @@ class Stage {
     void Tell(const ApplicationId& application, uint32_t id, Payload payload);
     void TellAll(uint32_t id, Payload payload);
 
+    // The stage's own time, since its start.
+    std::chrono::milliseconds SinceStart() const;
+
+    // The time of day in the room, in seconds since 1970, and what it is from now on.
+    uint32_t TimeOfDay() const;
+    void SetTimeOfDay(uint32_t time) { timeAtStart_ = time - (TimeOfDay() - timeAtStart_); }
+
     // The work enters the stage.
     void After(std::chrono::milliseconds delay, std::function<void()> work);
 
@@ -61,6 +69,8 @@ class Stage {
     size_t Push(const std::string* process, uint32_t id, Payload payload);
 
     Faults& EventFaults() { return eventFaults_; }
+    size_t ReleaseAllEvents();
+    bool HoldsBackEvents(uint32_t id) const;
     size_t ReleaseEvents(uint32_t id);  // those that are held back
 
     // Waits, off the stage in the meantime. False at the deadline or after Stop.
@@ -82,6 +92,8 @@ class Stage {
     void Send(Event event);
     bool Post(const Event& event);
 
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    uint32_t timeAtStart_ = static_cast<uint32_t>(std::time(nullptr));
     std::mutex mutex_;  // the stage; guards what follows
     std::condition_variable changed_;
     std::vector<ApplicationListener*> listeners_;

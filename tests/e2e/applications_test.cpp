@@ -97,7 +97,7 @@ TEST_F(ApplicationsTest, WhatOneOwnedIsGivenUpWhenItGoes) {
         for (const auto& owned : OWNED) {
             other.Do(owned.command);
         }
-        for (const char* oneWay : {"0x600056", "0x600061", "0x60005c"}) {
+        for (const char* oneWay : {"assistant.intents", "hotword.replace", "assistant.wake"}) {
             simulator_.Await("request " + std::string(oneWay) + " " + std::to_string(way + 1));
         }
         for (const auto& owned : OWNED) {
@@ -179,14 +179,14 @@ TEST_F(ApplicationsTest, EachGetsItsOwnAnswers) {
 
 TEST_F(ApplicationsTest, AnIntentIsNotifiedToItsApplication) {
     Connect();
-    simulator_.Command("patience 1000000");
+    simulator_.Command("patience 1000s");
     Application other(sandbox_);
     Announced(other, 2);
     other.Do("intent blinds");
     OrviAiAssistantIntentName mine{};
     std::strcpy(mine.name, "lights");
     ASSERT_EQ(OrviAiAssistantInitIntent(&mine, 1), 0);
-    simulator_.Await("request 0x600056 2");
+    simulator_.Await("request assistant.intents 2");
     ExpectState("intents=blinds,lights");
     EXPECT_EQ(simulator_.Command("say hello assistant blinds"), "woken up");
     EventRecorder::ExpectIds({100, 102, 105, 103});  // wake up, listen, asr text, no listen
@@ -216,23 +216,23 @@ TEST_F(ApplicationsTest, ADetectorIsItsOwners) {
 // The announcement goes to another task than the requests, and may be handled after them.
 TEST_F(ApplicationsTest, EventsOfARequestReachWhoHasNotAnnouncedItselfYet) {
     simulator_.Start();
-    simulator_.Command("hold 0x60000f");
+    simulator_.Command("hold app.init");
     ASSERT_EQ(Init(), 0);
-    simulator_.Await("request 0x60000f 1");
+    simulator_.Await("request app.init 1");
     // A request that tells where its sender receives is enough; else the event waits.
     ASSERT_EQ(OrviAiSrvLargeModelInit(OrviAiLLMInitParams{}), 0);
-    EXPECT_EQ(simulator_.Command("release 0x60000f"), "1");
+    EXPECT_EQ(simulator_.Command("release app.init"), "1");
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_LARGE_MODEL, 1);
     ASSERT_EQ(OrviAiSrvApiDeinit(), 0);
     simulator_.Await("clients 0");
 
     Application other(sandbox_);
-    simulator_.Command("hold 0x60000f");
+    simulator_.Command("hold app.init");
     other.Do("init");
     other.Do("captions weekly");
     EXPECT_TRUE(other.ReadUntil("event 2 1 1"));
     simulator_.Await("clients 0");
-    EXPECT_EQ(simulator_.Command("release 0x60000f"), "1");
+    EXPECT_EQ(simulator_.Command("release app.init"), "1");
     simulator_.Await("clients 1");
 }
 
@@ -284,7 +284,7 @@ TEST_F(ApplicationsTest, ManyClientsAndMadeUpOnes) {
         nobody[16] = 'y';
         SendToTask("ai_v_task_m", 0x60000F, nobody);
     }
-    simulator_.Await("request 0x60000f " + std::to_string(1 + MADE_UP));
+    simulator_.Await("request app.init " + std::to_string(1 + MADE_UP));
     ExpectLogged("refused init from " + ProcessName() + ": the address in it is that of nobody0");
     std::vector<std::unique_ptr<Application>> others;
     for (int i = 0; i < 20; ++i) {
@@ -301,7 +301,7 @@ TEST_F(ApplicationsTest, GoodbyeIsFinal) {
     ASSERT_EQ(OrviAiSrvApiDeinit(), 0);
     simulator_.Await("clients 0");
     EXPECT_EQ(OrviAiSrvNamePlateStop(), 0);
-    EXPECT_EQ(simulator_.Command("push 0x60002b 1"), "0");
+    EXPECT_EQ(simulator_.Command("push checkin.count 1"), "0");
     EventRecorder::ExpectNoMore();
     ASSERT_EQ(Init(), 0);
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_NAMEPLATE, 0);  // what became of the request

@@ -86,7 +86,7 @@ class AssistantTest : public VisionTest {
     void SetUp() override {
         EventRecorder::CopyRecords();
         Connect();
-        simulator_.Command("patience 1000000");
+        simulator_.Command("patience 1000s");
     }
 
     // The next events, compared with what they should be.
@@ -297,7 +297,7 @@ TEST_F(AssistantTest, SleepMicrophoneAndWhatIsRefused) {
 }
 
 TEST_F(AssistantTest, PatienceEnds) {
-    simulator_.Command("patience 20");
+    simulator_.Command("patience 20ms");
     Intents({"lights"});
     Wake();
     Expect({"no listen, cause 6, turn 0", "sleep, cause 6, turn 0"});
@@ -310,7 +310,7 @@ TEST_F(AssistantTest, PatienceEnds) {
 
 TEST_F(AssistantTest, SpeechesFollowOneAnother) {
     const std::string longest(1024, 'l');
-    simulator_.Command("speech 50");
+    simulator_.Command("speech 50ms");
     for (const std::string& text : {std::string("one"), std::string("two"), longest}) {
         Speak(3, text);
     }
@@ -369,15 +369,15 @@ using AssistantExampleTest = VisionTest;
 
 TEST_F(AssistantExampleTest, HoldsAConversation) {
     simulator_.Start();
-    simulator_.Command("speech 1");
-    simulator_.Command("patience 1000000");
+    simulator_.Command("speech 1ms");
+    simulator_.Command("patience 1000s");
     std::unique_ptr<ChildProcess> example;
     for (const char* const time : {"1", "2"}) {
         example = std::make_unique<ChildProcess>("voice_assistant", Lines{}, sandbox_.Path("example.log"));
         EXPECT_TRUE(example->ReadUntil("ready"));
         simulator_.Await("clients 1");
-        simulator_.Await(std::string("request 0x600056 ") + time);
-        simulator_.Await(std::string("request 0x600061 ") + time);
+        simulator_.Await(std::string("request assistant.intents ") + time);
+        simulator_.Await(std::string("request hotword.replace ") + time);
         EXPECT_EQ(simulator_.Command("say hey concierge, book a room"), "woken up");
         EXPECT_TRUE(example->ReadUntil("2: the garden room"));
         if (time[0] == '2') {

@@ -21,7 +21,7 @@ TEST_F(ConnectionTest, ServiceSeesTheClientComeAndGo) {
 TEST_F(ConnectionTest, SecondInitAnnouncesAgainAndKeepsTheFirstCallback) {
     Connect();
     ASSERT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, [](OrviAiEventId, void*) { ADD_FAILURE() << "wrong callback"; }), 0);
-    simulator_.Await("request 0x60000f 2");
+    simulator_.Await("request app.init 2");
     ExpectPushArrives();
 }
 
@@ -40,7 +40,7 @@ TEST_F(ConnectionTest, LeaveAndComeBackWithoutRest) {
         ASSERT_EQ(OrviAiSrvApiDeinit(), 0);
         ASSERT_EQ(Init(), 0);
     }
-    simulator_.Await("request 0x60000f " + std::to_string(ROUNDS + 1));
+    simulator_.Await("request app.init " + std::to_string(ROUNDS + 1));
     ExpectPushArrives();  // over the one connection that the service has to this process
     ExpectBackAt(baseline);
     size_t messageThreads = 0;

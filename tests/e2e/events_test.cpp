@@ -12,21 +12,21 @@ const struct {
     Event event;
 } CASES[] = {
     // status messages: type and the status made of their integer
-    {"0x600012 -5", {2, true, {0, -5}}},
-    {"0x600015 5", {2, true, {1, 0}}},
-    {"0x600016 -1", {2, true, {1, 1}}},
-    {"0x60002b 0x7fffffff", {2, true, {3, 0x7fffffff}}},
-    {"0x600037 12", {2, true, {4, 12}}},
+    {"service.status -5", {2, true, {0, -5}}},
+    {"caption.started 5", {2, true, {1, 0}}},
+    {"caption.stopped -1", {2, true, {1, 1}}},
+    {"checkin.count 0x7fffffff", {2, true, {3, 0x7fffffff}}},
+    {"status.37 12", {2, true, {4, 12}}},
     // the service reports itself
-    {"0x600033 0", {0, false, {}}},
-    {"0x600033 2", {1, false, {}}},
+    {"service.running 0", {0, false, {}}},
+    {"service.running 2", {1, false, {}}},
     // events without payload, though the message has one
-    {"0x600029", {5, false, {}}},
+    {"checkin.cleared", {5, false, {}}},
     // payloads passed on as they came
-    {"0x60002d --raw 44 zeros:1000000", {4, true, {44}}},
-    {"0x60002d none", {4, false, {}}},
-    {"0x600039 45", {6, true, {45}}},
-    {"0x600054 --raw 110", {110, true, {110}}},
+    {"checkin.arrival --raw 44 zeros:1000000", {4, true, {44}}},
+    {"checkin.arrival none", {4, false, {}}},
+    {"notice.39 45", {6, true, {45}}},
+    {"assistant.mic --raw 110", {110, true, {110}}},
 };
 
 TEST_F(EventsTest, EachMessageBecomesItsEventAndTheOrderIsKept) {
@@ -44,9 +44,9 @@ TEST_F(EventsTest, EachMessageBecomesItsEventAndTheOrderIsKept) {
 TEST_F(EventsTest, WhatIsNoEventIsDropped) {
     Connect();
     const Resources baseline = Resources::Now();
-    for (const char* push : {"0x600012 none", "0x600015 none", "0x60003b none", "0x600033 none", "0x60000c none",
-                             "0x60000c zeros:288", "0x600018 1", "0x600038 1", "0x60001a none", "0x600001 1",
-                             "0x600056 zeros:100000", "0 1", "0xffffffff none"}) {
+    for (const char* push : {"service.status none", "caption.started none", "model.ready none", "service.running none",
+                             "face.event none", "face.event zeros:288", "caption.switch 1", "caption.line 1",
+                             "caption.speaker none", "0x600001 1", "0x600056 zeros:100000", "0 1", "0xffffffff none"}) {
         SCOPED_TRACE(push);
         simulator_.Command(std::string("push ") + push + " --raw");
         ExpectPushArrives();

@@ -170,22 +170,22 @@ TEST_F(FaceTest, MistakenRepliesFailTheCallAndNothingElse) {
     const Resources baseline = Resources::Now();
     int id = 1001;
     tagOrviAiSrvPhotoResult result = {};
-    for (const char* reply : {"empty 0x600006", "nodata 0x600006", "reply 0x600006 0x10000000 zeros:1000",
-                              "reply 0x600006 2 1001 3 hex:010203 1002 4 hex:010203"}) {
+    for (const char* reply : {"empty face.photos", "nodata face.photos", "reply face.photos 0x10000000 zeros:1000",
+                              "reply face.photos 2 1001 3 hex:010203 1002 4 hex:010203"}) {
         simulator_.Command(reply);
         EXPECT_EQ(OrviAiSrvFaceDetectorGetById(detector, &id, 1, &result), -1) << reply;
         EXPECT_EQ(result.photoList, nullptr) << reply;
     }
-    simulator_.Command("reply 0x600006 2 1001 3 hex:010203 1002 2 hex:0405");
+    simulator_.Command("reply face.photos 2 1001 3 hex:010203 1002 2 hex:0405");
     ASSERT_EQ(OrviAiSrvFaceDetectorGetById(detector, &id, 1, &result), 0);
     ASSERT_EQ(result.photoNums, 2);
     EXPECT_EQ(result.photoList[1].faceId, 1002U);
     EXPECT_EQ(std::memcmp(result.photoList[1].imgData, "\4\5", 2), 0);
     OrviAiService::FreePhotoResult(&result, result.photoNums);
 
-    simulator_.Command("reply 0x600004 zeros:53");
+    simulator_.Command("reply face.start zeros:53");
     EXPECT_EQ(OrviAiSrvStartFaceDetector(detector), -1);
-    simulator_.Command("empty 0x600004");
+    simulator_.Command("empty face.start");
     EXPECT_EQ(OrviAiSrvStartFaceDetector(detector), 0);
     EXPECT_EQ(OrviAiSrvDestroyFaceDetector(detector), 0);
     ExpectBackAt(baseline);

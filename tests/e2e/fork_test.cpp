@@ -28,7 +28,7 @@ TEST_F(ForkTest, AChildFailsAtOnceAndEndsWhileItsParentGoesOn) {
     Connect();
     for (int i = 0; i < FORKS && !HasFailure(); ++i) {
         for (int push = 0; push < PUSHES; ++push) {
-            (void)simulator_.Command("push 0x60002b " + std::to_string(push));
+            (void)simulator_.Command("push checkin.count " + std::to_string(push));
         }
         (void)std::fflush(stdout);
         const pid_t child = fork();

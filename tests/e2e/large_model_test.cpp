@@ -184,7 +184,7 @@ TEST_F(LargeModelTest, TheServiceAndTheFileAnswerForTheAbilities) {
     expected.isVoiceAssistSupported = 1;
     expected.isTzCloudLLM = 1;
     EXPECT_EQ(std::memcmp(&ability, &expected, sizeof(ability)), 0);
-    EXPECT_EQ(simulator_.Command("count 0x60003a"), "1");
+    EXPECT_EQ(simulator_.Command("count model.ability"), "1");
 }
 
 }  // namespace

@@ -98,7 +98,7 @@ TEST_F(MeetingTest, DirectorAndLockState) {
     ExpectDone(proxy.CreateDirectorTrackProxy(), "director=off");
     ExpectDone(OrviAiLockStateChange(-7), "lock=-7");
 
-    simulator_.Command("nodata 0x600009");  // any reply counts
+    simulator_.Command("nodata director.start");  // any reply counts
     EXPECT_EQ(OrviAiSrvDirectorStart(), 0);
     simulator_.Kill();
     EXPECT_EQ(OrviAiSrvDirectorStop(), -1);
@@ -118,7 +118,7 @@ TEST_F(MeetingTest, TheDirectorIsCreatedWhenTheServiceIsBack) {
     simulator_.Start();
     EXPECT_EQ(created.get(), 0);
     EventRecorder::ExpectIds({1});
-    EXPECT_EQ(simulator_.Command("count 0x600007"), "1");
+    EXPECT_EQ(simulator_.Command("count director.create"), "1");
 }
 
 TEST_F(MeetingTest, AttendanceFromTheFirstToTheLast) {

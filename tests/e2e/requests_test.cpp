@@ -40,13 +40,13 @@ TEST_F(RequestsTest, RepliesAsTheServiceGivesThem) {
         Bytes data;
     } cases[] = {
         {"reset all", 0, {0}},
-        {"reply 0x600014 hex:00", 0, {0}},
-        {"reply 0x600014 hex:07", 0, {7}},
-        {"reply 0x600014 hex:070102030405", 0, {7, 1, 2, 3, 4, 5}},
-        {"reply 0x600014 zeros:1000000", 0, Bytes(1000000)},
-        {"empty 0x600014", 0, {}},
-        {"nodata 0x600014", -1, {}},
-        {"reset 0x600014", 0, {0}},
+        {"reply caption.init hex:00", 0, {0}},
+        {"reply caption.init hex:07", 0, {7}},
+        {"reply caption.init hex:070102030405", 0, {7, 1, 2, 3, 4, 5}},
+        {"reply caption.init zeros:1000000", 0, Bytes(1000000)},
+        {"empty caption.init", 0, {}},
+        {"nodata caption.init", -1, {}},
+        {"reset caption.init", 0, {0}},
     };
     const Resources baseline = Resources::Now();
     for (const auto& testCase : cases) {
@@ -70,10 +70,10 @@ TEST_F(RequestsTest, OneWayMessageOfTheInterfaceChannelArrives) {
 
 TEST_F(RequestsTest, SilenceEndsWithTheWaitAndASlowAnswerIsAwaited) {
     Connect();
-    simulator_.Command("silent 0x600014");
+    simulator_.Command("silent caption.init");
     EXPECT_EQ(AskForCaptions(50).result, -1);
-    simulator_.Command("reset 0x600014");
-    simulator_.Command("delay 0x600014 300");
+    simulator_.Command("reset caption.init");
+    simulator_.Command("delay caption.init 300ms");
     EXPECT_EQ(AskForCaptions().data, Bytes{0});
 }
 
@@ -81,20 +81,20 @@ TEST_F(RequestsTest, SilenceEndsWithTheWaitAndASlowAnswerIsAwaited) {
 TEST_F(RequestsTest, LateReplyIsDroppedAndTheNextRequestGetsItsOwn) {
     Connect();
     for (uint32_t round = 1; round <= 3; ++round) {
-        simulator_.Command("reply 0x600014 hex:63");
-        simulator_.Command("hold 0x600014");
+        simulator_.Command("reply caption.init hex:63 --once");
+        simulator_.Command("hold caption.init --once");
         ASSERT_EQ(AskForCaptions(20).result, -1);
         EXPECT_TRUE(IsAnswered(round));  // behind the other one, whose reply is held back by now
-        EXPECT_EQ(simulator_.Command("release 0x600014"), "1");
+        EXPECT_EQ(simulator_.Command("release caption.init"), "1");
         EXPECT_EQ(AskForCaptions().data, Bytes{0});
     }
 }
 
 TEST_F(RequestsTest, DeathOfTheServiceEndsAWait) {
     Connect();
-    simulator_.Command("silent 0x600014");
+    simulator_.Command("silent caption.init");
     auto waiting = std::async(std::launch::async, [] { return AskForCaptions(); });
-    simulator_.Await("request 0x600014 1");
+    simulator_.Await("request caption.init 1");
     simulator_.Kill();
     ASSERT_EQ(waiting.wait_for(PATIENCE), std::future_status::ready) << "still waiting for a dead service";
     EXPECT_EQ(waiting.get().result, -1);
@@ -109,7 +109,7 @@ TEST_F(RequestsTest, FirstRequestAfterARestartSucceeds) {
         const Resources baseline = Resources::Now();
         RestartSimulator();
         ASSERT_TRUE(IsAnswered(round));
-        EXPECT_EQ(simulator_.Command("count 0x600003"), "1") << "a request must not be sent twice";
+        EXPECT_EQ(simulator_.Command("count face.destroy"), "1") << "a request must not be sent twice";
         // Connected as before, then nothing may be left of the old connections.
         Announce();
         ExpectPushArrives();
@@ -121,8 +121,8 @@ TEST_F(RequestsTest, CallbackMayAsk) {
     static std::atomic<int> answered{0};
     Connect();
     EventRecorder::SetHook([](OrviAiEventId) { answered += IsAnswered(8) ? 1 : 0; });
-    simulator_.Command("push 0x60002b 1");
-    simulator_.Command("push 0x60004a");
+    simulator_.Command("push checkin.count 1");
+    simulator_.Command("push assistant.woken");
     EventRecorder::ExpectIds({2, 100});
     EXPECT_EQ(answered, 2);
     EventRecorder::SetHook(nullptr);
@@ -132,17 +132,17 @@ TEST_F(RequestsTest, CallbackMayAsk) {
 // Threads that wait for an answer do not hold up one another, nor this one.
 TEST_F(RequestsTest, WaitingThreadsDoNotQueue) {
     Connect();
-    simulator_.Command("reply 0x600017 hex:07");
-    simulator_.Command("hold 0x600017");
+    simulator_.Command("reply caption.deinit hex:07");
+    simulator_.Command("hold caption.deinit");
     constexpr uint32_t THREADS = 8;
     std::vector<std::future<Outcome>> waiting;
     for (uint32_t i = 0; i < THREADS; ++i) {
         waiting.push_back(
             std::async(std::launch::async, [] { return RequestThroughProxy(CAPTION_DEINIT, {}, LONG_WAIT_MS); }));
     }
-    simulator_.Await("request 0x600017 " + std::to_string(THREADS));
+    simulator_.Await("request caption.deinit " + std::to_string(THREADS));
     EXPECT_EQ(AskForCaptions().data, Bytes{0});
-    EXPECT_EQ(simulator_.Command("release 0x600017"), std::to_string(THREADS));
+    EXPECT_EQ(simulator_.Command("release caption.deinit"), std::to_string(THREADS));
     for (auto& one : waiting) {
         EXPECT_EQ(one.get().data, Bytes{7});
     }

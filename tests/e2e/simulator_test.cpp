@@ -117,12 +117,17 @@ TEST_F(SimulatorTest, EndsCleanly) {
         {"SIGTERM", {}, [](SimulatorProcess& simulator) { simulator.Child().Signal(SIGTERM); }},
         {"SIGINT", {}, [](SimulatorProcess& simulator) { simulator.Child().Signal(SIGINT); }},
         {"quit", {}, [](SimulatorProcess& simulator) { simulator.Command("quit"); }},
-        {"end of input", {}, [](SimulatorProcess& simulator) { simulator.Child().CloseInput(); }},
+        {"end of input",
+         {},
+         [](SimulatorProcess& simulator) {
+             simulator.Command("state");
+             simulator.Child().CloseInput();
+         }},
         {"--exit-after", {"--exit-after", "1"}, [](SimulatorProcess&) {}},
         {"SIGTERM while a command waits",
          {},
          [](SimulatorProcess& simulator) {
-             simulator.Child().WriteLine("await clients 5 1000000");
+             simulator.Child().WriteLine("await clients 5 1000s");
              simulator.Child().Signal(SIGTERM);
          }},
         {"SIGTERM while an answer waits for its reader",
@@ -147,17 +152,17 @@ TEST_F(SimulatorTest, CommandsExplainThemselves) {
         const char* answer;
     } cases[] = {
         {"nonsense", "there is no command 'nonsense'"},
-        {"push", "ID is missing; it is: push ID [WORD...]"},
-        {"push x", "'x' is no number for ID"},
-        {"push 5000000000", "'5000000000' is no number"},
-        {"push 0x60002b y", "'y' is neither a 32-bit integer"},
-        {"push 0x60002b hex:123", "even number of hexadecimal digits"},
-        {"pushto a", "ID is missing"},
-        {"await", "there is no command 'await'"},
+        {"push", "MESSAGE is missing; it is: push MESSAGE [FIELD=VALUE|WORD...] [--app NAME] [--raw]"},
+        {"push x", "'x' is no message; there are app.*, "},
+        {"push caption.lime", "there are caption.init, caption.start, "},
+        {"push checkin.count y", "'y' is neither a 32-bit integer"},
+        {"push checkin.count hex:123", "even number of hexadecimal digits"},
+        {"push checkin.count --app", "--app is without its NAME"},
+        {"await", "there is no command 'await', there is await clients, await request, await sent"},
         {"await clients x", "'x' is no number for N"},
-        {"await clients 1 2 3", "'3' is too much; it is: await clients N [MS]"},
+        {"await clients 1 2s 3", "'3' is too much; it is: await clients N [TIME]"},
         {"await nothing 1", "there is no command"},
-        {"await clients 7 1", "waited 1 ms in vain"},
+        {"await clients 7 1ms", "waited 1ms in vain"},
         {"mic loud", "'loud' is none of on|off"},
         {"help nonsense", "there is no command 'nonsense'"},
     };
@@ -167,19 +172,19 @@ TEST_F(SimulatorTest, CommandsExplainThemselves) {
         EXPECT_NE(answer.find(testCase.answer), std::string::npos) << answer;
     }
     EXPECT_EQ(simulator_.Ask(std::string("say a\0b", 7)), "error the line has a NUL");
-    EXPECT_NE(simulator_.Command("help").find("hold ID, release ID"), std::string::npos);
-    EXPECT_EQ(simulator_.Command("help mic"), "mic on|off: its microphone");
-    EXPECT_EQ(simulator_.Command("push 0x60002b 1"), "0") << "nobody to send it to";
+    EXPECT_NE(simulator_.Command("help").find("; hold MESSAGE ... "), std::string::npos);
+    EXPECT_EQ(simulator_.Command("help mic"), "mic on|off; its microphone");
+    EXPECT_EQ(simulator_.Command("push checkin.count 1"), "0") << "nobody to send it to";
     EXPECT_EQ(simulator_.Stop(), 0);
 }
 
 TEST_F(SimulatorTest, PushReachesTheClientThatIsMeant) {
     Connect();
     const auto other = StartOther(2);
-    EXPECT_EQ(simulator_.Command("pushto " + ProcessName(other->Pid()) + " 0x60002b 31"), "1");
-    EXPECT_EQ(simulator_.Command("pushto " + ProcessName() + " 0x60002b 32"), "1");
-    EXPECT_EQ(simulator_.Command("pushto nobody 0x60002b 33"), "0");
-    EXPECT_EQ(simulator_.Command("push 0x60002b 34"), "2");
+    EXPECT_EQ(simulator_.Command("push checkin.count 31 --app " + ProcessName(other->Pid())), "1");
+    EXPECT_EQ(simulator_.Command("push checkin.count present=32 --app " + ProcessName()), "1");
+    EXPECT_EQ(simulator_.Command("push checkin.count 33 --app nobody"), "0");
+    EXPECT_EQ(simulator_.Command("push checkin.count 34"), "2");
     for (const int status : {32, 34}) {
         EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, status);
     }
@@ -198,7 +203,7 @@ TEST_F(SimulatorTest, StuckClientSlowsNobodyAndKeepsNobodyFromEnding) {
     stuck->Signal(SIGSTOP);
     const auto fillQueue = [&] {
         for (int i = 1; i <= 40; ++i) {
-            simulator_.Command("push 0x60002d --raw " + std::to_string(i) + " zeros:200000");
+            simulator_.Command("push checkin.arrival --raw " + std::to_string(i) + " zeros:200000");
             ASSERT_EQ(EventRecorder::Next(), (Event{4, true, {i}}));
         }
     };
@@ -209,7 +214,7 @@ TEST_F(SimulatorTest, StuckClientSlowsNobodyAndKeepsNobodyFromEnding) {
 
     stuck->Signal(SIGCONT);
     simulator_.Await("sent");
-    simulator_.Command("push 0x60002b 50");
+    simulator_.Command("push checkin.count 50");
     EXPECT_TRUE(stuck->ReadUntil("status of type 3 is 50")) << "the client is served again";
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, 50);
 

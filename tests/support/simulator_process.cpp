@@ -32,7 +32,7 @@ std::string SimulatorProcess::Command(const std::string& line) {
 
 void SimulatorProcess::Await(const std::string& what) {
     const std::chrono::milliseconds limit = PATIENCE - std::chrono::seconds(2);
-    Command("await " + what + " " + std::to_string(limit.count()));
+    Command("await " + what + " " + std::to_string(limit.count()) + "ms");
 }
 
 void SimulatorProcess::Kill() {

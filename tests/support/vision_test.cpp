@@ -55,13 +55,13 @@ void VisionTest::Announce() {
 
 void VisionTest::ExpectPushArrives(int clients) {
     static int number = 1000;
-    EXPECT_EQ(simulator_.Command("push 0x60002b " + std::to_string(++number)), std::to_string(clients));
+    EXPECT_EQ(simulator_.Command("push checkin.count " + std::to_string(++number)), std::to_string(clients));
     EventRecorder::ExpectStatus(ORVI_AI_STATUS_2B, number);
 }
 
 void VisionTest::AwaitServiceTime(int milliseconds) {
     constexpr uint32_t MINUTES_STOP = 0x600036;
-    simulator_.Command("delay " + std::to_string(MINUTES_STOP) + " " + std::to_string(milliseconds));
+    simulator_.Command("delay minutes.stop " + std::to_string(milliseconds) + "ms");
     EXPECT_EQ(RequestThroughProxy(MINUTES_STOP, {}, LONG_WAIT_MS).result, 0);
 }
 

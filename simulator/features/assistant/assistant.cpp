@@ -83,37 +83,38 @@ RequestTable Assistant::Requests() const {
 }
 
 std::vector<Direction> Assistant::Directions() {
-    using Type = Parameter::Type;
     return {
-        {"say",
-         {{"TEXT", Type::Text}},
-         "somebody in the room says this to the voice assistant",
-         [this](const Arguments& a) { return Say(a[0].text); }},
+        {"say", [this](const Arguments& a) { return Say(a[0].text); }},
+        {"assistant", [this](const Arguments&) { return Done(Describe()); }},
+        {"assistant chooses",
+         [this](const Arguments& a) {
+             const uint32_t item = a[0].number;
+             return dialogue_.ChooseAloud(item) ? Done()
+                                                : Refused("there is no item " + std::to_string(item) + " to choose");
+         }},
+        {"assistant fails",
+         [this](const Arguments& a) {
+             if (a[0].text.size() >= sizeof(OrviSimAssistantError::text)) {
+                 return Refused("the text is too long");
+             }
+             dialogue_.Fail(a[0].isGiven ? a[0].text : "the assistant has failed");
+             return Done();
+         }},
         {"mic",
-         {{"on|off", Type::Choice}},
-         "its microphone",
          [this](const Arguments& a) {
              dialogue_.SetMicrophone(a[0].text == "on");
              return Done();
          }},
         {"patience",
-         {{"MS", Type::Number}},
-         "how long it waits for words and for answers",
          [this](const Arguments& a) {
-             dialogue_.SetPatience(std::chrono::milliseconds(a[0].number));
+             dialogue_.SetPatience(a[0].time);
              return Done();
          }},
         {"speech",
-         {{"MS", Type::Number}},
-         "how long it takes to speak a character",
          [this](const Arguments& a) {
-             dialogue_.SetTimePerCharacter(std::chrono::milliseconds(a[0].number));
+             dialogue_.SetTimePerCharacter(a[0].time);
              return Done();
          }},
-        {"assistant",
-         {},
-         "what it is doing, its intents, the hot words of each application",
-         [this](const Arguments&) { return Done(Describe()); }},
     };
 }
 

@@ -389,17 +389,23 @@ void Dialogue::ShowCard(const ApplicationId& from, uint32_t seq, const OrviSimAs
     }
 }
 
-void Dialogue::Choose(const ApplicationId& from, uint32_t seq, uint32_t itemId) {
-    if (turn_ && turn_->seq == seq) {
+bool Dialogue::ChooseAloud(uint32_t itemId) {
+    if (turn_) {
         for (const OrviSimAssistantItem& item : turn_->choice) {
             if (item.id == itemId) {
                 TakeChoice(OrviSimAssistantItem(item));  // its own copy: the list is cleared
-                return;
+                return true;
             }
         }
     }
-    SendErrorTo(from, ORVI_SIM_ASSISTANT_NO_SUCH_TURN, seq,
-                "there is no item " + std::to_string(itemId) + " to choose");
+    return false;
+}
+
+void Dialogue::Choose(const ApplicationId& from, uint32_t seq, uint32_t itemId) {
+    if (!turn_ || turn_->seq != seq || !ChooseAloud(itemId)) {
+        SendErrorTo(from, ORVI_SIM_ASSISTANT_NO_SUCH_TURN, seq,
+                    "there is no item " + std::to_string(itemId) + " to choose");
+    }
 }
 
 void Dialogue::Refuse(const ApplicationId& from, uint32_t seq, const std::string& reason) {
@@ -502,6 +508,13 @@ void Dialogue::Continue(Then then) {
 }
 
 // --- For people and tests ---
+
+void Dialogue::Fail(const std::string& text) {
+    SendErrorToAll(ORVI_SIM_ASSISTANT_NO_ANSWER, turn_ ? turn_->seq : 0, text);
+    if (status_ != ORVI_SIM_ASSISTANT_ASLEEP) {
+        FallAsleep(ORVI_SIM_ASSISTANT_DONE);
+    }
+}
 
 void Dialogue::SetPatience(milliseconds patience) {
     patience_ = patience;

@@ -49,6 +49,8 @@ class Dialogue {
     // Somebody says something, LONGEST_TEXT bytes at most. Returns what becomes of it, for the one who typed it.
     std::string Hear(const std::string& text);
     void SetMicrophone(bool on);
+    bool ChooseAloud(uint32_t itemId);  // false when there is no such item to choose
+    void Fail(const std::string& text);
 
     // How long the assistant waits for somebody's words and for an application's answer.
     void SetPatience(std::chrono::milliseconds patience);

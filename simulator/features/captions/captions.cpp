@@ -10,7 +10,6 @@
 namespace orvi_sim {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr uint32_t EVENT_SWITCH = 0x600018;
@@ -95,7 +94,10 @@ void Captions::Start(const Request& request, Answer& answer) {
         isRunning_ = true;
         isReported_ = false;
         conference_ = conference;
-        startedAt_ = Clock::now();
+        startedAt_ = stage_.SinceStart();
+        lines_ = 0;
+        speaker_.clear();
+        openLine_ = 0;
         ++run_;
         Log("captions start for \"%s\"%s", conference.c_str(), isReported ? "" : ", not reported");
         TellSwitch();
@@ -104,7 +106,9 @@ void Captions::Start(const Request& request, Answer& answer) {
     }
     if (isReported && !wasReported) {
         isReported_ = true;
-        PlanWords(PAUSE, {0, 0, 0});
+        if (isConversing_) {
+            PlanWords(PAUSE, {0, 0, 0, 0});
+        }
     }
 }
 
@@ -149,30 +153,77 @@ void Captions::PlanWords(milliseconds delay, Place place) {
 }
 
 void Captions::SendWords(Place place) {
-    constexpr size_t LINES = std::size(CONVERSATION);
-    const Line& line = CONVERSATION[place.line % LINES];
+    const Line& line = CONVERSATION[place.line % std::size(CONVERSATION)];
     const std::string text = line.text;
     if (place.shown == 0) {
-        place.startMs =
-            static_cast<uint32_t>(std::chrono::duration_cast<milliseconds>(Clock::now() - startedAt_).count());
-        if (place.line == 0 || CONVERSATION[(place.line - 1) % LINES].person != line.person) {
-            OrviSimCaptionSpeaker speaker = {sizeof(speaker), FaceIdOf(line.person), {}};
-            std::snprintf(speaker.speaker, sizeof(speaker.speaker), "%s", NameOf(line.person));
-            stage_.TellAll(EVENT_SPEAKER, BytesOf(speaker));
-        }
+        place.startMs = static_cast<uint32_t>((stage_.SinceStart() - startedAt_).count());
+        place.number = ++lines_;
     }
     place.shown = NextEnd(text, place.shown);
     const bool isFinal = place.shown == text.size();
-    OrviSimCaptionLine caption = {
-        sizeof(caption), place.line + 1, isFinal ? 1U : 0U, place.startMs, FaceIdOf(line.person), {}, {}};
-    std::snprintf(caption.speaker, sizeof(caption.speaker), "%s", NameOf(line.person));
-    std::snprintf(caption.text, sizeof(caption.text), "%s", text.substr(0, place.shown).c_str());
-    stage_.TellAll(EVENT_LINE, BytesOf(caption));
+    SendLine(place.number, isFinal, place.startMs, NameOf(line.person), text.substr(0, place.shown));
     if (isFinal) {
-        PlanWords(PAUSE, {place.line + 1, 0, 0});
+        PlanWords(PAUSE, {place.line + 1, 0, 0, 0});
     } else {
         PlanWords(STEP, place);
     }
+}
+
+void Captions::SendLine(uint32_t number, bool isFinal, uint32_t startMs, const std::string& speaker,
+                        const std::string& text) {
+    uint32_t faceId = 0;
+    for (uint32_t person = 0; person < PersonCount(); ++person) {
+        faceId = speaker == NameOf(person) ? FaceIdOf(person) : faceId;
+    }
+    if (speaker != speaker_) {
+        speaker_ = speaker;
+        OrviSimCaptionSpeaker record = {sizeof(record), faceId, {}};
+        std::snprintf(record.speaker, sizeof(record.speaker), "%s", speaker.c_str());
+        stage_.TellAll(EVENT_SPEAKER, BytesOf(record));
+    }
+    OrviSimCaptionLine caption = {sizeof(caption), number, isFinal ? 1U : 0U, startMs, faceId, {}, {}};
+    std::snprintf(caption.speaker, sizeof(caption.speaker), "%s", speaker.c_str());
+    std::snprintf(caption.text, sizeof(caption.text), "%s", text.c_str());
+    stage_.TellAll(EVENT_LINE, BytesOf(caption));
+}
+
+// --- Directions ---
+
+std::vector<Direction> Captions::Directions() {
+    return {
+        {"caption", [this](const Arguments& a) { return Hear(a); }},
+        {"conversation", [this](const Arguments& a) { return SwitchConversation(a[0].text == "on"); }},
+    };
+}
+
+Outcome Captions::Hear(const Arguments& arguments) {
+    const Argument* const name = arguments.Option("--speaker");
+    const std::string speaker = name != nullptr ? name->text : speaker_.empty() ? NameOf(0) : speaker_;
+    const std::string& text = arguments[0].text;
+    if (!isRunning_ || !isReported_) {
+        return Refused(isRunning_ ? "captions are on without being reported" : "captions are off");
+    }
+    if (speaker.size() >= sizeof(OrviSimCaptionLine::speaker) || text.size() >= sizeof(OrviSimCaptionLine::text)) {
+        return Refused("a speaker has at most " + std::to_string(sizeof(OrviSimCaptionLine::speaker) - 1) +
+                       " bytes and a text " + std::to_string(sizeof(OrviSimCaptionLine::text) - 1));
+    }
+    const bool isFinal = arguments.Option("--partial") == nullptr;
+    const uint32_t number = openLine_ != 0 && speaker == speaker_ ? openLine_ : ++lines_;
+    openLine_ = isFinal ? 0 : number;
+    SendLine(number, isFinal, static_cast<uint32_t>((stage_.SinceStart() - startedAt_).count()), speaker, text);
+    return Done();
+}
+
+Outcome Captions::SwitchConversation(bool isOn) {
+    if (isConversing_ == isOn) {
+        return Refused(std::string("it is ") + (isOn ? "on" : "off") + " already");
+    }
+    isConversing_ = isOn;
+    ++run_;  // nothing that is planned is said any more
+    if (isOn && isRunning_ && isReported_) {
+        PlanWords(PAUSE, {0, 0, 0, 0});
+    }
+    return Done();
 }
 
 std::string Captions::Describe() const {

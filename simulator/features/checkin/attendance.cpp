@@ -4,7 +4,6 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <iterator>
 
 #include "features/face/portrait.h"
@@ -18,6 +17,12 @@ constexpr const char* NAMES[] = {"Mira Holm",  "Jonas Feld",  "Tove Lind",  "Pav
 
 std::string NameOf(size_t index) {
     return index < std::size(NAMES) ? NAMES[index] : "Participant " + std::to_string(index + 1);
+}
+
+std::string UserIdOf(size_t index) {
+    char userId[32];
+    std::snprintf(userId, sizeof(userId), "user-%04zu", index + 1);
+    return userId;
 }
 
 std::string AccountOf(const std::string& name) {
@@ -44,9 +49,7 @@ void Attendance::SetParticipants(size_t count) {
     participants_.clear();
     for (size_t i = 0; i < std::min(count, MOST_PARTICIPANTS); ++i) {
         Participant participant;
-        char userId[32];
-        std::snprintf(userId, sizeof(userId), "user-%04zu", i + 1);
-        participant.userId = userId;
+        participant.userId = UserIdOf(i);
         participant.name = NameOf(i);
         participant.account = AccountOf(participant.name);
         participant.invited = (i + 1) % EVERY_GUEST != 0;
@@ -61,6 +64,7 @@ void Attendance::ForgetArrivals() {
         participant.checkinTime = 0;
     }
     present_ = 0;
+    arrivals_ = 0;
 }
 
 uint8_t Attendance::Start(const ConferenceId& conference) {
@@ -87,19 +91,87 @@ void Attendance::Clear() {
     ForgetArrivals();
 }
 
-std::optional<OrviSimCheckinArrival> Attendance::Arrive() {
-    const auto next = std::find_if_not(participants_.begin(), participants_.end(), CountsAsPresent);
+std::optional<OrviSimCheckinArrival> Attendance::Arrive(uint32_t time) {
+    auto next = std::find_if(participants_.begin(), participants_.end(),
+                             [](const Participant& participant) { return participant.waits; });
+    if (next == participants_.end()) {
+        next = std::find_if_not(participants_.begin(), participants_.end(), CountsAsPresent);
+    }
     if (!running_ || next == participants_.end()) {
         return std::nullopt;
     }
-    next->arrival = ++present_;
-    next->checkinTime = static_cast<uint32_t>(std::time(nullptr));
-    next->photo = DrawPortrait(next->userId);
+    ++present_;
+    next->waits = false;
+    next->arrival = ++arrivals_;
+    next->checkinTime = time;
+    next->photo = next->ownPhoto.empty() ? DrawPortrait(next->userId) : next->ownPhoto;
     OrviSimCheckinArrival arrival{};
     arrival.length = sizeof(arrival);
     arrival.present = present_;
     arrival.entry = Entry(*next);
     return arrival;
+}
+
+std::optional<std::string> Attendance::Enter(const std::string& name, std::optional<bool> isInvited,
+                                             const Payload& photo) {
+    if (name.size() >= sizeof(OrviSimCheckinEntry::name)) {
+        return "a name has at most " + std::to_string(sizeof(OrviSimCheckinEntry::name) - 1) + " bytes";
+    }
+    const auto isOfName = [&name](const Participant& participant) { return participant.name == name; };
+    auto person = std::find_if(participants_.begin(), participants_.end(), isOfName);
+    if (person != participants_.end() && (CountsAsPresent(*person) || person->waits)) {
+        return name + " is here already";
+    }
+    if (person == participants_.end()) {
+        if (participants_.size() >= MOST_PARTICIPANTS) {
+            return "there are " + std::to_string(MOST_PARTICIPANTS) + " people already";
+        }
+        Participant stranger;
+        stranger.userId = UserIdOf(participants_.size());
+        stranger.account = AccountOf(name);
+        stranger.name = name;
+        stranger.invited = false;
+        person = participants_.insert(participants_.end(), stranger);
+    }
+    person->invited = isInvited.value_or(person->invited);
+    person->waits = true;
+    if (!photo.empty()) {
+        person->ownPhoto = photo;
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> Attendance::Leave(const std::string& name) {
+    const auto isHere = [&name](const Participant& participant) {
+        return participant.name == name && (CountsAsPresent(participant) || participant.waits);
+    };
+    const auto person = std::find_if(participants_.begin(), participants_.end(), isHere);
+    if (person == participants_.end()) {
+        return "nobody named '" + name + "' is here; persons tells who is";
+    }
+    present_ -= CountsAsPresent(*person) ? 1 : 0;
+    person->arrival = 0;
+    person->checkinTime = 0;
+    person->waits = false;
+    person->photo.clear();
+    return std::nullopt;
+}
+
+bool Attendance::SomebodyWaits() const {
+    return std::any_of(participants_.begin(), participants_.end(),
+                       [](const Participant& participant) { return participant.waits; });
+}
+
+std::string Attendance::Everybody() const {
+    std::string list;
+    for (const Participant& participant : participants_) {
+        list += "\n" + participant.name + " (" + participant.userId +
+                "): " + (participant.invited ? "invited" : "guest") +
+                (CountsAsPresent(participant) ? ", present"
+                 : participant.waits          ? ", waits for the check-in"
+                                              : "");
+    }
+    return list.empty() ? "nobody" : list;
 }
 
 bool Attendance::IsComplete() const {
@@ -154,9 +226,9 @@ std::vector<const Attendance::Participant*> Attendance::Select(uint32_t view) co
             selected.push_back(&participant);
         }
     }
-    // They come in the order of the list, so only two views need another order.
     if (view == ORVI_SIM_CHECKIN_LATEST_FIRST) {
-        std::reverse(selected.begin(), selected.end());
+        std::sort(selected.begin(), selected.end(),
+                  [](const Participant* left, const Participant* right) { return left->arrival > right->arrival; });
     } else if (view == ORVI_SIM_CHECKIN_BY_NAME) {
         std::stable_sort(selected.begin(), selected.end(),
                          [](const Participant* left, const Participant* right) { return left->name < right->name; });

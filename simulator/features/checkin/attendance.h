@@ -34,8 +34,16 @@ class Attendance {
     void SetType(int32_t type) { type_ = type; }
     void Clear();
 
-    // The next participant comes. Nothing when the check-in does not run or everybody has come.
-    std::optional<OrviSimCheckinArrival> Arrive();
+    // The next participant comes, at a time of day. Nothing when the check-in does not run or everybody has come.
+    std::optional<OrviSimCheckinArrival> Arrive(uint32_t time);
+
+    // Somebody comes by name; a stranger joins the list. One who comes while the check-in does not run is the next to
+    // arrive when it does. `isInvited` and an empty photo: as before, of a stranger a guest and a drawn one. The reason
+    // when that cannot be.
+    std::optional<std::string> Enter(const std::string& name, std::optional<bool> isInvited, const Payload& photo);
+    std::optional<std::string> Leave(const std::string& name);
+    bool SomebodyWaits() const;     // has entered, and has not arrived
+    std::string Everybody() const;  // a line each
 
     uint32_t Present() const { return present_; }
     bool IsComplete() const;  // everybody who is invited has come, and somebody is
@@ -49,6 +57,8 @@ class Attendance {
         std::string account;
         std::string name;
         bool invited;
+        Payload ownPhoto;  // brought along; empty: one is drawn
+        bool waits = false;
         Payload photo;  // taken at the arrival
         uint32_t arrival = 0;
         uint32_t checkinTime = 0;
@@ -63,6 +73,7 @@ class Attendance {
     ConferenceId conference_;
     bool running_ = false;
     int32_t type_ = 0;
+    uint32_t arrivals_ = 0;  // those who have left again included
     uint32_t present_ = 0;
 };
 

@@ -1,5 +1,6 @@
 #include "features/checkin/checkin.h"
 
+#include <fstream>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -8,6 +9,8 @@
 
 namespace orvi_sim {
 namespace {
+
+constexpr size_t LONGEST_PHOTO = 1U << 20;
 
 constexpr uint32_t USER_ID_SIZE = 256;
 constexpr uint32_t UUID_SIZE = 192;
@@ -32,6 +35,25 @@ bool ReadConference(const Request& request, uint32_t offset, ConferenceId& confe
     }
     answer.Refuse(ORVI_SIM_MALFORMED, "the conference has no id, or one without end");
     return false;
+}
+
+// A picture as a camera would have taken it. The reason when it is none.
+std::optional<std::string> ReadPhoto(const std::string& name, Payload& photo) {
+    std::ifstream file(name, std::ios::binary);
+    Payload bytes(LONGEST_PHOTO + 1);
+    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (file.gcount() <= 0) {
+        return name + " cannot be read, or is empty";
+    }
+    bytes.resize(static_cast<size_t>(file.gcount()));
+    const bool isPicture =
+        bytes.size() > 4 && ((bytes[0] == 0x89 && bytes[1] == 'P') || (bytes[0] == 0xFF && bytes[1] == 0xD8));
+    if (!isPicture || bytes.size() > LONGEST_PHOTO) {
+        return name + (isPicture ? " has more than " + std::to_string(LONGEST_PHOTO) + " bytes"
+                                 : std::string(" is neither a PNG nor a JPEG picture"));
+    }
+    photo = std::move(bytes);
+    return std::nullopt;
 }
 
 }  // namespace
@@ -59,10 +81,16 @@ RequestTable Checkin::Requests() const {
 }
 
 std::vector<Direction> Checkin::Directions() {
-    return {{"arrive",
-             {{"N", Parameter::Type::Number, true}},
-             "participants check in now, while the check-in runs",
-             [this](const Arguments& a) { return LetArrive(a[0].isGiven ? a[0].number : 1); }}};
+    return {
+        {"person enters", [this](const Arguments& a) { return Enter(a); }},
+        {"person leaves",
+         [this](const Arguments& a) {
+             const Argument* const name = a.Option("--name");
+             return name != nullptr ? Leave(name->text) : Refused("--name NAME is missing");
+         }},
+        {"persons", [this](const Arguments&) { return Done(attendance_.Everybody()); }},
+        {"arrive", [this](const Arguments& a) { return LetArrive(a[0].isGiven ? a[0].number : 1); }},
+    };
 }
 
 void Checkin::SetParticipants(size_t count, std::chrono::milliseconds pace) {
@@ -94,6 +122,7 @@ void Checkin::Start(const Request& request, Answer& answer) {
     starters_.Add(request.sender);
     if (!wasRunning) {
         Log("check-in of %s started", (conference.id.empty() ? conference.uuid : conference.id).c_str());
+        LetIn();
         PlanArrival();
     }
     answer.Done();
@@ -167,9 +196,46 @@ Outcome Checkin::LetArrive(size_t count) {
     return Done(std::to_string(arrived));
 }
 
+Outcome Checkin::Enter(const Arguments& arguments) {
+    const Argument* const name = arguments.Option("--name");
+    const Argument* const kind = arguments.Option("--kind");
+    const Argument* const file = arguments.Option("--photo");
+    if (name == nullptr) {
+        return Refused("--name NAME is missing");
+    }
+    Payload photo;
+    if (file != nullptr) {
+        if (auto reason = ReadPhoto(file->text, photo)) {
+            return Refused(*reason);
+        }
+    }
+    const auto isInvited = kind != nullptr ? std::optional<bool>(kind->text == "invited") : std::nullopt;
+    if (auto reason = attendance_.Enter(name->text, isInvited, photo)) {
+        return Refused(*reason);
+    }
+    LetIn();
+    return Done(attendance_.IsRunning() ? "checked in" : "waits for the check-in");
+}
+
+Outcome Checkin::Leave(const std::string& name) {
+    const uint32_t before = attendance_.Present();
+    if (auto reason = attendance_.Leave(name)) {
+        return Refused(*reason);
+    }
+    if (attendance_.Present() != before && !reporters_.Empty()) {
+        stage_.TellAll(COUNT, IntegerPayload(attendance_.Present()));
+    }
+    return Done();
+}
+
+void Checkin::LetIn() {
+    while (attendance_.SomebodyWaits() && ArriveOne()) {
+    }
+}
+
 bool Checkin::ArriveOne() {
     const bool wasComplete = attendance_.IsComplete();
-    const std::optional<OrviSimCheckinArrival> arrival = attendance_.Arrive();
+    const std::optional<OrviSimCheckinArrival> arrival = attendance_.Arrive(stage_.TimeOfDay());
     if (!arrival) {
         return false;
     }

@@ -41,6 +41,9 @@ class Checkin : public Feature {
     void QueryPhoto(const Request& request, Answer& answer);
 
     Outcome LetArrive(size_t count);
+    Outcome Enter(const Arguments& arguments);
+    Outcome Leave(const std::string& name);
+    void LetIn();
     bool ArriveOne();
     void TellCount();
     void PlanArrival();

@@ -53,9 +53,19 @@ void Director::Stop(const Request&, Answer& answer) {
 }
 
 void Director::ChangeLockState(const Request& request, Answer& answer) {
-    const auto state = static_cast<int32_t>(request.IntegerAt(0));
-    Log("lock state %d, was %d", state, std::exchange(lockState_, state));
+    SetLockState(static_cast<int32_t>(request.IntegerAt(0)));
     answer.Done();
+}
+
+void Director::SetLockState(int32_t state) {
+    Log("lock state %d, was %d", state, std::exchange(lockState_, state));
+}
+
+std::vector<Direction> Director::Directions() {
+    return {{"lock", [this](const Arguments& a) {
+                 SetLockState(static_cast<int32_t>(a[0].number));
+                 return Done();
+             }}};
 }
 
 std::string Director::Describe() const {

@@ -13,6 +13,7 @@ namespace orvi_sim {
 class Director : public Feature {
  public:
     RequestTable Requests() const override;
+    std::vector<Direction> Directions() override;
     std::string Describe() const override;
 
  private:
@@ -20,6 +21,7 @@ class Director : public Feature {
     void Remove(const Request& request, Answer& answer);
     void Start(const Request& request, Answer& answer);
     void Stop(const Request& request, Answer& answer);
+    void SetLockState(int32_t state);
     void ChangeLockState(const Request& request, Answer& answer);
 
     bool created_ = true;  // the device turns its director on by itself

@@ -80,13 +80,9 @@ RequestTable Face::Requests() const {
 
 // --- Pictures ---
 
-milliseconds Face::SceneTime() const {
-    return std::chrono::duration_cast<milliseconds>(Clock::now() - sceneStart_);
-}
-
 Payload Face::Picture(const Detector& detector) const {
     OrviSimFaceEvent event = {};
-    const std::vector<OrviSimFace> faces = FacesAt(SceneTime(), detector.keepIds);
+    const std::vector<OrviSimFace> faces = posed_ ? *posed_ : FacesAt(stage_.SinceStart(), detector.keepIds);
     event.faceCount = static_cast<uint32_t>(faces.size());
     std::copy(faces.begin(), faces.end(), event.faces);
     event.sourceId = static_cast<int32_t>(detector.sourceId);
@@ -94,9 +90,8 @@ Payload Face::Picture(const Detector& detector) const {
 }
 
 void Face::PlanPicture(uint32_t number, const Detector& detector, uint64_t picture) {
-    const Clock::time_point due = detector.startedAt + PictureDue(picture, detector.frameRate);
-    const auto delay = std::chrono::ceil<milliseconds>(due - Clock::now());
-    stage_.After(std::max(delay, milliseconds(0)), [this, number, run = detector.run, picture] {
+    const milliseconds due = detector.startedAt + PictureDue(picture, detector.frameRate);
+    stage_.After(std::max(due - stage_.SinceStart(), milliseconds(0)), [this, number, run = detector.run, picture] {
         const auto found = detectors_.find(number);
         if (found != detectors_.end() && found->second.status == ORVI_SIM_DETECTOR_RUNNING &&
             found->second.run == run) {
@@ -109,7 +104,7 @@ void Face::SendPicture(uint32_t number, const Detector& detector, uint64_t pictu
     if (stage_.GetApplications().HasTask(detector.owner)) {  // yesterday's pictures are no news
         stage_.Tell(detector.owner, FACE_EVENT, Picture(detector));
     }
-    const auto elapsed = std::chrono::duration_cast<milliseconds>(Clock::now() - detector.startedAt);
+    const milliseconds elapsed = stage_.SinceStart() - detector.startedAt;
     PlanPicture(number, detector, NextPicture(picture, elapsed, detector.frameRate));
 }
 
@@ -149,7 +144,7 @@ void Face::Start(const Request& request, Answer& answer) {
     auto& [number, detector] = *found;
     if (detector.status != ORVI_SIM_DETECTOR_RUNNING) {
         detector.status = ORVI_SIM_DETECTOR_RUNNING;
-        detector.startedAt = Clock::now();
+        detector.startedAt = stage_.SinceStart();
         ++detector.run;
         PlanPicture(number, detector, 1);
     }
@@ -192,12 +187,16 @@ void Face::Photos(const Request& request, Answer& answer) {
         answer.Refuse(ORVI_SIM_MALFORMED, std::to_string(count) + " face ids");
         return;
     }
-    const milliseconds now = SceneTime();
+    const milliseconds now = stage_.SinceStart();
     uint32_t found = 0;
     Payload photos;
     for (uint32_t i = 0; i < count; ++i) {
         const uint32_t faceId = request.IntegerAt(QUERY_IDS + 4 * i);
-        if (const std::optional<uint32_t> person = PersonOf(faceId, now)) {
+        std::optional<uint32_t> person = PersonOf(faceId, now);
+        if (posed_ && faceId >= FaceIdOf(0) && faceId - FaceIdOf(0) < posed_->size()) {
+            person = faceId - FaceIdOf(0);
+        }
+        if (person) {
             const Payload image = DrawPortrait(*person);
             AppendInteger(photos, faceId);
             AppendInteger(photos, static_cast<uint32_t>(image.size()));
@@ -208,6 +207,53 @@ void Face::Photos(const Request& request, Answer& answer) {
     Payload reply = IntegerPayload(found);
     reply.insert(reply.end(), photos.begin(), photos.end());
     answer.Data(std::move(reply));
+}
+
+// --- Directions ---
+
+std::vector<Direction> Face::Directions() {
+    return {
+        {"faces", [this](const Arguments& a) { return SetFaces(a[0].text); }},
+        {"face", [this](const Arguments& a) { return MoveFace(a[0].number, a[1].number, a[2].number); }},
+    };
+}
+
+// They have the ids of the first people of the scene, and look straight ahead.
+Outcome Face::SetFaces(const std::string& word) {
+    if (word == "usual") {
+        posed_.reset();
+        return Done();
+    }
+    const std::optional<uint32_t> count = ParseNumber(word);
+    if (!count || *count > ORVI_SIM_MAX_FACES) {
+        return Refused("'" + word + "' is neither usual nor a number up to " + std::to_string(ORVI_SIM_MAX_FACES));
+    }
+    constexpr int32_t HEIGHT = 200;
+    std::vector<OrviSimFace> faces(*count);
+    for (uint32_t i = 0; i < *count; ++i) {
+        faces[i].faceId = FaceIdOf(i);
+        faces[i].height = HEIGHT;
+        faces[i].width = HEIGHT * 3 / 4;
+        faces[i].left = static_cast<int32_t>(ORVI_SIM_PICTURE_WIDTH * (2 * i + 1) / (2 * *count)) - faces[i].width / 2;
+        faces[i].top = ORVI_SIM_PICTURE_HEIGHT / 2 - HEIGHT / 2;
+        faces[i].score = 95;
+    }
+    posed_ = std::move(faces);
+    return Done();
+}
+
+Outcome Face::MoveFace(uint32_t number, uint32_t x, uint32_t y) {
+    if (!posed_ || number > posed_->size()) {
+        return Refused(posed_ ? "there are " + std::to_string(posed_->size()) + " faces"
+                              : "the usual faces move by themselves: `faces N` puts others there");
+    }
+    OrviSimFace& face = (*posed_)[number - 1];
+    const auto place = [](uint32_t middle, int32_t size, int32_t room) {
+        return std::clamp(static_cast<int32_t>(middle) - size / 2, 0, room - size);
+    };
+    face.left = place(x, face.width, ORVI_SIM_PICTURE_WIDTH);
+    face.top = place(y, face.height, ORVI_SIM_PICTURE_HEIGHT);
+    return Done();
 }
 
 std::string Face::Describe() const {

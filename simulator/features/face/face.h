@@ -6,9 +6,12 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "features/feature.h"
+#include "orvi_vision_sim_payloads.h"
 #include "service/stage.h"
 
 namespace orvi_sim {
@@ -19,11 +22,10 @@ class Face : public Feature {
 
     RequestTable Requests() const override;
     void OnGone(const ApplicationId& application) override;
+    std::vector<Direction> Directions() override;
     std::string Describe() const override;
 
  private:
-    using Clock = std::chrono::steady_clock;
-
     struct Detector {
         ApplicationId owner;
         Payload address;  // as it came
@@ -32,7 +34,7 @@ class Face : public Feature {
         bool keepIds;
         uint32_t status;
         uint64_t run;  // counts the starts: pictures planned before the last one are not sent any more
-        Clock::time_point startedAt;
+        std::chrono::milliseconds startedAt;
     };
     using Detectors = std::map<uint32_t, Detector>;
 
@@ -43,15 +45,16 @@ class Face : public Feature {
     void Photos(const Request& request, Answer& answer);
 
     Detectors::iterator Find(const Request& request);
-    std::chrono::milliseconds SceneTime() const;
+    Outcome SetFaces(const std::string& word);
+    Outcome MoveFace(uint32_t number, uint32_t x, uint32_t y);
     Payload Picture(const Detector& detector) const;
     void PlanPicture(uint32_t number, const Detector& detector, uint64_t picture);
     void SendPicture(uint32_t number, const Detector& detector, uint64_t picture);
 
     Stage& stage_;
-    const Clock::time_point sceneStart_ = Clock::now();
     Detectors detectors_;
     uint32_t lastNumber_;
+    std::optional<std::vector<OrviSimFace>> posed_;  // in the place of the scene
 };
 
 }  // namespace orvi_sim

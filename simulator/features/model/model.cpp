@@ -16,6 +16,7 @@ constexpr uint32_t EVENT_BEGIN = 0x60003F;
 constexpr uint32_t EVENT_END = 0x600040;
 constexpr std::chrono::milliseconds TIME_PER_PIECE{10};
 
+constexpr size_t LONGEST_ANSWER = 64U << 10;
 constexpr uint32_t INIT_LENGTH = 580;
 constexpr uint32_t ASK_LENGTH = sizeof(OrviSimModelRequest);
 constexpr uint32_t REPLY_LENGTH = 52;
@@ -23,6 +24,8 @@ constexpr uint32_t REPLY_CLOUD_MODEL = 48;
 constexpr uint32_t REPLY_VOICE_ASSISTANT = 49;
 
 }  // namespace
+
+Model::Model(Stage& stage) : stage_(stage), pace_(TIME_PER_PIECE) {}
 
 RequestTable Model::Requests() const {
     static const RequestRow ROWS[] = {
@@ -40,8 +43,8 @@ RequestTable Model::Requests() const {
 
 void Model::Ability(const Request&, Answer& answer) {
     Payload reply(REPLY_LENGTH);
-    reply[REPLY_CLOUD_MODEL] = 1;
-    reply[REPLY_VOICE_ASSISTANT] = 1;
+    reply[REPLY_CLOUD_MODEL] = hasCloudModel_ ? 1 : 0;
+    reply[REPLY_VOICE_ASSISTANT] = hasVoiceAssistant_ ? 1 : 0;
     answer.Data(std::move(reply));
 }
 
@@ -92,13 +95,17 @@ void Model::Begin(const ApplicationId& application, uint32_t requestId, uint32_t
         TellEnd(application, requestId, ORVI_SIM_MODEL_NOT_READY, {});
         return;
     }
+    if (nextFailure_) {
+        TellEnd(application, requestId, *std::exchange(nextFailure_, std::nullopt), {});
+        return;
+    }
     (void)End(application, requestId, ORVI_SIM_MODEL_CANCELLED);  // a second request with an id ends the first
     if (session->second.size() >= ORVI_SIM_MODEL_MOST_ANSWERS) {
         TellEnd(application, requestId, ORVI_SIM_MODEL_BUSY, {});
         return;
     }
     Given given;
-    given.pieces = PiecesOf(ModelAnswer(type, text));
+    given.pieces = PiecesOf(answer_ ? *answer_ : ModelAnswer(type, text));
     given.number = ++answersBegun_;
     stage_.Tell(application, EVENT_BEGIN,
                 BytesOf(OrviSimModelBegin{sizeof(OrviSimModelBegin), requestId, type,
@@ -108,7 +115,7 @@ void Model::Begin(const ApplicationId& application, uint32_t requestId, uint32_t
 }
 
 void Model::PlanNext(const ApplicationId& application, uint32_t requestId, uint64_t number) {
-    stage_.After(TIME_PER_PIECE, [this, application, requestId, number] {
+    stage_.After(pace_, [this, application, requestId, number] {
         const auto session = sessions_.find(application);
         if (session == sessions_.end()) {
             return;
@@ -159,6 +166,49 @@ void Model::TellEnd(const ApplicationId& application, uint32_t requestId, uint32
     stage_.Tell(application, EVENT_END,
                 BytesOf(OrviSimModelEnd{sizeof(OrviSimModelEnd), requestId, result, static_cast<uint32_t>(given.sent),
                                         static_cast<uint32_t>(given.sentLength)}));
+}
+
+// --- Directions ---
+
+std::vector<Direction> Model::Directions() {
+    return {
+        {"model answers", [this](const Arguments& a) { return SetAnswer(a[0].text); }},
+        {"model usual",
+         [this](const Arguments&) {
+             answer_.reset();
+             nextFailure_.reset();
+             pace_ = TIME_PER_PIECE;
+             return Done();
+         }},
+        {"model pace",
+         [this](const Arguments& a) {
+             pace_ = a[0].time;
+             return Done();
+         }},
+        {"model fails", [this](const Arguments& a) { return SetNextFailure(a[0].text); }},
+        {"ability", [this](const Arguments& a) { return SetAbility(a[0].text, a[1].text == "on"); }},
+    };
+}
+
+Outcome Model::SetAnswer(const std::string& text) {
+    if (text.size() > LONGEST_ANSWER) {
+        return Refused("an answer has at most " + std::to_string(LONGEST_ANSWER) + " bytes");
+    }
+    answer_ = text;
+    return Done();
+}
+
+Outcome Model::SetNextFailure(const std::string& word) {
+    nextFailure_ = word == "cancelled"   ? ORVI_SIM_MODEL_CANCELLED
+                   : word == "not-ready" ? ORVI_SIM_MODEL_NOT_READY
+                   : word == "busy"      ? ORVI_SIM_MODEL_BUSY
+                                         : ORVI_SIM_MODEL_BAD_REQUEST;
+    return Done();
+}
+
+Outcome Model::SetAbility(const std::string& which, bool isThere) {
+    (which == "cloud-model" ? hasCloudModel_ : hasVoiceAssistant_) = isThere;
+    return Done();
 }
 
 std::string Model::Describe() const {

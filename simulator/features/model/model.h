@@ -3,9 +3,11 @@
 #ifndef ORVI_SIM_FEATURES_MODEL_H
 #define ORVI_SIM_FEATURES_MODEL_H
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,9 +18,10 @@ namespace orvi_sim {
 
 class Model : public Feature {
  public:
-    explicit Model(Stage& stage) : stage_(stage) {}
+    explicit Model(Stage& stage);
 
     RequestTable Requests() const override;
+    std::vector<Direction> Directions() override;
     void OnGone(const ApplicationId& application) override { sessions_.erase(application); }
     std::string Describe() const override;
 
@@ -38,6 +41,10 @@ class Model : public Feature {
     void Ask(const Request& request, Answer& answer);
     void DeInit(const Request& request, Answer& answer);
 
+    Outcome SetAnswer(const std::string& text);
+    Outcome SetNextFailure(const std::string& word);
+    Outcome SetAbility(const std::string& which, bool isThere);
+
     void Begin(const ApplicationId& application, uint32_t requestId, uint32_t type, const std::string& text);
     void PlanNext(const ApplicationId& application, uint32_t requestId, uint64_t number);
     bool SendNext(const ApplicationId& application, uint32_t requestId, Given& given);
@@ -47,6 +54,11 @@ class Model : public Feature {
     Stage& stage_;
     std::map<ApplicationId, Session> sessions_;
     uint64_t answersBegun_ = 0;
+    bool hasCloudModel_ = true;
+    bool hasVoiceAssistant_ = true;
+    std::optional<std::string> answer_;    // to every question; without one it is made from the question's words
+    std::optional<uint32_t> nextFailure_;  // an OrviSimModelResult
+    std::chrono::milliseconds pace_;
 };
 
 }  // namespace orvi_sim

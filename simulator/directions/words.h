@@ -1,0 +1,27 @@
+// Lines to words and back.
+#ifndef ORVI_SIM_DIRECTIONS_WORDS_H
+#define ORVI_SIM_DIRECTIONS_WORDS_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace orvi_sim {
+
+// Words have blanks between them; "double quotes" keep those inside one, where a backslash takes the next character as
+// it is. A word that begins with text: goes on to the end of the line. False when a quote has no end.
+bool SplitLine(const std::string& line, std::vector<std::string>& words);
+
+// A line that SplitLine takes apart into the same words.
+std::string JoinWords(const std::vector<std::string>& words);
+
+// 500ms, 2s, 1.5m, 1h: at most a day.
+std::optional<std::chrono::milliseconds> ParseTime(const std::string& text);
+
+// 1500ms as "1.5s"
+std::string TimeText(std::chrono::milliseconds time);
+
+}  // namespace orvi_sim
+
+#endif

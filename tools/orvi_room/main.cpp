@@ -1,0 +1,210 @@
+// orvi-room: makes the simulated room do anything, from any terminal. Its commands are the directions of the simulated
+// service; their rows are the service's own, so that help and wrong words need nobody who runs.
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "completion.h"
+#include "directions/vocabulary.h"
+#include "directions/words.h"
+#include "orvi_host_bus.h"
+
+namespace orvi_room {
+namespace {
+
+using orvi_sim::Row;
+using Words = std::vector<std::string>;
+
+enum ExitCode { DONE = 0, REFUSED = 1, USAGE = 2, NOBODY = 3 };
+
+constexpr char SERVICE[] = "AI_VISION";
+constexpr char TASK[] = "ai_room";
+constexpr uint32_t LINE = 0x6FFFF0;              // as the service's room_task.h has it
+constexpr uint32_t WAIT_MS = 25U * 3600 * 1000;  // longer than any direction; the service's death ends it
+
+std::string g_busLine;  // the bus's last line about itself
+
+void TakeBusLine(int, const char* line) {
+    g_busLine = line;
+    g_busLine.erase(g_busLine.find_last_not_of('\n') + 1);
+}
+
+void Complain(const std::string& text) {
+    std::fprintf(stderr, "orvi-room: %s\n", text.c_str());
+}
+
+std::string Overview() {
+    return "Makes the simulated conference room do anything, from any terminal.\n\n"
+           "usage: orvi-room DIRECTION [WORD...]      orvi-room DIRECTION --help explains one\n\n"
+           "  status                                    applications, features, faults\n"
+           "  run FILE                                  the directions of a file, or of - for standard input\n" +
+           orvi_sim::ExplainAll() +
+           "\n  --completion bash                         print the completion for this shell\n\n"
+           "It needs a running orvi-vision-sim; ORVI_BUS_DIR names the bus directory of both.\n"
+           "Exit code: 0, 1 = answered no, 2 = usage, 3 = nobody is there.\n";
+}
+
+ExitCode Join() {
+    static bool isJoined = false;
+    if (isJoined) {
+        return DONE;
+    }
+    OsMsgRegLogFunc(TakeBusLine);
+    OsMsgSetLogLevel(1);
+    const std::string name = "room" + std::to_string(getpid());
+    if (const int result = OsMsgInit(name.c_str()); result != 0) {
+        Complain("cannot join the bus: " + (g_busLine.empty() ? "it says " + std::to_string(result) : g_busLine));
+        return NOBODY;
+    }
+    isJoined = true;
+    return DONE;
+}
+
+ExitCode Send(const std::string& line) {
+    if (const ExitCode code = Join(); code != DONE) {
+        return code;
+    }
+    TagMsgBlock block{};
+    std::strncpy(block.recvProcName, SERVICE, sizeof(block.recvProcName) - 1);
+    std::strncpy(block.recvTaskName, TASK, sizeof(block.recvTaskName) - 1);
+    block.msgId = LINE;
+    block.dataLen = static_cast<uint32_t>(line.size());
+    block.data = const_cast<char*>(line.data());  // the bus only reads what it sends
+    TagMsgBlock* reply = nullptr;
+    if (const int result = OsMsgSynSend(&block, &reply, WAIT_MS); result != 0) {
+        Complain(result == ORVI_BUS_E_GONE
+                     ? "the service has gone"
+                     : "nobody is there: " +
+                           (g_busLine.empty() ? "the bus says " + std::to_string(result) : g_busLine));
+        return NOBODY;
+    }
+    const std::string answer(static_cast<const char*>(reply->data), reply->data != nullptr ? reply->dataLen : 0);
+    OsMsgSynRespFree(reply);
+    const bool isDone = answer.compare(0, 2, "ok") == 0;
+    const size_t begin = answer.find_first_not_of(" \n", isDone ? 2 : 5);
+    const std::string text = begin == std::string::npos ? "" : answer.substr(begin);
+    if (!isDone) {
+        Complain(text);
+        return REFUSED;
+    }
+    if (!text.empty()) {
+        std::printf("%s\n", text.c_str());
+        std::fflush(stdout);
+    }
+    return DONE;
+}
+
+// The service reads files from where it stands.
+void MakePathsAbsolute(const Row& row, Words& words) {
+    for (const orvi_sim::Parameter& option : row.options) {
+        const std::string name = option.name;
+        for (size_t i = 0; option.type == orvi_sim::Type::File && i + 1 < words.size(); ++i) {
+            if (words[i] == name.substr(0, name.find(' '))) {
+                words[i + 1] = std::filesystem::absolute(words[i + 1]).string();
+            }
+        }
+    }
+}
+
+ExitCode Perform(Words words) {
+    size_t count = 0;
+    const Row* const row = orvi_sim::FindRow(words, count);
+    if (row == nullptr) {
+        Complain(orvi_sim::NoSuchDirection(words));
+        return USAGE;
+    }
+    if (words.back() == "--help") {
+        std::fputs(orvi_sim::Explain(*row).c_str(), stdout);
+        return DONE;
+    }
+    orvi_sim::Arguments arguments;
+    if (const auto reason = orvi_sim::ReadArguments(*row, words, count, arguments)) {
+        Complain(*reason);
+        return USAGE;
+    }
+    MakePathsAbsolute(*row, words);
+    return Send(orvi_sim::JoinWords(words));
+}
+
+ExitCode Status() {
+    for (const char* line : {"clients", "state", "faults"}) {
+        std::printf("%s: ", line);
+        if (const ExitCode code = Send(line); code != DONE) {
+            return code;
+        }
+    }
+    return DONE;
+}
+
+// Stops at the first direction that is answered no.
+ExitCode RunFile(const std::string& name) {
+    std::ifstream file;
+    if (name != "-") {
+        file.open(name);
+        if (!file) {
+            Complain(name + " cannot be read");
+            return USAGE;
+        }
+    }
+    size_t number = 0;
+    for (std::string line; std::getline(name == "-" ? std::cin : file, line);) {
+        ++number;
+        Words words;
+        const bool isWhole = orvi_sim::SplitLine(line, words);
+        if (isWhole && (words.empty() || words[0][0] == '#')) {
+            continue;
+        }
+        const ExitCode code = isWhole ? Perform(words) : USAGE;
+        if (code != DONE) {
+            Complain(name + ":" + std::to_string(number) + ": " + (isWhole ? "stopped here" : "a quote has no end"));
+            return code;
+        }
+    }
+    return DONE;
+}
+
+ExitCode Run(Words words) {
+    if (words.empty()) {
+        Complain("a direction is missing, see orvi-room --help");
+        return USAGE;
+    }
+    const std::string& first = words[0];
+    if (first == "--help" || first == "-h" || (first == "help" && words.size() == 1)) {
+        std::fputs(Overview().c_str(), stdout);
+        return DONE;
+    }
+    if (first == "help" && words[1] != "--help") {
+        words.erase(words.begin());
+        words.emplace_back("--help");
+        return Perform(words);
+    }
+    if (first == "--completion" && words.size() == 2 && words[1] == "bash") {
+        std::fputs(BashCompletion().c_str(), stdout);
+        return DONE;
+    }
+    if (first == "status" && words.size() == 1) {
+        return Status();
+    }
+    if (first == "run" && words.size() == 2) {
+        return RunFile(words[1]);
+    }
+    return Perform(words);
+}
+
+}  // namespace
+}  // namespace orvi_room
+
+int main(int argc, char** argv) {
+    try {
+        return orvi_room::Run(orvi_room::Words(argv + 1, argv + argc));
+    } catch (const std::exception& exception) {
+        std::fprintf(stderr, "orvi-room: %s\n", exception.what());
+        return orvi_room::REFUSED;
+    }
+}
