@@ -388,9 +388,10 @@ TEST_F(BusTest, WhatIsDeletedUnderARunningProcessComesBackOrIsTold) {
         ASSERT_EQ(server.Ask("watch t nobody"), "0");
         ASSERT_EQ(watcher.Ask("watch w server"), "0");
         if (what == ".") {
-            std::filesystem::rename(directory, directory + "~");  // in one piece
-            ASSERT_EQ(mkdir(directory.c_str(), 0700), 0);
-            std::filesystem::remove_all(directory + "~");
+            const std::string other = directory + "~";
+            ASSERT_EQ(mkdir(other.c_str(), 0700), 0);  // without one for a moment the watcher's loop would end
+            ASSERT_EQ(renameat2(AT_FDCWD, directory.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE), 0);
+            std::filesystem::remove_all(other);
         }
         std::istringstream names(what);
         for (std::string name; names >> name;) {
