@@ -82,14 +82,6 @@ int Task::Open() {
     return result;
 }
 
-int Task::Reopen(std::string* why) {
-    const int result = endpoint_.Open(name_, why);
-    if (result == 0) {
-        watches_.WatchDirectoryAgain();
-    }
-    return result;
-}
-
 void Task::TakeOff() {
     loop_.TakeOff();
     ClearUp();
@@ -180,9 +172,9 @@ bool Task::HandleEvents(const epoll_event* events, int count) {
 
 // False when the process has lost its place for good. What is refused for now is tried again.
 bool Task::PutBack() {
-    const int result = restore_();
-    if (result == 0) {
-        watches_.WatchDirectoryIfGone();
+    int result = restore_();
+    if (result == 0 && watches_.WatchDirectoryIfGone()) {
+        result = restore_();
     }
     restoreNs_ = result == 0 ? INT64_MAX : MonotonicNs() + kRestoreEveryNs;
     return result != ORVI_BUS_E_NAME && result != ORVI_BUS_E_DIRECTORY;

@@ -37,10 +37,10 @@ class Task {
     // Makes the endpoint: from now on messages may be sent to the task.
     int Open();  // 0, or an error after a log line
     void RemoveEndpoint() { endpoint_.Unlink(); }
-    // Any thread. The endpoint stands in the directory; if it was deleted, or the directory, Reopen makes it and the
-    // watch of the directory again.
+    // Any thread. The endpoint stands in the directory; if it was deleted, or the directory, Reopen makes it again:
+    // 0, or an error and the reason in `why`.
     bool InPlace() const { return endpoint_.InPlace(); }
-    int Reopen(std::string* why);
+    int Reopen(std::string* why) { return endpoint_.Open(name_, why); }
 
     // Runs the loop on the calling thread.
     int Run();

@@ -100,29 +100,17 @@ void Watches::WatchDirectory() {
     StartLooking(error);
 }
 
-void Watches::WatchDirectoryAgain() {
+bool Watches::WatchDirectoryIfGone() {
     MutexLock lock(mutex_);
-    Rewatch();
-}
-
-void Watches::WatchDirectoryIfGone() {
-    MutexLock lock(mutex_);
-    if (directoryGone_) {
-        Rewatch();
+    if (!directoryGone_) {
+        return false;
     }
-}
-
-void Watches::Rewatch() {
     directoryGone_ = false;
-    if (first_.load() != nullptr) {
-        if (directoryEvents_) {
-            loop_->Remove(directoryEvents_.Get());
-            directoryEvents_.Reset();
-        }
-        WatchDirectory();
-        lookAtAll_.store(true);
-        loop_->Wake();
-    }
+    loop_->Remove(directoryEvents_.Get());
+    directoryEvents_.Reset();
+    WatchDirectory();
+    MarkAllDirty();
+    return true;
 }
 
 void Watches::StartLooking(int error) {
@@ -205,9 +193,6 @@ void Watches::Settle() {
         unsettled_.Append(watch);
     }
     seen_ = first;
-    if (lookAtAll_.exchange(false)) {
-        MarkAllDirty();
-    }
     // Each once: what is not settled then waits for something, or looks again when it is time to.
     for (size_t left = unsettled_.Size(); left != 0 && !loop_->Interrupted(); --left) {
         Watch* watch = unsettled_.First();

@@ -68,9 +68,9 @@ class Watches {
     void OnProcessEnd(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     // True when files of this process may have been deleted from the directory.
     bool OnDirectoryEvents() ORVI_BUS_REQUIRES(kLoop);
-    // Any thread. The directory was made anew; or it may have been, where the kernel has told that it went.
-    void WatchDirectoryAgain();
-    void WatchDirectoryIfGone();
+    // Watches the directory that stands there now, if the kernel has told that the one before went. True when it has done
+    // so: what has happened in it until then was not told of.
+    bool WatchDirectoryIfGone() ORVI_BUS_REQUIRES(kLoop);
 
     int64_t NextDeadlineNs() ORVI_BUS_REQUIRES(kLoop);
     // True when the process is to look after its own files too.
@@ -78,7 +78,6 @@ class Watches {
 
  private:
     void WatchDirectory() ORVI_BUS_REQUIRES(mutex_);
-    void Rewatch() ORVI_BUS_REQUIRES(mutex_);
     bool ConcernsOwnFiles(uint32_t mask, const char* name) const;
     void StartLooking(int error);
     void SettleOne(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
@@ -103,8 +102,7 @@ class Watches {
     bool directoryGone_ ORVI_BUS_GUARDED_BY(mutex_) = false;     // the one that they tell of
     std::unique_ptr<Watch> newest_ ORVI_BUS_GUARDED_BY(mutex_);  // the list grows at this end only
     std::atomic<Watch*> first_{nullptr};                         // the same, for the loop
-    std::atomic<bool> looking_{false};    // the kernel does not tell of all changes: look from time to time
-    std::atomic<bool> lookAtAll_{false};  // it may not have told of some
+    std::atomic<bool> looking_{false};  // the kernel does not tell of all changes: look from time to time
 
     LinkedList<Watch, &Watch::unsettled> unsettled_ ORVI_BUS_GUARDED_BY(kLoop);
     const Watch* seen_ ORVI_BUS_GUARDED_BY(kLoop) = nullptr;  // the newest that Settle knows
