@@ -172,8 +172,7 @@ expect 'first_steps: event 2, status of type 1 is 0'
 expect_end
 
 say demo "$yellow" 'kill the service'
-kill -KILL "$service"
-wait "$service" 2>/dev/null
+{ kill -KILL "$service"; wait "$service"; } 2>/dev/null # without the shell's own line about the kill
 service=0
 expect 'first_steps: event 0, the service has gone'
 

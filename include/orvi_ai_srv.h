@@ -7,7 +7,8 @@
  * 2. Callbacks. After initialisation the library has one thread of its own, the message thread. Every
  *    callback runs there, one at a time, so a slow callback holds up the messages behind it. A callback may
  *    call any function of the library, synchronous requests included, replace itself, destroy its own
- *    detector, or end the process. An exception that leaves a callback is caught and logged.
+ *    detector, or end the process. An exception that leaves a callback is caught and logged. At exit() no
+ *    callback begins any more once the static objects go that existed at the first OrviAiSrvApiInit.
  * 3. Results. Functions return an int: 0 for success, -1 for failure. The reason of a failure is an error line
  *    in the log; where a function fails without a line that shows at the log's default level, error, it says
  *    so. No function throws, none tries a failed request again.
@@ -217,9 +218,10 @@ typedef struct tagOrviAiSrvPhotoResult {
  *          never with free()
  *
  * Returns 0; -1 when a pointer is null, `count` is out of range, the service cannot be reached or has no
- * photo of these faces, memory is short, or the reply does not hold the photos that it announces. An id that
- * the service does not know leaves no line in the log, only one in its trace output. After a failure nothing is to be released; `result` is as it was, or photoList is null and photoNums the number
- * that the service announced. */
+ * photo of these faces, memory is short, or the reply does not hold the photos that it announces. When no id
+ * is known to the service, the failure leaves no line at the log's default level, only trace lines. After a
+ * failure nothing is to be released; `result` is as it was, or photoList is null and photoNums the number that
+ * the service announced. */
 ORVI_AI_API int OrviAiSrvFaceDetectorGetById(void* handle, int* faceIds, int count, tagOrviAiSrvPhotoResult* result);
 
 #ifdef __cplusplus

@@ -54,6 +54,16 @@ inline constexpr Field VERDICT_FIELDS[] = {
 };
 inline constexpr Record VERDICT = {"verdict", 1, 1, VERDICT_FIELDS};
 
+// What the simulated service answers in the place of a record of so many bytes when it refuses: four bytes more, so that
+// the call fails.
+template <uint32_t Size>
+inline constexpr Field REFUSAL_OF_FIELDS[] = {
+    Reserved("record", {0, Size, Size, false}),
+    Number("verdict", {Size, 4, 4, false}, "why not").Named(VERDICT_WORDS),
+};
+template <uint32_t Size>
+inline constexpr Record REFUSAL_OF = {"refusal of a record", Size + 4, Size + 4, REFUSAL_OF_FIELDS<Size>};
+
 // Payload of a status message that tells how a request ended.
 inline constexpr Field OUTCOME_FIELDS[] = {
     Number("verdict", AtStart(4, true), "0 = done").Named(VERDICT_WORDS),

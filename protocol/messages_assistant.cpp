@@ -232,9 +232,11 @@ constexpr Message MESSAGES[] = {
     OneWay("assistant.set-page", AI_MSG_ASSISTANT_SET_PAGE_INFO, TASK_ASSISTANT, "OrviAiAssistantSetPageInfo", &PAGE,
            "the page that the assistant is on"),
     Request("assistant.page", AI_MSG_ASSISTANT_GET_PAGE_INFO, TASK_ASSISTANT, "OrviAiAssistantGetPageInfo", WAIT_REPLY,
-            nullptr, ReplyRule::DataUpTo, &PAGE, "the page that the assistant is on"),
+            nullptr, ReplyRule::DataUpTo, &PAGE, "the page that the assistant is on")
+        .RefusedBy(REFUSAL_OF<PAGE.longest>),
     Request("assistant.status", AI_MSG_ASSISTANT_GET_STATUS, TASK_ASSISTANT, "OrviAiAssistantGetStatus", WAIT_REPLY,
-            nullptr, ReplyRule::DataUpTo, &STATUS, "what the assistant is doing"),
+            nullptr, ReplyRule::DataUpTo, &STATUS, "what the assistant is doing")
+        .RefusedBy(REFUSAL_OF<STATUS.longest>),
     OneWay("hotword.register", AI_MSG_ASSISTANT_INIT_KEY_WORD, TASK_HOT_WORD, "OrviAiAssistantInitKeyWord", &HOT_WORD,
            "an application registers its hot-word key"),
     OneWay("hotword.replace", AI_MSG_ASSISTANT_UPDATE_KEY_WORD, TASK_HOT_WORD, "OrviAiAssistantUpdateKeyWord",

@@ -117,7 +117,7 @@ constexpr Message MESSAGES[] = {
             nullptr, ReplyRule::Verdict, &VERDICT, "the events end"),
     Request("checkin.page", AI_MSG_CHECKIN_QUERY_DATA, TASK_FACE, "OrviAiSrvGetCheckinData", WAIT_REPLY, &PAGE_QUERY,
             ReplyRule::DataUpTo, &PAGE, "a page of a view of the check-in data")
-        .RefusedBy(VERDICT),
+        .RefusedBy(REFUSAL_OF<sizeof(OrviSimCheckinPage)>),
     Request("checkin.photo", AI_MSG_CHECKIN_QUERY_PHOTO, TASK_FACE, "OrviAiSrvGetCheckinPhoto", WAIT_REPLY,
             &PHOTO_QUERY, ReplyRule::DataIntoRoom, &PHOTO, "the check-in photo of a user"),
     Request("checkin.stop", AI_MSG_CHECKIN_STOP, TASK_FACE, "OrviAiSrvCheckInStop", WAIT_REPLY, nullptr,

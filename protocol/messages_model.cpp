@@ -80,13 +80,17 @@ constexpr Record END = Whole<OrviSimModelEnd>("large-model answer ends", END_FIE
 
 constexpr Message MESSAGES[] = {
     Request("model.ability", AI_MSG_LLM_ABILITY, TASK_OM, "OrviAiSrvGetAbility", WAIT_REPLY, nullptr,
-            ReplyRule::DataUpTo, &REPLY, "what the service offers"),
+            ReplyRule::DataUpTo, &REPLY, "what the service offers")
+        .RefusedBy(REFUSAL_OF<sizeof(OrviAiLLMReply)>),
     Request("model.init", AI_MSG_LLM_INIT, TASK_INTERFACE, "OrviAiSrvLargeModelInit", WAIT_REPLY, &SERVER,
-            ReplyRule::Data, &REPLY, "the large model is made ready"),
+            ReplyRule::Data, &REPLY, "the large model is made ready")
+        .RefusedBy(REFUSAL_OF<sizeof(OrviAiLLMReply)>),
     Request("model.ask", AI_MSG_LLM_REQUEST, TASK_INTERFACE, "OrviAiSrvLargeModelRequest", WAIT_REPLY, &REQUEST,
-            ReplyRule::DataUpTo, &REPLY, "one request to the large model"),
+            ReplyRule::DataUpTo, &REPLY, "one request to the large model")
+        .RefusedBy(REFUSAL_OF<sizeof(OrviAiLLMReply)>),
     Request("model.deinit", AI_MSG_LLM_DEINIT, TASK_INTERFACE, "OrviAiSrvLargeModelDeInit", WAIT_REPLY, &SERVER,
-            ReplyRule::DataUpTo, &REPLY, "the large model is put away"),
+            ReplyRule::DataUpTo, &REPLY, "the large model is put away")
+        .RefusedBy(REFUSAL_OF<sizeof(OrviAiLLMReply)>),
 
     Event("model.ready", AI_EVT_LLM_INIT, Callback::Main, ORVI_AI_EVENT_STATUS, &OUTCOME,
           "how the initialisation ended"),

@@ -5,6 +5,11 @@
 #include "orvi_securec.h"
 
 namespace OrviAiService {
+
+uint32_t ErrorFileId() {
+    return LogFileId();
+}
+
 bool ComposeTraceLine(char* line, uint32_t level, const char* function, uint32_t sourceLine, const char* format) {
     constexpr size_t SIZE = ORVI_AI_TRACE_LINE_SIZE;
     char scratch[ORVI_AI_TRACE_SCRATCH_SIZE];

@@ -16,6 +16,13 @@ constexpr uint32_t LOG_INFO = 3;
 inline void CheckTraceFormat(const char*, ...) __attribute__((format(printf, 1, 2)));
 inline void CheckTraceFormat(const char*, ...) {}
 
+// The module log's file.
+inline uint32_t LogFileId() {
+    return OrviAiGetAiLogFileId("AiLog.log") & 0xFFFFU;
+}
+// The same for an error record. Cold: the compiler keeps what leads to it small and out of a success's way.
+__attribute__((cold)) uint32_t ErrorFileId();
+
 // Writes a line whose time another function decides. A lambda beside its use, so that the record names the place that
 // it speaks for: [] { ORVI_LOG_ERROR("<Function> failed."); }
 using LogLine = void (*)();
@@ -30,11 +37,11 @@ bool ComposeTraceLine(char* line, uint32_t level, const char* function, uint32_t
 #define ORVI_SOURCE_LENGTH (static_cast<uint32_t>(sizeof(ORVI_SOURCE_NAME) - 1))
 
 // One record of the module log; the log client drops it cheaply when the level is filtered out.
-#define ORVI_LOG(level, ...)                                                                         \
-    OrviOmLogModuleLogRecord((level), OrviAiGetAiLogFileId("AiLog.log") & 0xFFFFU, ORVI_SOURCE_NAME, \
-                             ORVI_SOURCE_LENGTH, static_cast<uint32_t>(__LINE__), __VA_ARGS__)
-#define ORVI_LOG_ERROR(...) ORVI_LOG(OrviAiService::LOG_ERROR, __VA_ARGS__)
-#define ORVI_LOG_INFO(...) ORVI_LOG(OrviAiService::LOG_INFO, __VA_ARGS__)
+#define ORVI_LOG(level, fileId, ...)                                                                                   \
+    OrviOmLogModuleLogRecord((level), (fileId), ORVI_SOURCE_NAME, ORVI_SOURCE_LENGTH, static_cast<uint32_t>(__LINE__), \
+                             __VA_ARGS__)
+#define ORVI_LOG_ERROR(...) ORVI_LOG(OrviAiService::LOG_ERROR, OrviAiService::ErrorFileId(), __VA_ARGS__)
+#define ORVI_LOG_INFO(...) ORVI_LOG(OrviAiService::LOG_INFO, OrviAiService::LogFileId(), __VA_ARGS__)
 
 // One record of the storm log.
 #define ORVI_LOG_STORM(...) \

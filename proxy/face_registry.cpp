@@ -43,8 +43,8 @@ Registry& MakeRegistry() {
 
 Registry& g_registry = MakeRegistry();
 
-struct CloseAtExit {
-    ~CloseAtExit() {
+struct Closing {
+    ~Closing() {
         if (ForkedChild()) {
             return;  // nothing is delivered here anyhow
         }
@@ -54,7 +54,6 @@ struct CloseAtExit {
         g_registry.callbacks.swap(released);
     }
 };
-const CloseAtExit g_closeAtExit;
 
 bool RunsUpTo(const Running* entry, int sourceId, uint64_t ticket) {
     for (; entry != nullptr; entry = entry->next) {
@@ -160,6 +159,10 @@ bool CallFaceCallback(int sourceId, tagOrviAiSrvFaceDetEvent* event) {
     g_registry.mutex.unlock();
     callback(event);
     return true;
+}
+
+void CloseDispatchAtExit() {
+    static const Closing closing;
 }
 
 bool DispatchClosed() noexcept {

@@ -38,7 +38,6 @@ constexpr uint32_t AI_MSG_CHECKIN_CLEAR_DATA = 0x600029;
 constexpr uint32_t AI_MSG_CHECKIN_DEINIT = 0x60002A;
 constexpr uint32_t AI_MSG_MINUTES_START = 0x600035;
 constexpr uint32_t AI_MSG_MINUTES_STOP = 0x600036;
-constexpr uint32_t AI_MSG_LOCK_STATE_CHANGE = 0x60006F;
 constexpr uint32_t AI_MSG_LLM_ABILITY = 0x60003A;  // the one request of the interface sender that goes to the OM task
 constexpr uint32_t AI_MSG_LLM_INIT = 0x60003B;
 constexpr uint32_t AI_MSG_LLM_REQUEST = 0x60003C;
@@ -57,6 +56,7 @@ constexpr uint32_t AI_MSG_ASSISTANT_INIT_KEY_WORD = 0x600060;
 constexpr uint32_t AI_MSG_ASSISTANT_UPDATE_KEY_WORD = 0x600061;
 constexpr uint32_t AI_MSG_ASSISTANT_UPDATE_KEY_WORD_TYPE1 = 0x600062;
 constexpr uint32_t AI_MSG_ASSISTANT_UPDATE_KEY_WORD_TYPE2 = 0x600063;
+constexpr uint32_t AI_MSG_LOCK_STATE_CHANGE = 0x60006F;
 
 // Status messages: their first 32-bit integer becomes an event of the main callback.
 constexpr uint32_t AI_EVT_SERVICE_STATUS = 0x600012;

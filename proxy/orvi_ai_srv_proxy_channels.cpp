@@ -12,103 +12,112 @@ void LogInterfaceBlockFailed() {
     ORVI_LOG_ERROR("<SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.");
 }
 
-void SaySendAsynMsgToVision(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            LogInterfaceBlockFailed();
-            ORVI_LOG_ERROR(
-                "<AiSrvServiceProxy::SendAsynMsgToVision>: call SetDefaultMsgBlockToMaster failed. msgId: %d.",
-                sending.msgId);
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::SendAsynMsgToVision> failed: msg %x call OsMsgAsynSend failed %d.",
-                           sending.msgId, sending.result);
-            break;
-        case Stage::SENT:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::SendAsynMsgToVision> SendAsynMsg %x to Vision> Success!", sending.msgId);
-            break;
-        case Stage::SENDING:
-        case Stage::NO_REPLY:
-            break;
-    }
-}
+constexpr Sender Senders::SendAsynMsgToVision = {
+    nullptr,
+    [](uint32_t msgId) {
+        ORVI_LOG_INFO("<AiSrvServiceProxy::SendAsynMsgToVision> SendAsynMsg %x to Vision> Success!", msgId);
+    },
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                LogInterfaceBlockFailed();
+                ORVI_LOG_ERROR(
+                    "<AiSrvServiceProxy::SendAsynMsgToVision>: call SetDefaultMsgBlockToMaster failed. msgId: %d.",
+                    error.msgId);
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::SendAsynMsgToVision> failed: msg %x call OsMsgAsynSend failed %d.",
+                               error.msgId, error.result);
+                break;
+            case Failure::NO_REPLY:
+                break;
+        }
+    },
+};
 
-void SaySendSynMsgToVision(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            LogInterfaceBlockFailed();
-            ORVI_LOG_ERROR(
-                "<AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultMsgBlockToMaster failed. msgId: %d.",
-                sending.msgId);
-            break;
-        case Stage::SENDING:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=%s. recvTask=%s.",
-                          sending.block.recvProcName, sending.block.recvTaskName);
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR(
-                "<AiSrvServiceProxy::SendSynMsgToVision> failed: msg %x call OsMsgSynSend failed %d, waitTime %u.",
-                sending.msgId, sending.result, sending.waitMs);
-            break;
-        case Stage::NO_REPLY:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg %x response",
-                           sending.msgId);
-            break;
-        case Stage::SENT:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg %x to Vision> Success!", sending.msgId);
-            break;
-    }
-}
+constexpr Sender Senders::SendSynMsgToVision = {
+    [](const TagMsgBlock& block) {
+        ORVI_LOG_INFO("<AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=%s. recvTask=%s.", block.recvProcName,
+                      block.recvTaskName);
+    },
+    [](uint32_t msgId) {
+        ORVI_LOG_INFO("<AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg %x to Vision> Success!", msgId);
+    },
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                LogInterfaceBlockFailed();
+                ORVI_LOG_ERROR(
+                    "<AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultMsgBlockToMaster failed. msgId: %d.",
+                    error.msgId);
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR(
+                    "<AiSrvServiceProxy::SendSynMsgToVision> failed: msg %x call OsMsgSynSend failed %d, waitTime %u.",
+                    error.msgId, error.result, error.waitMs);
+                break;
+            case Failure::NO_REPLY:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg %x response",
+                               error.msgId);
+                break;
+        }
+    },
+};
 
 // The same function, on its other channel.
-void SaySendSynMsgToVisionOm(Stage stage, const Sending& sending) {
-    if (stage != Stage::PROC_UNNAMED && stage != Stage::TASK_UNNAMED) {
-        SaySendSynMsgToVision(stage, sending);
-        return;
-    }
-    ORVI_LOG_ERROR("<SetDefaultOmMsgBlockToMaster> failed: call memcpy_s failed.");
-    ORVI_LOG_ERROR("<AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultOmMsgBlockToMaster failed. msgId: %d.",
-                   sending.msgId);
-}
+constexpr Sender Senders::SendSynMsgToVisionOm = {
+    Senders::SendSynMsgToVision.sending,
+    Senders::SendSynMsgToVision.sent,
+    [](Failure failure, const SendError& error) {
+        if (failure != Failure::PROC_UNNAMED && failure != Failure::TASK_UNNAMED) {
+            Senders::SendSynMsgToVision.failed(failure, error);
+            return;
+        }
+        ORVI_LOG_ERROR("<SetDefaultOmMsgBlockToMaster> failed: call memcpy_s failed.");
+        ORVI_LOG_ERROR("<AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultOmMsgBlockToMaster failed. msgId: %d.",
+                       error.msgId);
+    },
+};
 
-void SaySendSynMsgToVisionFaceTask(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            ORVI_LOG_ERROR("<SetFaceTaskMsgBlockToMaster> failed: call memcpy_s failed.");
-            ORVI_LOG_ERROR("<SendSynMsgToVisionFaceTask>: call SetFaceTaskMsgBlockToMaster failed. msgId: %d.",
-                           sending.msgId);
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<SendSynMsgToVisionFaceTask> failed: msg %x call OsMsgSynSend failed %d.", sending.msgId,
-                           sending.result);
-            break;
-        case Stage::NO_REPLY:
-            ORVI_LOG_ERROR("<SendSynMsgToVisionFaceTask> failed: can not get msg %x response", sending.msgId);
-            break;
-        case Stage::SENT:
-            ORVI_LOG_INFO("<SendSynMsgToVisionFaceTask> SendSynMsg %x to Vision FaceTask> Success!", sending.msgId);
-            break;
-        case Stage::SENDING:
-            break;
-    }
-}
+constexpr Sender Senders::SendSynMsgToVisionFaceTask = {
+    nullptr,
+    [](uint32_t msgId) {
+        ORVI_LOG_INFO("<SendSynMsgToVisionFaceTask> SendSynMsg %x to Vision FaceTask> Success!", msgId);
+    },
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                ORVI_LOG_ERROR("<SetFaceTaskMsgBlockToMaster> failed: call memcpy_s failed.");
+                ORVI_LOG_ERROR("<SendSynMsgToVisionFaceTask>: call SetFaceTaskMsgBlockToMaster failed. msgId: %d.",
+                               error.msgId);
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<SendSynMsgToVisionFaceTask> failed: msg %x call OsMsgSynSend failed %d.", error.msgId,
+                               error.result);
+                break;
+            case Failure::NO_REPLY:
+                ORVI_LOG_ERROR("<SendSynMsgToVisionFaceTask> failed: can not get msg %x response", error.msgId);
+                break;
+        }
+    },
+};
 
 // --- Any message: a row of its own ---
 
 namespace {
 
 int HandOver(const Request& request, const void* payload, TagMsgBlock** reply) {
-    *reply = Send(request, payload).reply.release();
+    *reply = Send(request, payload).reply;
     return *reply != nullptr ? 0 : -1;
 }
 
 }  // namespace
 
 int AiSrvServiceProxy::SendAsynMsgToVision(uint32_t msgId, uint8_t* data, uint32_t len) const {
-    constexpr Channel CHANNEL = {TASK_INTERFACE, WAIT_NONE, SaySendAsynMsgToVision};
+    constexpr Channel CHANNEL = {TASK_INTERFACE, WAIT_NONE, Senders::SendAsynMsgToVision};
     return Transact({msgId, CHANNEL, len, ONE_WAY}, data);
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 // A text of the conference record, in the order in which the start report copies them.
 struct ConfField {
-    const char* name;
+    char name[9];
     size_t offset;
     size_t size;
 };

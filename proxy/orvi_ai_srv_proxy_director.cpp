@@ -9,59 +9,59 @@
 
 namespace OrviAiService {
 
-void SayDirectorSendMsgToVision(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-            ORVI_LOG_ERROR("<DirectorSendMsgToVision> failed: call memcpy_s set recvProcName failed.");
-            break;
-        case Stage::TASK_UNNAMED:
-            ORVI_LOG_ERROR("<DirectorSendMsgToVision> failed: call memcpy_s set recvTaskName failed.");
-            break;
-        case Stage::SENDING:
-            ORVI_LOG_INFO(
-                "<DirectorSendMsgToVision> AiSrvServiceProxy send create-director-client msg: msgId=%x, recvProc=%s. "
-                "recvTask=%s, recvCpu=%x.",
-                sending.msgId, sending.block.recvProcName, sending.block.recvTaskName, sending.block.recvCpu);
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<DirectorSendMsgToVision> OsMsgSynSend failed. msgId=%x, ret = %d", sending.msgId,
-                           sending.result);
-            break;
-        case Stage::NO_REPLY:
-            ORVI_LOG_ERROR("<DirectorSendMsgToVision> msgId=%x, can not get msg response.", sending.msgId);
-            break;
-        case Stage::SENT:
-            ORVI_LOG_INFO("<DirectorSendMsgToVision> msgId=%x, get msg response.", sending.msgId);
-            break;
-    }
-}
+constexpr Sender Senders::DirectorSendMsgToVision = {
+    [](const TagMsgBlock& block) {
+        ORVI_LOG_INFO(
+            "<DirectorSendMsgToVision> AiSrvServiceProxy send create-director-client msg: msgId=%x, recvProc=%s. "
+            "recvTask=%s, recvCpu=%x.",
+            block.msgId, block.recvProcName, block.recvTaskName, block.recvCpu);
+    },
+    [](uint32_t msgId) { ORVI_LOG_INFO("<DirectorSendMsgToVision> msgId=%x, get msg response.", msgId); },
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+                ORVI_LOG_ERROR("<DirectorSendMsgToVision> failed: call memcpy_s set recvProcName failed.");
+                break;
+            case Failure::TASK_UNNAMED:
+                ORVI_LOG_ERROR("<DirectorSendMsgToVision> failed: call memcpy_s set recvTaskName failed.");
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<DirectorSendMsgToVision> OsMsgSynSend failed. msgId=%x, ret = %d", error.msgId,
+                               error.result);
+                break;
+            case Failure::NO_REPLY:
+                ORVI_LOG_ERROR("<DirectorSendMsgToVision> msgId=%x, can not get msg response.", error.msgId);
+                break;
+        }
+    },
+};
 
-void SayAiLockStateChange(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-            ORVI_LOG_ERROR("<AiLockStateChange> failed: call memcpy_s set recvProcName failed.");
-            break;
-        case Stage::TASK_UNNAMED:
-            ORVI_LOG_ERROR("<AiLockStateChange> failed: call memcpy_s set recvTaskName failed.");
-            break;
-        case Stage::SENDING:
-            ORVI_LOG_INFO(
-                "<AiLockStateChange> AiSrvServiceProxy send lock-state msg: msgId=%x, recvProc=%s. recvTask=%s, "
-                "recvCpu=%x.",
-                sending.msgId, sending.block.recvProcName, sending.block.recvTaskName, sending.block.recvCpu);
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<AiLockStateChange> OsMsgSynSend failed. msgId=%x, ret = %d", sending.msgId,
-                           sending.result);
-            break;
-        case Stage::NO_REPLY:
-            ORVI_LOG_ERROR("<AiLockStateChange> msgId=%x, can not get msg response.", sending.msgId);
-            break;
-        case Stage::SENT:
-            ORVI_LOG_INFO("<AiLockStateChange> msgId=%x, get msg response.", sending.msgId);
-            break;
-    }
-}
+constexpr Sender Senders::AiLockStateChange = {
+    [](const TagMsgBlock& block) {
+        ORVI_LOG_INFO(
+            "<AiLockStateChange> AiSrvServiceProxy send lock-state msg: msgId=%x, recvProc=%s. recvTask=%s, "
+            "recvCpu=%x.",
+            block.msgId, block.recvProcName, block.recvTaskName, block.recvCpu);
+    },
+    [](uint32_t msgId) { ORVI_LOG_INFO("<AiLockStateChange> msgId=%x, get msg response.", msgId); },
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+                ORVI_LOG_ERROR("<AiLockStateChange> failed: call memcpy_s set recvProcName failed.");
+                break;
+            case Failure::TASK_UNNAMED:
+                ORVI_LOG_ERROR("<AiLockStateChange> failed: call memcpy_s set recvTaskName failed.");
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<AiLockStateChange> OsMsgSynSend failed. msgId=%x, ret = %d", error.msgId,
+                               error.result);
+                break;
+            case Failure::NO_REPLY:
+                ORVI_LOG_ERROR("<AiLockStateChange> msgId=%x, can not get msg response.", error.msgId);
+                break;
+        }
+    },
+};
 
 namespace {
 

@@ -47,7 +47,7 @@ constexpr MainMessage MAIN_MESSAGES[] = {
 // The assistant's messages from AI_EVT_ASSISTANT_FIRST on, with the names that the log gives them.
 struct AssistantMessage {
     OrviAiEventId event;
-    const char* name;
+    char name[20];  // no pointer, which the loader would have to set
 };
 
 constexpr AssistantMessage ASSISTANT_MESSAGES[] = {

@@ -38,7 +38,8 @@ int AiSrvServiceProxy::CreateDetectTrackProxy(tagAiDetClientInfo& info, int sour
         return -1;
     }
     tagAiDetClientInfo described = {};  // a short reply leaves the rest zero
-    Exchange exchange = Send(Requests::DETECTOR_CREATE, &request, &described);
+    const Exchange exchange = Send(Requests::DETECTOR_CREATE, &request, &described);
+    ReplyPtr reply(exchange.reply);
     if (exchange.outcome == Outcome::NOT_SENT) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CreateDetectTrackProxy> call SendSynMsgToVision failed.");
         return -1;
@@ -48,7 +49,7 @@ int AiSrvServiceProxy::CreateDetectTrackProxy(tagAiDetClientInfo& info, int sour
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CreateDetectTrackProxy> failed: call memcpy_s failed.");
         return -1;
     }
-    exchange.reply.reset();
+    reply.reset();
     if (!StoreFaceCallback(sourceId, callback)) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::CreateDetectTrackProxy> failed: store callback failed.");
         return -1;
@@ -60,29 +61,29 @@ int AiSrvServiceProxy::CreateDetectTrackProxy(tagAiDetClientInfo& info, int sour
 
 // --- Requests on an existing detector: its record travels, and the reply replaces it ---
 
-void SayRemoveDetectTrackProxy(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            LogInterfaceBlockFailed();
-            ORVI_LOG_ERROR(
-                "<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
-            break;
-        case Stage::SENDING:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::RemoveDetectTrackProxy> send destroy detecttrack msg.");
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call OsMsgSynSend failed.");
-            break;
-        case Stage::NO_REPLY:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: can not get msg response %x.",
-                           sending.msgId);
-            break;
-        case Stage::SENT:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::RemoveDetectTrackProxy> get msg response: %x.", sending.msgId);
-            break;
-    }
-}
+constexpr Sender Senders::RemoveDetectTrackProxy = {
+    [](const TagMsgBlock&) {
+        ORVI_LOG_INFO("<AiSrvServiceProxy::RemoveDetectTrackProxy> send destroy detecttrack msg.");
+    },
+    [](uint32_t msgId) { ORVI_LOG_INFO("<AiSrvServiceProxy::RemoveDetectTrackProxy> get msg response: %x.", msgId); },
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                LogInterfaceBlockFailed();
+                ORVI_LOG_ERROR(
+                    "<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: call OsMsgSynSend failed.");
+                break;
+            case Failure::NO_REPLY:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::RemoveDetectTrackProxy> failed: can not get msg response %x.",
+                               error.msgId);
+                break;
+        }
+    },
+};
 
 int AiSrvServiceProxy::RemoveDetectTrackProxy(tagAiDetClientInfo& info) {
     if (Transact(
@@ -95,29 +96,27 @@ int AiSrvServiceProxy::RemoveDetectTrackProxy(tagAiDetClientInfo& info) {
     return 0;
 }
 
-void SayStartDetectTrackProxy(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            LogInterfaceBlockFailed();
-            ORVI_LOG_ERROR(
-                "<AiSrvServiceProxy::StartDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
-            break;
-        case Stage::SENDING:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::StartDetectTrackProxy> send start detecttrack msg.");
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: call OsMsgSynSend failed.");
-            break;
-        case Stage::NO_REPLY:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: can not get msg response %x.",
-                           sending.msgId);
-            break;
-        case Stage::SENT:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::StartDetectTrackProxy> get msg response: %x.", sending.msgId);
-            break;
-    }
-}
+constexpr Sender Senders::StartDetectTrackProxy = {
+    [](const TagMsgBlock&) { ORVI_LOG_INFO("<AiSrvServiceProxy::StartDetectTrackProxy> send start detecttrack msg."); },
+    [](uint32_t msgId) { ORVI_LOG_INFO("<AiSrvServiceProxy::StartDetectTrackProxy> get msg response: %x.", msgId); },
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                LogInterfaceBlockFailed();
+                ORVI_LOG_ERROR(
+                    "<AiSrvServiceProxy::StartDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: call OsMsgSynSend failed.");
+                break;
+            case Failure::NO_REPLY:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: can not get msg response %x.",
+                               error.msgId);
+                break;
+        }
+    },
+};
 
 int AiSrvServiceProxy::StartDetectTrackProxy(tagAiDetClientInfo& info) {
     return Transact(
@@ -125,28 +124,27 @@ int AiSrvServiceProxy::StartDetectTrackProxy(tagAiDetClientInfo& info) {
         [] { ORVI_LOG_ERROR("<AiSrvServiceProxy::StartDetectTrackProxy> failed: call memcpy_s failed."); }, &info);
 }
 
-void SayStopDetectTrackProxy(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            LogInterfaceBlockFailed();
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
-            break;
-        case Stage::SENDING:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::StopDetectTrackProxy> send stop detecttrack msg.");
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: call OsMsgSynSend failed.");
-            break;
-        case Stage::NO_REPLY:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: can not get msg response %x.",
-                           sending.msgId);
-            break;
-        case Stage::SENT:
-            ORVI_LOG_INFO("<AiSrvServiceProxy::StopDetectTrackProxy> get msg response: %x.", sending.msgId);
-            break;
-    }
-}
+constexpr Sender Senders::StopDetectTrackProxy = {
+    [](const TagMsgBlock&) { ORVI_LOG_INFO("<AiSrvServiceProxy::StopDetectTrackProxy> send stop detecttrack msg."); },
+    [](uint32_t msgId) { ORVI_LOG_INFO("<AiSrvServiceProxy::StopDetectTrackProxy> get msg response: %x.", msgId); },
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                LogInterfaceBlockFailed();
+                ORVI_LOG_ERROR(
+                    "<AiSrvServiceProxy::StopDetectTrackProxy> failed: call SetDefaultMsgBlockToMaster failed.");
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: call OsMsgSynSend failed.");
+                break;
+            case Failure::NO_REPLY:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::StopDetectTrackProxy> failed: can not get msg response %x.",
+                               error.msgId);
+                break;
+        }
+    },
+};
 
 int AiSrvServiceProxy::StopDetectTrackProxy(tagAiDetClientInfo& info) {
     return Transact(

@@ -34,6 +34,7 @@ int AiSrvServiceProxy::GetLargeModelAbility(tagOrviAiAbility* ability) {
     }
     OrviAiLLMReply reply = {};  // one that is shorter leaves the rest zero
     const Exchange exchange = Send(Requests::LLM_ABILITY, nullptr, &reply);
+    const ReplyPtr released(exchange.reply);
     if (exchange.outcome == Outcome::NOT_SENT) {
         ORVI_LOG_ERROR("<AiSrvServiceProxy::GetLargeModelAbility> SendSynMsgToVision msg:0x%x failed. ret:%d",
                        AI_MSG_LLM_ABILITY, -1);

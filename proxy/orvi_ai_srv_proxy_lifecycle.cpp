@@ -1,6 +1,7 @@
 #include "annotated_mutex.h"
 #include "client_log.h"
 #include "client_names.h"
+#include "face_registry.h"
 #include "forked_child.h"
 #include "orvi_ai_srv_proxy.h"
 #include "orvi_os_thread.h"
@@ -67,6 +68,7 @@ int AiSrvServiceProxy::Initiate(tagOrviAppInfo /*appInfo*/, OrviAiMainCallback c
         return -1;
     }
     gOrviAiVisionCallBackFun.store(callback);
+    CloseDispatchAtExit();
     (void)AiVisionAPILogInit();  // without the log service the library works all the same
     ORVI_LOG_INFO("<AiSrvServiceProxy::Initiate> msg proc name is %s.", MsgProcName().text);
     if (CreatePthread() != 0) {
@@ -153,22 +155,24 @@ void* AiSrvServiceProxy::AiVisionProxyThread(void* /*unused*/) {
     return nullptr;
 }
 
-void SayAiSrvSendInitMsgToVision(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            LogMasterBlockFailed();
-            ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> call SetMsgBlock failed.");
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> failed, call OsMsgAsynSend return %x.", sending.result);
-            break;
-        case Stage::SENDING:
-        case Stage::NO_REPLY:
-        case Stage::SENT:
-            break;
-    }
-}
+constexpr Sender Senders::AiSrvSendInitMsgToVision = {
+    nullptr,
+    nullptr,
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                LogMasterBlockFailed();
+                ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> call SetMsgBlock failed.");
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<AiSrvSendInitMsgToVision> failed, call OsMsgAsynSend return %x.", error.result);
+                break;
+            case Failure::NO_REPLY:
+                break;
+        }
+    },
+};
 
 int AiSrvServiceProxy::AiSrvSendInitMsgToVision() {
     tagAiTaskBasicInfo info;
@@ -179,22 +183,24 @@ int AiSrvServiceProxy::AiSrvSendInitMsgToVision() {
     return Transact(Requests::CLIENT_INIT, &info);
 }
 
-void SayAiSrvSendUninitMsgToVision(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            LogMasterBlockFailed();
-            ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> call SetMsgBlock failed.");
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> failed: call OsMsgAsynSend return %x.", sending.result);
-            break;
-        case Stage::SENDING:
-        case Stage::NO_REPLY:
-        case Stage::SENT:
-            break;
-    }
-}
+constexpr Sender Senders::AiSrvSendUninitMsgToVision = {
+    nullptr,
+    nullptr,
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                LogMasterBlockFailed();
+                ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> call SetMsgBlock failed.");
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<AiSrvSendUninitMsgToVision> failed: call OsMsgAsynSend return %x.", error.result);
+                break;
+            case Failure::NO_REPLY:
+                break;
+        }
+    },
+};
 
 int AiSrvServiceProxy::AiSrvSendUninitMsgToVision() {
     tagAiTaskBasicInfo info;

@@ -105,25 +105,28 @@ int Extract(const uint8_t* at, uint64_t left, tagOrviAiSrvPhotoResult* result) {
 
 }  // namespace
 
-void SayGetFaceDetectorById(Stage stage, const Sending& sending) {
-    switch (stage) {
-        case Stage::PROC_UNNAMED:
-        case Stage::TASK_UNNAMED:
-            LogInterfaceBlockFailed();
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::GetFaceDetectorById> failed: call SetDefaultMsgBlockToMaster failed.");
-            break;
-        case Stage::SEND_FAILED:
-            ORVI_LOG_ERROR("<AiSrvServiceProxy::GetFaceDetectorById> send get face image msg failed.");
-            break;
-        case Stage::NO_REPLY:
-            ORVI_TRACE(LOG_ERROR, "GetFaceDetectorById",
-                       "<AiSrvServiceProxy::GetFaceDetectorById> failed: can not get msg response %x.", sending.msgId);
-            break;
-        case Stage::SENDING:
-        case Stage::SENT:
-            break;
-    }
-}
+constexpr Sender Senders::GetFaceDetectorById = {
+    nullptr,
+    nullptr,
+    [](Failure failure, const SendError& error) {
+        switch (failure) {
+            case Failure::PROC_UNNAMED:
+            case Failure::TASK_UNNAMED:
+                LogInterfaceBlockFailed();
+                ORVI_LOG_ERROR(
+                    "<AiSrvServiceProxy::GetFaceDetectorById> failed: call SetDefaultMsgBlockToMaster failed.");
+                break;
+            case Failure::NOT_TAKEN:
+                ORVI_LOG_ERROR("<AiSrvServiceProxy::GetFaceDetectorById> send get face image msg failed.");
+                break;
+            case Failure::NO_REPLY:
+                ORVI_TRACE(LOG_ERROR, "GetFaceDetectorById",
+                           "<AiSrvServiceProxy::GetFaceDetectorById> failed: can not get msg response %x.",
+                           error.msgId);
+                break;
+        }
+    },
+};
 
 int AiSrvServiceProxy::GetFaceDetectorById(tagAiDetClientInfo& info, int* faceIds, int count,
                                            tagOrviAiSrvPhotoResult* result) {
@@ -142,8 +145,8 @@ int AiSrvServiceProxy::GetFaceDetectorById(tagAiDetClientInfo& info, int* faceId
     if (exchange.outcome != Outcome::DONE) {
         return -1;
     }
-    const TagMsgBlock& reply = *exchange.reply;
-    if (PhotoResultExtractBounded(static_cast<const uint8_t*>(reply.data), reply.dataLen, result) != 0) {
+    const ReplyPtr reply(exchange.reply);
+    if (PhotoResultExtractBounded(static_cast<const uint8_t*>(reply->data), reply->dataLen, result) != 0) {
         ORVI_TRACE(LOG_ERROR, "GetFaceDetectorById",
                    "<AiSrvServiceProxy::GetFaceDetectorById> failed: call PhotoResultExtract failed.");
         return -1;

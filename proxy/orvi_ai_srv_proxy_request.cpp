@@ -16,18 +16,19 @@ Addressing AddressToService(TagMsgBlock& block, const ReceiverTask& task) {
     if (memcpy_s(block.recvProcName, sizeof(block.recvProcName), SERVICE_PROCESS, sizeof(SERVICE_PROCESS)) != 0) {
         return Addressing::PROC_FAILED;
     }
-    if (memcpy_s(block.recvTaskName, sizeof(block.recvTaskName), task.name, task.size) != 0) {
+    if (memcpy_s(block.recvTaskName, sizeof(block.recvTaskName), task.name, sizeof(task.name)) != 0) {
         return Addressing::TASK_FAILED;
     }
     return Addressing::DONE;
 }
 
-bool Counts(ReplyRule rule, const ReplyPtr& reply) {
-    return reply != nullptr && (rule == BLOCK || reply->data != nullptr);
+// The first byte of a reply, -1 when there is none.
+int Verdict(const TagMsgBlock& reply) {
+    return reply.data != nullptr && reply.dataLen != 0 ? *static_cast<const unsigned char*>(reply.data) : -1;
 }
 
-Outcome Judge(const Request& request, const TagMsgBlock& reply, int verdict, void* room) {
-    if (request.reply == VERDICT && verdict != 0) {
+Outcome Judge(const Request& request, const TagMsgBlock& reply, void* room) {
+    if (request.reply == VERDICT && Verdict(reply) != 0) {
         return Outcome::REFUSED;
     }
     if (room != nullptr && reply.dataLen != 0 && memcpy_s(room, request.mostReply, reply.data, reply.dataLen) != 0) {
@@ -36,84 +37,63 @@ Outcome Judge(const Request& request, const TagMsgBlock& reply, int verdict, voi
     return Outcome::DONE;
 }
 
-// In each of its callers, which is where the time of a request goes.
-__attribute__((always_inline)) inline Exchange Perform(const Request& request, const void* payload, void* room) {
-    Exchange exchange;
-    if (RefusedInForkedChild(request.msgId)) {
-        return exchange;
-    }
-    TagMsgBlock block;
-    const Speaker speaker = request.channel.speaker;
-    Sending sending = {request.msgId, request.channel.waitMs, block, 0};
-    const Addressing addressing = AddressToService(block, request.channel.task);
-    if (addressing != Addressing::DONE) {
-        speaker(addressing == Addressing::PROC_FAILED ? Stage::PROC_UNNAMED : Stage::TASK_UNNAMED, sending);
-        return exchange;
-    }
-    block.msgId = request.msgId;
-    block.data = const_cast<void*>(payload);  // the bus only reads a request's payload
-    block.dataLen = request.length;
-    speaker(Stage::SENDING, sending);
-    const bool oneWay = request.reply == ONE_WAY;
-    TagMsgBlock* received = nullptr;
-    sending.result = oneWay ? OsMsgAsynSend(&block) : OsMsgSynSend(&block, &received, sending.waitMs);
-    if (sending.result != 0) {
-        speaker(Stage::SEND_FAILED, sending);
-        return exchange;
-    }
-    exchange.reply.reset(received);
-    if (oneWay) {
-        speaker(Stage::SENT, sending);
-        exchange.outcome = Outcome::DONE;
-        return exchange;
-    }
-    if (!Counts(request.reply, exchange.reply)) {
-        exchange.reply.reset();
-        speaker(Stage::NO_REPLY, sending);
-        return exchange;
-    }
-    speaker(Stage::SENT, sending);
-    const TagMsgBlock& reply = *exchange.reply;
-    if (reply.data != nullptr && reply.dataLen != 0) {
-        exchange.verdict = *static_cast<const unsigned char*>(reply.data);
-    }
-    exchange.outcome = Judge(request, reply, exchange.verdict, room);
-    return exchange;
+// Out of the way of a success.
+__attribute__((cold, noinline)) void TellFailure(const Request& request, Failure failure, int result = 0) {
+    request.channel.sender.failed(failure, {request.msgId, request.channel.waitMs, result});
 }
+
+constexpr Exchange NOT_SENT = {Outcome::NOT_SENT, nullptr};
 
 }  // namespace
 
 Exchange Send(const Request& request, const void* payload, void* room) {
-    return Perform(request, payload, room);
-}
-
-int Transact(const Request& request, const void* payload, LogLine notSent, LogLine refused, void* room,
-             uint32_t* replyLength) {
-    const Exchange exchange = Perform(request, payload, room);
-    if (exchange.outcome == Outcome::DONE) {
-        if (replyLength != nullptr) {
-            *replyLength = exchange.reply->dataLen;
-        }
-        return 0;
+    if (RefusedInForkedChild(request.msgId)) {
+        return NOT_SENT;
     }
-    const LogLine line = exchange.outcome == Outcome::NOT_SENT ? notSent : refused;
-    if (line != nullptr) {
-        line();
+    const Channel& channel = request.channel;
+    TagMsgBlock block;
+    const Addressing addressing = AddressToService(block, channel.task);
+    if (addressing != Addressing::DONE) {
+        TellFailure(request, addressing == Addressing::PROC_FAILED ? Failure::PROC_UNNAMED : Failure::TASK_UNNAMED);
+        return NOT_SENT;
     }
-    return -1;
+    block.msgId = request.msgId;
+    block.data = const_cast<void*>(payload);  // the bus only reads a request's payload
+    block.dataLen = request.length;
+    const Sender& sender = channel.sender;
+    if (sender.sending != nullptr) {
+        sender.sending(block);
+    }
+    const bool oneWay = request.reply == ONE_WAY;
+    TagMsgBlock* reply = nullptr;
+    const int result = oneWay ? OsMsgAsynSend(&block) : OsMsgSynSend(&block, &reply, channel.waitMs);
+    if (result != 0) {
+        TellFailure(request, Failure::NOT_TAKEN, result);
+        return NOT_SENT;
+    }
+    if (!oneWay && (reply == nullptr || (reply->data == nullptr && request.reply != BLOCK))) {
+        Release(reply);
+        TellFailure(request, Failure::NO_REPLY);
+        return NOT_SENT;
+    }
+    if (sender.sent != nullptr) {
+        sender.sent(request.msgId);
+    }
+    return {oneWay ? Outcome::DONE : Judge(request, *reply, room), reply};
 }
 
 int SendSynMsgToFaceReturnInt(const Request& request, const void* payload) {
-    Exchange exchange = Perform(request, payload, nullptr);
-    exchange.reply.reset();
+    const Exchange exchange = Send(request, payload);
     if (exchange.outcome == Outcome::NOT_SENT) {
         ORVI_LOG_ERROR("<SendSynMsgToFaceReturnInt> call SendSynMsgToVision failed, msgId=%x.", request.msgId);
         return -1;
     }
-    if (exchange.verdict != 0) {
+    const int verdict = Verdict(*exchange.reply);
+    Release(exchange.reply);
+    if (verdict != 0) {
         ORVI_LOG_ERROR("<SendSynMsgToFaceReturnInt> msgId=%x response VOS_ERROR.", request.msgId);
     }
-    return exchange.verdict;
+    return verdict;
 }
 
 Addressing FillClientAddress(tagAiTaskBasicInfo& info) {

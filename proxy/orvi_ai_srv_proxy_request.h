@@ -1,5 +1,5 @@
 // The one path of every request. A row (request_rows.h) says what a request is; Send() builds its block, sends it, judges
-// the reply and copies it out. What the log says on the way is the sender's: its speaker is told where the request is.
+// the reply and copies it out. What the log says on the way is the sender's, which the row's channel names.
 #ifndef ORVI_AI_SRV_PROXY_REQUEST_H
 #define ORVI_AI_SRV_PROXY_REQUEST_H
 
@@ -19,19 +19,18 @@ constexpr uint32_t WAIT_NONE = 0;  // one-way
 constexpr uint32_t WAIT_REPLY = 3000;
 constexpr uint32_t WAIT_BUS_LIMIT = 0;
 
-// A task of the service process; `size` counts the name's NUL.
+// A task of the service process.
 struct ReceiverTask {
-    const char* name;
-    size_t size;
+    char name[OS_MSG_NAME_SIZE];  // ends with zero bytes
 };
-constexpr ReceiverTask TASK_MASTER = {"ai_v_task_m", sizeof("ai_v_task_m")};
-constexpr ReceiverTask TASK_INTERFACE = {"ai_v_task_i", sizeof("ai_v_task_i")};
-constexpr ReceiverTask TASK_OM = {"ai_om_task", sizeof("ai_om_task")};
-constexpr ReceiverTask TASK_FACE = {"ai_face_task", sizeof("ai_face_task")};
-constexpr ReceiverTask TASK_DIRECTOR = {"VDirector", sizeof("VDirector")};
-constexpr ReceiverTask TASK_ASSISTANT = {"ai_assist_task", sizeof("ai_assist_task")};
-constexpr ReceiverTask TASK_STATE_MACHINE = {"ai_state_mach", sizeof("ai_state_mach")};
-constexpr ReceiverTask TASK_HOT_WORD = {"ai_hotword_task", sizeof("ai_hotword_task")};
+constexpr ReceiverTask TASK_MASTER = {"ai_v_task_m"};
+constexpr ReceiverTask TASK_INTERFACE = {"ai_v_task_i"};
+constexpr ReceiverTask TASK_OM = {"ai_om_task"};
+constexpr ReceiverTask TASK_FACE = {"ai_face_task"};
+constexpr ReceiverTask TASK_DIRECTOR = {"VDirector"};
+constexpr ReceiverTask TASK_ASSISTANT = {"ai_assist_task"};
+constexpr ReceiverTask TASK_STATE_MACHINE = {"ai_state_mach"};
+constexpr ReceiverTask TASK_HOT_WORD = {"ai_hotword_task"};
 
 // Which reply makes a request a success.
 enum ReplyRule {
@@ -41,22 +40,27 @@ enum ReplyRule {
     VERDICT,  // one with data whose first byte, the service's verdict, is 0
 };
 
-// Where a request is when its sender may have something to say.
-enum class Stage { PROC_UNNAMED, TASK_UNNAMED, SENDING, SEND_FAILED, NO_REPLY, SENT };
+// Why a request has not been sent, or has no reply that counts.
+enum class Failure { PROC_UNNAMED, TASK_UNNAMED, NOT_TAKEN, NO_REPLY };
 
-// What is known there. The block carries the message from SENDING on; `result` is the bus's error at SEND_FAILED.
-struct Sending {
+// What is known then; `result` is the bus's error at NOT_TAKEN.
+struct SendError {
     uint32_t msgId;
     uint32_t waitMs;
-    const TagMsgBlock& block;
     int result;
 };
-using Speaker = void (*)(Stage stage, const Sending& sending);
+
+// What a function that sends says in the log on the way of a request; null where it says nothing.
+struct Sender {
+    void (*sending)(const TagMsgBlock& block);
+    void (*sent)(uint32_t msgId);
+    void (*failed)(Failure failure, const SendError& error);
+};
 
 struct Channel {
-    const ReceiverTask& task;
+    ReceiverTask task;
     uint32_t waitMs;
-    Speaker speaker;
+    const Sender& sender;
 };
 
 struct Request {
@@ -71,24 +75,52 @@ constexpr uint32_t VARIABLE = UINT32_MAX;
 
 enum class Outcome {
     DONE,
-    NOT_SENT,  // or without a reply that counts; the speaker has told why
+    NOT_SENT,  // or without a reply that counts; the sender has told why
     REFUSED,   // the verdict is not 0, or the reply has too many bytes: nothing has been logged
 };
 
+// Two registers: it has no destructor, so who gets one releases its reply, by a ReplyPtr or by Release().
 struct Exchange {
-    Outcome outcome = Outcome::NOT_SENT;
-    int verdict = -1;  // of a reply with data, -1 when the data is empty
-    ReplyPtr reply;    // when one has come that counts; it may lack data only under BLOCK
+    Outcome outcome;
+    TagMsgBlock* reply;  // null when none has come that counts; it may lack data only under BLOCK
 };
+
+inline void Release(TagMsgBlock* reply) {
+    if (reply != nullptr) {
+        (void)OsMsgSynRespFree(reply);
+    }
+}
 
 // Sends a request with its payload, `request.length` bytes, and judges the reply. What it carries replaces the start of
 // `room`, which has `request.mostReply` bytes; a larger reply clears them.
 Exchange Send(const Request& request, const void* payload, void* room = nullptr);
 
 // The same with the lines of the method that it is made for, null for none: `notSent` and `refused` stand for the two
-// outcomes. Releases the reply. 0, or -1. `replyLength`, set on success, receives how many bytes the reply had.
-int Transact(const Request& request, const void* payload, LogLine notSent = nullptr, LogLine refused = nullptr,
-             void* room = nullptr, uint32_t* replyLength = nullptr);
+// outcomes. Releases the reply. 0, or -1. `replyLength`, set on success, receives how many bytes the reply had. Inlined
+// with its lines: each is then code of the method, out of the way of a success.
+__attribute__((always_inline)) inline int Transact(const Request& request, const void* payload,
+                                                   LogLine notSent = nullptr, LogLine refused = nullptr,
+                                                   void* room = nullptr, uint32_t* replyLength = nullptr) {
+    const Exchange exchange = Send(request, payload, room);
+    if (exchange.outcome == Outcome::DONE) {
+        if (replyLength != nullptr) {
+            *replyLength = exchange.reply->dataLen;
+        }
+        Release(exchange.reply);
+        return 0;
+    }
+    if (exchange.outcome == Outcome::NOT_SENT) {
+        if (notSent != nullptr) {
+            notSent();
+        }
+        return -1;
+    }
+    if (refused != nullptr) {
+        refused();
+    }
+    Release(exchange.reply);
+    return -1;
+}
 
 // Sends a request of the face task whose reply is a verdict: 0, the service's non-zero byte, or -1 when the send fails.
 int SendSynMsgToFaceReturnInt(const Request& request, const void* payload);
@@ -105,7 +137,7 @@ int SetStAiTaskBasicInfo(tagAiTaskBasicInfo& info);
 void PauseIfServiceDown();
 
 // True, with an error line, in a forked child: the bus must not be asked for anything there.
-void LogForkedChild(uint32_t msgId);
+__attribute__((cold)) void LogForkedChild(uint32_t msgId);
 inline bool RefusedInForkedChild(uint32_t msgId) {
     if (!ForkedChild()) {
         return false;

@@ -18,12 +18,14 @@ namespace orvi_bus {
 
 namespace {
 
+constexpr int kMostTries = 20;  // while others join, which takes a moment, before it is told
+
 int RestoreProcess() {
     try {
         return Process::Get().Restore();
     } catch (const std::bad_alloc&) {
         Log(kLogError, "no memory to look after this process's files in the bus directory");
-        return 0;  // not for ever: the next change there is another occasion
+        return ORVI_BUS_E_SYSTEM;
     }
 }
 
@@ -88,28 +90,37 @@ int Process::RestoreLocked() {
         return 0;
     }
     bool lost = false;
+    std::string why;
+    const int result = PutBack(&lost, &why);
+    restoreTries_ = result != 0 ? restoreTries_ + 1 : 0;
+    if (result != 0 && !restoreFailed_ && (result != ORVI_BUS_E_TIMEOUT || restoreTries_ > kMostTries)) {
+        restoreFailed_ = true;
+        Log(kLogError, "the files of '%s' in %s were deleted and cannot be put back: %s", self_.Name(),
+            self_.Where().path.c_str(), why.c_str());
+    } else if (result == 0 && (lost || restoreFailed_)) {
+        Log(kLogError, "files of '%s' in %s were deleted; they have been put back", self_.Name(),
+            self_.Where().path.c_str());
+    }
+    restoreFailed_ = restoreFailed_ && result != 0;
+    return result;
+}
+
+int Process::PutBack(bool* lost, std::string* why) {
     if (!self_.InPlace()) {
-        std::string why;
-        const int result = self_.PutBack(&why);
+        const int result = self_.PutBack(why);
         if (result != 0) {
-            Log(kLogError, "the files of '%s' in %s were deleted and cannot be put back: %s", self_.Name(),
-                self_.Where().path.c_str(), why.c_str());
             return result;
         }
-        lost = true;
+        *lost = true;
     }
     for (const std::shared_ptr<Task>& task : tasks_) {
-        if (lost || !task->InPlace()) {
-            lost = true;
-            const int result = task->Reopen();
+        if (*lost || !task->InPlace()) {
+            const int result = task->Reopen(why);
             if (result != 0) {
                 return result;
             }
+            *lost = true;
         }
-    }
-    if (lost) {
-        Log(kLogError, "files of '%s' in %s were deleted; they have been put back", self_.Name(),
-            self_.Where().path.c_str());
     }
     return 0;
 }

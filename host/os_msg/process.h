@@ -3,6 +3,7 @@
 #define ORVI_HOST_OS_MSG_PROCESS_H
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "membership/identity.h"
@@ -26,7 +27,7 @@ class Process {
 
     Identity& Self() { return self_; }
     // Puts back what was deleted of the process's files in the bus directory, or the directory itself. 0 when they are
-    // in place, else an error, after one log line.
+    // in place, else an error, after one log line for all until they are.
     int Restore();
     // After a send that did not go on: tells of handlers of this process that have been running for too long.
     void TellOfSlowHandlers();
@@ -38,11 +39,14 @@ class Process {
     friend class NeverDestroyed<Process>;
     Process() = default;
     int RestoreLocked() ORVI_BUS_REQUIRES(mutex_);
+    int PutBack(bool* lost, std::string* why) ORVI_BUS_REQUIRES(mutex_);
 
     Identity self_;
     Budget budget_;
     Mutex mutex_;
     bool leaving_ ORVI_BUS_GUARDED_BY(mutex_) = false;
+    int restoreTries_ ORVI_BUS_GUARDED_BY(mutex_) = 0;        // that failed one after the other
+    bool restoreFailed_ ORVI_BUS_GUARDED_BY(mutex_) = false;  // and that has been told
     std::vector<std::shared_ptr<Task>> tasks_ ORVI_BUS_GUARDED_BY(mutex_);
 };
 

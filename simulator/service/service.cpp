@@ -160,7 +160,7 @@ Request Service::Incoming::AsRequest() const {
 }
 
 void Service::Take(const TagMsgBlock& message) {
-    if (message.msgId == OS_MSG_PROC_EXITRESULT) {
+    if (message.msgId == OS_MSG_PROC_EXITRESULT && message.procName[0] != '\0') {  // only the bus's own names a process
         Forget(message);
         return;
     }
@@ -210,6 +210,12 @@ void Service::Forget(const TagMsgBlock& event) {
 }
 
 void Service::Hold(const Incoming& incoming) {
+    if (held_.size() >= MOST_HELD) {  // those of the dead keep nobody out: nobody waits for them
+        const auto& alive = stage_.GetApplications().List();
+        held_.erase(std::remove_if(held_.begin(), held_.end(),
+                                   [&](const Incoming& held) { return alive.count(held.sender) == 0; }),
+                    held_.end());
+    }
     if (held_.size() >= MOST_HELD) {
         Log("%s dropped: %zu are held back already",
             NameOf(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());

@@ -19,9 +19,10 @@
 
 namespace {
 
-std::mutex g_mutex;  // guards the two below
-std::condition_variable g_changed;
-std::set<std::pair<int, int>> g_statuses;  // type and status of those that have come
+// Never destroyed: a callback may still run while the process exits.
+std::mutex& g_mutex = *new std::mutex;  // guards the two below
+std::condition_variable& g_changed = *new std::condition_variable;
+auto& g_statuses = *new std::set<std::pair<int, int>>;  // type and status of those that have come
 
 void OnEvent(OrviAiEventId event, void* payload) {
     int integers[2] = {};

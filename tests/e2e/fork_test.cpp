@@ -5,6 +5,17 @@
 
 #include "vision_test.h"
 
+namespace {
+const pid_t g_parent = getpid();
+}
+
+// In the child the leak check misses what the stacks of the parent's threads point to, a message in delivery above all:
+// there is no such thread. It asks here.
+extern "C" __attribute__((visibility("default"))) int __lsan_is_turned_off();
+extern "C" int __lsan_is_turned_off() {
+    return getpid() != g_parent;
+}
+
 namespace orvi_test {
 namespace {
 

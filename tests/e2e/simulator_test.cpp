@@ -59,6 +59,7 @@ TEST_F(SimulatorTest, RefusalsAreLoggedAndChangeNothing) {
         {REQUEST, "ai_face_task", 0x600023, Bytes(1152, 'c'), "check-in start" + fromMe + "the conference has no id"},
         {REQUEST, "ai_v_task_i", 0x600004, Bytes(51), "detector start" + fromMe + "51 bytes, expected 52"},
         {REQUEST, "ai_v_task_i", 0x600006, photos, "face photos" + fromMe + "6 face ids"},
+        {ONE_WAY, "ai_v_task_m", OS_MSG_PROC_EXITRESULT, {}, "0x200003" + fromMe + "unknown id"},
         {ONE_WAY, "ai_v_task_m", 0x60000F, Bytes(36), "init" + fromMe + "a name of the client is empty or has no end"},
         {ONE_WAY, "ai_v_task_m", 0x60000F, Bytes(35, 'z'), "init" + fromMe + "35 bytes, expected 36"},
         {ONE_WAY, "ai_v_task_m", 0x600010, stranger, "uninit" + fromMe + "the address in it is that of xi_vpp"},
@@ -124,6 +125,12 @@ TEST_F(SimulatorTest, EndsCleanly) {
              simulator.Child().WriteLine("await clients 5 1000000");
              simulator.Child().Signal(SIGTERM);
          }},
+        {"SIGTERM while an answer waits for its reader",
+         {},
+         [](SimulatorProcess& simulator) {
+             simulator.Child().WriteLine("push 0x60002b " + std::string(200000, 'y'));
+             simulator.Child().Signal(SIGTERM);
+         }},
     };
     for (const End& end : ends) {
         simulator_.Start(end.options);
@@ -159,6 +166,7 @@ TEST_F(SimulatorTest, CommandsExplainThemselves) {
         EXPECT_EQ(answer.substr(0, 6), "error ") << testCase.line;
         EXPECT_NE(answer.find(testCase.answer), std::string::npos) << answer;
     }
+    EXPECT_EQ(simulator_.Ask(std::string("say a\0b", 7)), "error the line has a NUL");
     EXPECT_NE(simulator_.Command("help").find("hold ID, release ID"), std::string::npos);
     EXPECT_EQ(simulator_.Command("help mic"), "mic on|off: its microphone");
     EXPECT_EQ(simulator_.Command("push 0x60002b 1"), "0") << "nobody to send it to";

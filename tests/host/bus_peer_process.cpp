@@ -1,5 +1,6 @@
 #include "tests/host/bus_peer_process.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
@@ -49,6 +50,28 @@ pid_t LeaveChild() {
         pause();
     }
     return child;
+}
+
+// What a forked child opens takes numbers that were its parent's on the bus; its own child has them all the same.
+bool GrandchildKeepsDescriptors() {
+    constexpr int kOpened = 16;
+    const pid_t child = fork();
+    if (child == 0) {
+        int opened[kOpened];
+        for (int& fd : opened) {
+            fd = open("/dev/null", O_RDONLY);
+        }
+        const pid_t grandchild = fork();
+        if (grandchild == 0) {
+            const bool kept = std::all_of(opened, opened + kOpened, [](int fd) { return fcntl(fd, F_GETFD) >= 0; });
+            _exit(kept ? 0 : 1);
+        }
+        int status = 1;
+        (void)waitpid(grandchild, &status, 0);
+        _exit(status == 0 ? 0 : 1);
+    }
+    int status = 1;
+    return waitpid(child, &status, 0) == child && status == 0;
 }
 
 // A signal every millisecond, which interrupts what can be interrupted.
@@ -166,6 +189,7 @@ const Commands& kProcessCommands = *new Commands{
      }},
     {"inherited", [](const Words&) { return std::to_string(CountInherited()); }},
     {"fork", [](const Words&) { return std::to_string(LeaveChild()); }},
+    {"grandchild", [](const Words&) { return Told(GrandchildKeepsDescriptors()); }},
     // COUNT STEM joined|started MICROSECONDS
     {"churn", [](const Words& w) { return Churn(Number(w[1]), w[2], w[3] == "started", Number(w[4])); }},
     {"alarm", [](const Words&) { return Told(RaiseAlarms()); }},

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <pthread.h>
 
@@ -14,6 +15,8 @@
 #include "orvi_os_mem.h"
 #include "orvi_os_thread.h"
 #include "orvi_securec.h"
+
+using OrviAiService::AiSrvServiceProxy;
 
 namespace {
 
@@ -156,6 +159,19 @@ void FakePlatform::NoteRecord(const char* kind, const char* source, uint32_t len
 void PlatformTest::TearDown() {
     EXPECT_EQ(platform.LiveReplies(), 0U) << "a reply block was not released";
     EXPECT_EQ(platform.liveMonitored, 0) << "monitored memory was not released";
+}
+
+int PlatformTest::Give(uint32_t msgId, const Bytes& payload, const char* process, uint32_t senderUid) {
+    TagMsgBlock block = {};
+    block.msgId = msgId;
+    block.senderUid = senderUid;
+    memcpy(block.procName, process, strnlen(process, sizeof(block.procName)));
+    const std::unique_ptr<uint8_t[]> data(payload.empty() ? nullptr : new uint8_t[payload.size()]);
+    std::copy(payload.begin(), payload.end(), data.get());
+    block.data = data.get();
+    block.dataLen = static_cast<uint32_t>(payload.size());
+    FakePlatform::Get().given = block.data;
+    return AiSrvServiceProxy::AiVisionProxyMsgHandler(&block);
 }
 
 void PlatformTest::Init() {

@@ -89,6 +89,7 @@ class FakePlatform {
     void (*onPause)() = nullptr;     // called by OsUSleep
     void (*onMsgInit)() = nullptr;   // called by OsMsgInit
     OsMsgHandler handler = nullptr;  // the one registered last
+    const void* given = nullptr;     // payload of the message that the library is handling
 
     // --- For the operations themselves ---
     void Note(std::string line);
@@ -132,6 +133,9 @@ class FakePlatform {
 class PlatformTest : public testing::Test {
  protected:
     void TearDown() override;
+
+    // Hands the library a message, as its message thread does; its payload is an exact allocation.
+    static int Give(uint32_t msgId, const Bytes& payload, const char* process = "", uint32_t senderUid = 0);
 
     // Initialises the library successfully and forgets the transcript of it.
     static void Init();

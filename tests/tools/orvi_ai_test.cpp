@@ -79,12 +79,12 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"face extract /dev/null", 1, "/dev/null is no reply with photos: 0 bytes, at least 4 expected"},
         {"caption init", 0, "caption init  done"},
         {"caption start --conference C --report --count 4", 0, "  caption.line          number=1 final=0 "},
-        {"caption stop", 1, "response ret is error"},  // they were switched off at the end
+        {"caption stop", 1, "response ret is error"},  // they were put away at the end
         {"caption deinit", 0, "caption deinit  done"},
         {"caption start", 2, "conference is missing\nSee orvi-ai caption start --help"},
         {"caption start --conference C --option1 2", 2, "option1 is '2': -2147483648 to 1"},
         {"nameplate init", 0, "done"},
-        {"nameplate start", 0, "done"},
+        {"nameplate start --count 1", 0, "  nameplate.started     verdict=done\n"},
         {"nameplate stop", 0, "done"},
         {"nameplate deinit", 0, "done"},
         {"director init", 1, "OrviAiSrvDirectorInit returned -1"},
@@ -94,7 +94,8 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"lock state -7", 0, "done"},
         {"lock state", 2, "state is required"},
         {"checkin init", 0, "done"},
-        {"checkin start --conference C --user Ada", 0, "done"},
+        {"checkin start --conference C --user Ada --for 0s", 0, "done"},
+        {"checkin start --for 0s", 1, "OrviAiSrvCheckInStart returned -1"},  // neither id nor uuid
         {"checkin start-report --conference C --for 0s", 0, "done"},
         {"checkin stop-report", 0, "done"},
         {"checkin page --view present", 0, "\n  present     0\n"},
@@ -104,20 +105,19 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"checkin stop", 0, "done"},
         {"checkin clear", 0, "done"},
         {"checkin deinit", 0, "done"},
-        {"minutes start --conference C --subject S", 0, "done"},
-        {"minutes start --conference D", 1, "response ret is error"},  // the service is at work for another one
-        {"minutes stop", 0, "done"},
+        {"minutes start --conference C --subject S --for 0s", 0, "done"},
+        {"minutes stop", 1, "response ret is error"},  // they have ended with the command
         {"model init --server device", 0, "done"},
         {"model init --server 7", 1, "the service has no such model"},
         {"model ask how are you", 0, "\nYou asked: \"how are you\" These are 3 words"},
         {"--report model ask how are you", 0, "\n(private, 121 bytes)\n"},
         {"model deinit", 0, "done"},
         {"hotword register", 0, "done"},
-        {"hotword replace computer", 0, "done"},
-        {"hotword add 'dear room' lamp", 0, "done"},
+        {"hotword replace computer --for 0s", 0, "done"},
+        {"hotword add 'dear room' lamp --for 0s", 0, "done"},
         {"hotword remove lamp", 0, "done"},
         {"hotword add", 2, "WORD is required"},
-        {"assistant intents open_blinds close_blinds", 0, "done"},
+        {"assistant intents open_blinds close_blinds --for 0s", 0, "done"},
         {"assistant wake --mode announce", 0, "done"},
         {"assistant speak --text hello", 0, "done"},
         {"assistant answer --seq 1 --text yes --final", 0, "done"},
@@ -137,7 +137,17 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"watch --for 1y", 2, "'1y' is no time"},
         {"messages checkin.page", 0, "request 0x600026 ai_face_task OrviAiSrvGetCheckinData\n"},
         {"messages nonsense", 2, "there is no message 'nonsense'"},
-        {"caption begin", 2, "orvi-ai: "},
+        {"messages caption", 0, "\ncaption.line "},
+        {"wait face.event source=0 --within 20s", 0, "  face.event            count="},
+        {"wait face.event size=1", 2, "there is no field 'size'; there are count, "},
+        {"wait face.event count=many", 2, "count is 'many': 0 to 7"},
+        {"caption begin", 2, "there is no command 'caption begin'"},
+        {"caption", 2, "There are init, start, stop, deinit"},
+        {"chekin page", 2, "did you mean checkin?"},
+        {"caption start --conf C", 2, "there is no option --conf; did you mean --conference?"},
+        {"checkin page 1", 2, "'1' is a word too many"},
+        {"run /", 2, "/ cannot be read"},
+        {"face extract /", 1, "/ cannot be read"},
         {"", 2, "a command is missing"},
         {"--help", 0, "checkin "},
         {"--app name:colon hotword register", 1, "OrviAiAssistantInitKeyWord returned -1"},
@@ -270,7 +280,7 @@ TEST_F(OrviAiTest, WatchesAcrossARestart) {
     StartService();
     const auto watch = Start("watch");
     ASSERT_TRUE(watch->ReadUntil("face.event"));  // it is there
-    simulator_.Command("push 0x600038 hex:01");
+    simulator_.Command("push 0x600038 --raw hex:01");
     EXPECT_TRUE(watch->ReadUntil("caption.line          (1 bytes, at least 512 expected)"));
     simulator_.Kill();
     ASSERT_TRUE(watch->ReadUntil("bus.exit"));
@@ -290,6 +300,16 @@ TEST_F(OrviAiTest, LeavesAServiceThatHangs) {
     simulator_.Await("request 0x60006f 1");
     child->Signal(SIGINT);
     EXPECT_EQ(child->Wait(), 1);
+}
+
+TEST_F(OrviAiTest, HotWordsLastAsLongAsTheirCommand) {
+    StartService();
+    const auto child = Start("hotword add lamp");
+    simulator_.Await("request 0x600062 1");
+    simulator_.Command("say lamp");
+    EXPECT_TRUE(child->ReadUntil("assistant.woken"));
+    child->Signal(SIGINT);
+    EXPECT_EQ(child->Wait(), 0);
 }
 
 TEST_F(OrviAiTest, EndsWithTheServiceItListensTo) {

@@ -13,11 +13,11 @@ using OrviAiService::AiSrvServiceProxy;
 
 namespace {
 
-const void* g_payload = nullptr;  // of the message that is being handled
-
 // What a callback is told becomes a line of the transcript: "main 4 its payload".
 void NoteCall(const char* callback, int event, const void* payload) {
-    const char* const what = payload == nullptr ? " null" : payload == g_payload ? " its payload" : " a stranger";
+    const char* const what = payload == nullptr                     ? " null"
+                             : payload == FakePlatform::Get().given ? " its payload"
+                                                                    : " a stranger";
     FakePlatform::Get().Note(callback + std::to_string(event) + what);
 }
 void OnMain(OrviAiEventId event, void* payload) {
@@ -43,23 +43,6 @@ const std::string HANDLER = "<AiSrvServiceProxy::AiVisionProxyMsgHandler> ";
 class Events : public PlatformTest {
  protected:
     void SetUp() override { AiSrvServiceProxy::gOrviAiVisionCallBackFun = OnMain; }
-
-    // Gives the handler a message whose payload is an exact allocation, so that no read past it goes unseen.
-    static int Give(uint32_t msgId, const Bytes& payload, const char* process = "", uint32_t senderUid = 0) {
-        TagMsgBlock block = {};
-        block.msgId = msgId;
-        block.senderUid = senderUid;
-        memcpy(block.procName, process, strnlen(process, sizeof(block.procName)));
-        if (!payload.empty()) {
-            block.data = malloc(payload.size());
-            memcpy(block.data, payload.data(), payload.size());
-        }
-        block.dataLen = static_cast<uint32_t>(payload.size());
-        g_payload = block.data;
-        const int result = AiSrvServiceProxy::AiVisionProxyMsgHandler(&block);
-        free(block.data);
-        return result;
-    }
 
     void ExpectInvalid(uint32_t msgId, const Bytes& payload) {
         char id[16];
@@ -103,13 +86,11 @@ TEST_F(Events, StatusMessages) {
 
 TEST_F(Events, NoticesWithoutPayload) {
     EXPECT_EQ(Give(0x600029, BytesOf(1)), 0);
-    EXPECT_EQ(platform.Take(), (Lines{ANNOUNCED + "5", "main 5 null", SUCCEED}));
     EXPECT_EQ(Give(0x60002F, BytesOf(0)), 0);
-    EXPECT_EQ(platform.Take(), (Lines{"main 3 null", SUCCEED}));
     EXPECT_EQ(Give(0x600033, BytesOf(2)), 0);
-    EXPECT_EQ(platform.Take(), (Lines{ANNOUNCED + "1", "main 1 null", SUCCEED}));
     EXPECT_EQ(Give(0x600033, BytesOf(0)), 0);
-    EXPECT_EQ(platform.Take(), (Lines{ANNOUNCED + "0", "main 0 null", SUCCEED}));
+    EXPECT_EQ(platform.Take(), (Lines{ANNOUNCED + "5", "main 5 null", SUCCEED, "main 3 null", SUCCEED, ANNOUNCED + "1",
+                                      "main 1 null", SUCCEED, ANNOUNCED + "0", "main 0 null", SUCCEED}));
     EXPECT_TRUE(AiSrvServiceProxy::isVisionOK.load()) << "0x600033 tells the application only";
 }
 
@@ -272,9 +253,7 @@ TEST_F(Events, ACallbackThatThrowsIsLoggedAndLeavesNothingHalfDone) {
 TEST_F(Events, ACallbackMayEndItsThread) {
     AiSrvServiceProxy::gOrviAiVisionCallBackFun = [](OrviAiEventId, void*) { pthread_exit(nullptr); };
     std::thread ended([] {
-        TagMsgBlock block = {};
-        block.msgId = 0x60002D;
-        (void)AiSrvServiceProxy::AiVisionProxyMsgHandler(&block);
+        (void)Give(0x60002D, {});
         ADD_FAILURE() << "the thread goes on";
     });
     ended.join();

@@ -24,22 +24,18 @@ size_t g_failNewOfSize = 0;
 
 }  // namespace
 
-// The array operators keep their count in front of the block, so that a plain free() or delete is noticed.
-constexpr size_t HEAD = 16;
-
 void* operator new[](size_t size, const std::nothrow_t&) noexcept {
     g_lastArray = size;
     if ((g_failArray > 0 && --g_failArray == 0) || size > LARGEST) {
         return nullptr;
     }
-    void* const block = malloc(HEAD + size);
     ++g_arrays;
-    return static_cast<char*>(block) + HEAD;
+    return malloc(size);
 }
 __attribute__((noinline)) void operator delete[](void* block) noexcept {
     if (block != nullptr) {
         --g_arrays;
-        free(static_cast<char*>(block) - HEAD);
+        free(block);
     }
 }
 __attribute__((noinline)) void operator delete[](void* block, size_t) noexcept {

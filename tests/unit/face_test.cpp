@@ -1,8 +1,6 @@
-#include <atomic>
 #include <climits>
 #include <cstring>
 #include <functional>
-#include <thread>
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
@@ -11,25 +9,14 @@ using OrviAiService::AiSrvServiceProxy;
 
 namespace {
 
-std::atomic<int> g_first{0};
-std::atomic<int> g_second{0};
+int g_first = 0;
+int g_second = 0;
 
 void OnFirst(tagOrviAiSrvFaceDetEvent*) {
     ++g_first;
 }
 void OnSecond(tagOrviAiSrvFaceDetEvent*) {
     ++g_second;
-}
-
-// Hands the library a face event, as its message thread does.
-void GiveFaceEvent(int32_t sourceId = 0) {
-    tagOrviAiSrvFaceDetEvent event = {};
-    event.sourceId = sourceId;
-    TagMsgBlock block = {};
-    block.msgId = 0x60000C;
-    block.data = &event;
-    block.dataLen = sizeof(event);
-    EXPECT_EQ(AiSrvServiceProxy::AiVisionProxyMsgHandler(&block), 0);
 }
 
 tagAiDetClientInfo Detector(int32_t sourceId = 0) {
@@ -61,7 +48,7 @@ class Face : public PlatformTest {
     std::pair<int, int> CallsOfAnEvent() {
         g_first = 0;
         g_second = 0;
-        GiveFaceEvent();
+        EXPECT_EQ(Give(0x60000C, Bytes(sizeof(tagOrviAiSrvFaceDetEvent), 0)), 0);
         return {g_first, g_second};
     }
 };
@@ -178,7 +165,7 @@ TEST_F(Face, AnEmptyCallbackTakesTheEventsAndDropsThem) {
     platform.QueueReply(BytesOf(Detector()));
     EXPECT_EQ(proxy.CreateDetectTrackProxy(info, 0, 1, false, nullptr), 0);
     (void)platform.Take();
-    GiveFaceEvent();
+    EXPECT_EQ(Give(0x60000C, Bytes(sizeof(tagOrviAiSrvFaceDetEvent), 0)), 0);
     EXPECT_EQ(platform.Take(), Lines{});
 }
 
@@ -278,52 +265,6 @@ TEST_F(Face, ACallbackMayDestroyItsDetectorAndCreateAnother) {
     EXPECT_EQ(result, 0);
     EXPECT_EQ(CallsOfAnEvent(), std::make_pair(0, 1));
     EXPECT_EQ(Destroy(another), 0);
-}
-
-std::atomic<int> g_inside[2];
-std::atomic<int> g_calls[2];
-
-template <int WHICH>
-void OnStream(tagOrviAiSrvFaceDetEvent*) {
-    ++g_inside[WHICH];
-    ++g_calls[WHICH];
-    std::this_thread::yield();
-    --g_inside[WHICH];
-}
-
-// Detectors come and go on one thread while face events arrive on another: after a destroy, and after a create that
-// replaces, the old callback neither runs nor is called again.
-TEST_F(Face, DetectorsComeAndGoAgainstAStreamOfEvents) {
-    Init();
-    const auto waitForACall = [](int which) {
-        const int before = g_calls[which];
-        while (g_calls[which] == before) {
-            std::this_thread::yield();
-        }
-    };
-    std::atomic<bool> stop{false};
-    std::thread events([&stop] {
-        while (!stop) {
-            GiveFaceEvent();
-        }
-    });
-    for (int round = 0; round < 200; ++round) {
-        void* const first = Create(OnStream<0>);
-        waitForACall(0);
-        void* const second = Create(OnStream<1>);
-        EXPECT_EQ(g_inside[0], 0);
-        const int replaced = g_calls[0];
-        waitForACall(1);
-        EXPECT_EQ(Destroy(first), 0);
-        EXPECT_EQ(g_inside[1], 0);
-        const int destroyed = g_calls[1];
-        EXPECT_EQ(Destroy(second), 0);
-        EXPECT_EQ(g_calls[0], replaced);
-        EXPECT_EQ(g_calls[1], destroyed);
-        (void)platform.Take();
-    }
-    stop = true;
-    events.join();
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
+#include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 #include "fake_platform.h"
 #include "orvi_ai_srv.h"
@@ -103,39 +105,32 @@ TEST_F(Lifecycle, NamesOfAPidWithTenDigitsDoNotFit) {
 
 // Each failing step: what is logged, what stays, and that the next call goes on from there.
 TEST_F(Lifecycle, FailingStepsKeepWhatWasDone) {
-    const Lines last = {"error <OrviAiSrvApiInit> init request failed."};
-    const Lines begin = {"OsMsgRegLogFunc null", "OsMsgSetLogLevel 3", "OsMsgGetProcName 16"};
-    const Lines joined = begin + Lines{"OsMsgInit ai_vpp4711", "OrviAiClientLogInit"};
-
+    const Lines begin = {"OsMsgRegLogFunc null", "OsMsgSetLogLevel 3", "OsMsgGetProcName 16", "OsMsgInit ai_vpp4711"};
+    const Lines joined = begin + Lines{"OrviAiClientLogInit"};
+    const auto expectFailure = [this](const Lines& lines) {
+        EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
+        EXPECT_EQ(platform.TakeWithoutInfo(), lines + Lines{"error <OrviAiSrvApiInit> init request failed."});
+        EXPECT_FALSE(proxy.isInited.load());
+    };
     platform.msgInitResult = -5;
-    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
-    EXPECT_EQ(platform.TakeWithoutInfo(),
-              (begin +
-               Lines{"OsMsgInit ai_vpp4711", "error <AiSrvServiceProxy::Initiate> failed: call OsMsgInit return -5.",
-                     "error <AiSrvServiceProxy::Initiate> failed: GenerateProcAndTaskName fail."} +
-               last));
+    expectFailure(begin + Lines{"error <AiSrvServiceProxy::Initiate> failed: call OsMsgInit return -5.",
+                                "error <AiSrvServiceProxy::Initiate> failed: GenerateProcAndTaskName fail."});
     EXPECT_EQ(AiSrvServiceProxy::gOrviAiVisionCallBackFun.load(), nullptr);
     platform.msgInitResult = 0;
 
     platform.regTaskResult = 6;
-    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
-    EXPECT_EQ(platform.TakeWithoutInfo(),
-              (joined +
-               Lines{"OsMsgRegTask ai_vpt4711 64", "error <CreatePthread> failed: call OsMsgRegTask return 6.",
-                     "error <Initiate> Failed to create the msg thread."} +
-               last));
+    expectFailure(joined + Lines{"OsMsgRegTask ai_vpt4711 64",
+                                 "error <CreatePthread> failed: call OsMsgRegTask return 6.",
+                                 "error <Initiate> Failed to create the msg thread."});
     EXPECT_EQ(AiSrvServiceProxy::gOrviAiVisionCallBackFun.load(), &OnEvent);
     platform.regTaskResult = 0;
 
     platform.createThreadResult = 11;
     platform.clientLogInitResult = 1;
-    EXPECT_EQ(OrviAiSrvApiInit(tagOrviAppInfo{}, OnEvent), -1);
-    EXPECT_EQ(platform.TakeWithoutInfo(),
-              (joined +
-               Lines{"error <AiVisionAPILogInit> OrviAiClientLogInit failed.", "OsMsgRegTask ai_vpt4711 64",
-                     "OsPthreadCreateId", "error <CreatePthread> failed: call OsPthreadCreateId return 11.",
-                     "OsMsgUnregTask ai_vpp4711 1 ai_vpt4711", "error <Initiate> Failed to create the msg thread."} +
-               last));
+    expectFailure(joined + Lines{"error <AiVisionAPILogInit> OrviAiClientLogInit failed.", "OsMsgRegTask ai_vpt4711 64",
+                                 "OsPthreadCreateId", "error <CreatePthread> failed: call OsPthreadCreateId return 11.",
+                                 "OsMsgUnregTask ai_vpp4711 1 ai_vpt4711",
+                                 "error <Initiate> Failed to create the msg thread."});
     EXPECT_EQ(proxy.threadId, 0U);
     platform.createThreadResult = 0;
     platform.clientLogInitResult = 0;
@@ -183,16 +178,27 @@ TEST_F(Lifecycle, ACopyThatFailsEndsTheMessageWithALinePerCaller) {
         const bool filling = nth <= 2;
         platform.FailCopy(nth);
         EXPECT_EQ(proxy.AiSrvSendInitMsgToVision(), -1);
-        EXPECT_EQ(platform.Take(),
-                  (Lines{found[nth - 1], filling ? "error <AiSrvSendInitMsgToVision> call SetStAiTaskBasicInfo failed."
-                                                 : "error <AiSrvSendInitMsgToVision> call SetMsgBlock failed."}));
         platform.FailCopy(nth);
         EXPECT_EQ(proxy.AiSrvSendUninitMsgToVision(), -1);
+        const std::string reason = filling ? "call SetStAiTaskBasicInfo failed." : "call SetMsgBlock failed.";
         EXPECT_EQ(platform.Take(),
-                  (Lines{found[nth - 1],
-                         filling ? "error <AiSrvSendUninitMsgToVision> failed: call SetStAiTaskBasicInfo failed."
-                                 : "error <AiSrvSendUninitMsgToVision> call SetMsgBlock failed."}));
+                  (Lines{found[nth - 1], "error <AiSrvSendInitMsgToVision> " + reason, found[nth - 1],
+                         "error <AiSrvSendUninitMsgToVision> " + (filling ? "failed: " + reason : reason)}));
     }
+}
+
+// The application's static objects go between the handlers that are younger than the connection and those that are older.
+TEST_F(Lifecycle, NoCallbackBeginsOnceTheStaticObjectsGo) {
+    const auto end = [] {
+        (void)std::atexit([] {
+            TagMsgBlock block = {};
+            block.msgId = 0x60002D;
+            _exit(FakePlatform::Get().handler(&block) == -1 ? 0 : 1);
+        });
+        (void)OrviAiSrvApiInit(tagOrviAppInfo{}, [](OrviAiEventId, void*) { _exit(2); });
+        std::exit(3);
+    };
+    EXPECT_EXIT(end(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

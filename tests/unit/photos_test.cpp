@@ -6,8 +6,6 @@
 #include "orvi_ai_srv.h"
 #include "orvi_ai_srv_proxy_photos.h"
 
-extern "C" int ReleasePhotosFromC(tagOrviAiSrvPhotoResult* result);
-
 using OrviAiService::AiSrvServiceProxy;
 using OrviAiService::FreePhotoResult;
 using OrviAiService::PhotoResultExtract;
@@ -248,12 +246,6 @@ TEST_F(Photos, ReleaseFollowsItsCount) {
     for (uint8_t* const image : images) {
         ::operator delete[](image);  // a count of 0 has left them
     }
-}
-
-TEST_F(Photos, CProgramsReleasePhotosToo) {
-    ASSERT_EQ(Parse(Reply(PHOTOS)), 0);
-    EXPECT_EQ(ReleasePhotosFromC(&result), 3);
-    EXPECT_EQ(result.photoList, nullptr);
 }
 
 }  // namespace

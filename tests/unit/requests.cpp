@@ -15,9 +15,9 @@ namespace {
 const Channel INTERFACE = {
     "ai_v_task_i",
     3000,
-    "info <AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=AI_VISION. recvTask=ai_v_task_i.",
+    "info <AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=AI_VISION. recvTask={task}.",
     "info <AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg {id} to Vision> Success!",
-    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg {id} call OsMsgSynSend failed -8, waitTime 3000.",
+    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg {id} call OsMsgSynSend failed -8, waitTime {wait}.",
     "error <AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg {id} response",
     "error <SetDefaultIntefMsgBlockToMaster> failed: call memcpy_s failed.\n"
     "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultMsgBlockToMaster failed. msgId: {number}.",
@@ -27,8 +27,15 @@ const Channel INTERFACE = {
 const Channel CREATE = [] {
     Channel channel = INTERFACE;
     channel.waitMs = 0;
-    channel.failure =
-        "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg {id} call OsMsgSynSend failed -8, waitTime 0.";
+    return channel;
+}();
+
+const Channel OM = [] {
+    Channel channel = INTERFACE;
+    channel.task = "ai_om_task";
+    channel.unnamed =
+        "error <SetDefaultOmMsgBlockToMaster> failed: call memcpy_s failed.\n"
+        "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultOmMsgBlockToMaster failed. msgId: {number}.";
     return channel;
 }();
 
@@ -55,17 +62,6 @@ const Channel DETECTOR = {
 const Channel DESTROY = Of(DETECTOR, "RemoveDetectTrackProxy", "destroy");
 const Channel START = Of(DETECTOR, "StartDetectTrackProxy", "start");
 const Channel STOP = Of(DETECTOR, "StopDetectTrackProxy", "stop");
-
-const Channel OM = {
-    "ai_om_task",
-    3000,
-    "info <AiSrvServiceProxy::SendSynMsgToVision> send msg: recvProc=AI_VISION. recvTask=ai_om_task.",
-    "info <AiSrvServiceProxy::SendSynMsgToVision> SendSynMsg {id} to Vision> Success!",
-    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: msg {id} call OsMsgSynSend failed -8, waitTime 3000.",
-    "error <AiSrvServiceProxy::SendSynMsgToVision> failed: can not get msg {id} response",
-    "error <SetDefaultOmMsgBlockToMaster> failed: call memcpy_s failed.\n"
-    "error <AiSrvServiceProxy::SendSynMsgToVision>: call SetDefaultOmMsgBlockToMaster failed. msgId: {number}.",
-};
 
 const Channel FACE_QUERY = {
     "ai_face_task",
@@ -204,6 +200,10 @@ template <typename Record>
 std::vector<uint8_t> Bytes(const Record& record) {
     const auto* const first = reinterpret_cast<const uint8_t*>(&record);
     return {first, first + sizeof(record)};
+}
+int GetStatus() {
+    OrviAiAssistantStatus status;
+    return Proxy().AssistantGetStatus(status);
 }
 int InitIntent() {
     OrviAiAssistantIntentName name = {};
@@ -431,6 +431,9 @@ const std::vector<Request>& ALL = *new std::vector<Request>{
      "", "error <AiSrvServiceProxy::AssistantGetPageInfo> call SendSynMsgToVision failed.",
      "error <AiSrvServiceProxy::AssistantGetPageInfo> failed: call memcpy_s failed.",
      "error <{name}> get page info failed."},
+    {"AssistantGetStatus", GetStatus, ASSISTANT_QUERY, 0x60005F, 0, 0, 4, "", "",
+     "error <AiSrvServiceProxy::{name}> call SendSynMsgToVision failed.",
+     "error <AiSrvServiceProxy::{name}> failed: call memcpy_s failed.", ""},
 };
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <vector>
 
 // How a request travels, and the lines that its sender logs, separated by '\n'. In the texts {id} stands for the
-// message in hexadecimal, {number} for the same in decimal, {length} for the bytes of the payload, {field} for one of
+// message in hexadecimal, {number} for the same in decimal, {length} for the bytes of the payload, {task} and {wait} for the channel's, {field} for one of
 // the receiver's two names, {name} for the request's.
 struct Channel {
     const char* task;

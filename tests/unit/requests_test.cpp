@@ -35,6 +35,8 @@ class Requests : public PlatformTest {
                 Replace(line, "{number}", std::to_string(request.id));
                 Replace(line, "{length}", std::to_string(request.length));
                 Replace(line, "{field}", field);
+                Replace(line, "{task}", request.channel.task);
+                Replace(line, "{wait}", std::to_string(request.channel.waitMs));
                 expected.push_back(line);
             }
         }
@@ -181,34 +183,31 @@ TEST_F(Requests, AnAddressThatDoesNotFitIsNotSent) {
     }
 }
 
+TEST_F(Requests, TheCopiesOfTheMinutesAreToldByTheirNumbers) {
+    Init();
+    for (int nth = 3; nth <= 4; ++nth) {  // after the two names of the address
+        platform.FailCopy(nth);
+        EXPECT_EQ(OrviAiSrvSignatureStart({}), -1);
+    }
+    EXPECT_EQ(platform.TakeWithoutInfo(), (Lines{"error <AiSrvMinutesStart> memcpy_s failed: err1:34, err2:0",
+                                                 "error <AiSrvMinutesStart> memcpy_s failed: err1:0, err2:34"}));
+}
+
 TEST_F(Requests, SomeNeedInitialisation) {
     const std::map<std::string, std::string> refusals = {
-        {"OrviAiSrvCaptionInit",
-         "info <OrviAiSrvCaptionInit> init request begin.\n"
-         "info <AiSrvServiceProxy::CaptionInit> enter CaptionInit\n"
-         "error <AiSrvServiceProxy::CaptionInit> ai srv has not inited.\n"
-         "error <OrviAiSrvCaptionInit> init request failed."},
-        {"OrviAiSrvSignatureStart",
-         "info <OrviAiSrvMinutesStart> MinutesStart begin.\n"
-         "info <AiSrvMinutesStart> enter AiSrvMinutesStart\n"
-         "error <AiSrvMinutesStart> ai srv has not inited."},
-        {"OrviAiSrvSignatureStop",
-         "info <OrviAiSrvMinutesStop> MinutesStop begin.\n"
-         "info <AiSrvMinutesStop> enter AiSrvMinutesStop\n"
-         "error <AiSrvMinutesStop> ai srv has not inited."},
+        {"OrviAiSrvCaptionInit", "error <AiSrvServiceProxy::CaptionInit> ai srv has not inited."},
+        {"OrviAiSrvSignatureStart", "error <AiSrvMinutesStart> ai srv has not inited."},
+        {"OrviAiSrvSignatureStop", "error <AiSrvMinutesStop> ai srv has not inited."},
         {"OrviAiSrvCreateFaceDetector",
-         "info <OrviAiSrvCreateFaceDetector> create face detector request begin: sourceId=0, frameRate=25, "
-         "neeedReID=0.\n"
-         "error <AiSrvServiceProxy::CreateDetectTrackProxy> failed: need call init first.\n"
-         "error <OrviAiSrvCreateFaceDetector> create face detector failed: call CreateDetectTrackProxy failed."},
-        {"CreateDirectorTrackProxy",
-         "error <AiSrvServiceProxy::CreateDirectorTrackProxy> failed: need call init first."},
+         "error <AiSrvServiceProxy::CreateDetectTrackProxy> failed: need call init first."},
     };
     for (const Request& r : REQUESTS) {
         SCOPED_TRACE(r.name);
         const auto refusal = refusals.find(r.name);
         if (refusal != refusals.end()) {
-            Expect(r, -1, {refusal->second});
+            Expect(r, -1, {r.begin, refusal->second, r.failed});
+        } else if (std::string(r.name) == "CreateDirectorTrackProxy") {  // its first line
+            Expect(r, -1, {"error <AiSrvServiceProxy::{name}> failed: need call init first."});
         } else {
             platform.QueueReply({0});
             EXPECT_EQ(r.call(), 0);

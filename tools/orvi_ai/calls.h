@@ -35,6 +35,7 @@ Outcome FaceExtract(Session& session, const Call& call);
 
 // calls_meeting.cpp
 Outcome CaptionInit(Session& session, const Call& call);
+int PrepareCaptions();
 Outcome CaptionStart(Session& session, const Call& call);
 Outcome LockState(Session& session, const Call& call);
 Outcome CheckinStart(Session& session, const Call& call);
@@ -85,6 +86,9 @@ void ShowNumbers(const std::vector<NamedNumber>& numbers, Outcome& outcome);
 
 // Writes bytes to a file, all or nothing said. False with the reason in `error`.
 bool WriteFile(const std::string& path, const void* data, size_t length, std::string& error);
+
+// Whether it can be opened and is no folder.
+bool IsReadable(const std::string& path);
 
 // "png" for what begins like a PNG image, else "bin".
 const char* ExtensionOf(const void* data, size_t length);

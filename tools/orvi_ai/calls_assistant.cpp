@@ -13,6 +13,9 @@ Outcome UpdateHotWords(Session& session, const Call& call, OrviAiHotwordUpdateTy
     for (const std::string& word : call.words) {
         words += (words.empty() ? "" : ",") + word;
     }
+    if (!session.IsScript() && OrviAiAssistantInitKeyWord(session.App()) != 0) {
+        return Failed("the hot-word key could not be registered");
+    }
     return Returned(OrviAiAssistantUpdateKeyWord(session.App(), type, words));
 }
 

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <unistd.h>
 
 #include "calls.h"
 
@@ -81,6 +83,11 @@ bool WriteFile(const std::string& path, const void* data, size_t length, std::st
         error = path + ": " + std::strerror(isWritten ? errno : reason);
     }
     return isWritten && isClosed;
+}
+
+bool IsReadable(const std::string& path) {
+    std::error_code error;
+    return access(path.c_str(), R_OK) == 0 && !std::filesystem::is_directory(path, error);
 }
 
 const char* ExtensionOf(const void* data, size_t length) {

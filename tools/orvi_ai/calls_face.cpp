@@ -115,11 +115,11 @@ Outcome FacePhotos(Session& session, const Call& call) {
 
 Outcome FaceExtract(Session&, const Call& call) {
     Outcome outcome;
-    std::ifstream file(call.words[0], std::ios::binary);
-    std::string bytes(std::istreambuf_iterator<char>(file), {});
-    if (!file.good() && !file.eof()) {
+    if (!IsReadable(call.words[0])) {
         return Failed(call.words[0] + " cannot be read");
     }
+    std::ifstream file(call.words[0], std::ios::binary);
+    std::string bytes(std::istreambuf_iterator<char>(file), {});
     // The function trusts its buffer: only a reply that holds what it announces is handed to it.
     const orvi_protocol::Decoded decoded =
         Decode(orvi_protocol::FindMessage("face.photos")->reply, bytes.data(), bytes.size());

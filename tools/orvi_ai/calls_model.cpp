@@ -9,31 +9,20 @@ namespace {
 
 using orvi_protocol::FindValue;
 
-// The service hears of this process and of the initialisation on two tasks: when it knows the second before the first,
-// its status passes by, so it is asked again.
+// The service tells how the initialisation ended in an event behind its reply.
 int InitAndAwait(const OrviAiLLMInitParams& params, std::string& reason) {
-    constexpr int MOST_TRIES = 5;
-    for (int attempt = 0; attempt < MOST_TRIES; ++attempt) {
-        if (OrviAiSrvLargeModelInit(params) != 0) {
-            return -1;
-        }
-        Event ready;
-        switch (Events::Next({{"model.ready"}, {}}, Clock::now() + std::chrono::seconds(1), &ready)) {
-            case WaitEnd::Arrived: {
-                const orvi_protocol::Value* const verdict = FindValue(ready.decoded.values, "verdict");
-                reason = "the service has no such model";
-                return verdict != nullptr && verdict->number == 0 ? 0 : -1;
-            }
-            case WaitEnd::OutOfTime:
-                break;
-            case WaitEnd::Interrupted:
-            case WaitEnd::ServiceGone:
-                reason = "the service has not said that the model is ready";
-                return -1;
-        }
+    constexpr std::chrono::seconds PATIENCE{5};
+    if (OrviAiSrvLargeModelInit(params) != 0) {
+        return -1;
     }
-    reason = "the service has not said that the model is ready";
-    return -1;
+    Event ready;
+    if (Events::Next({{"model.ready"}, {}}, Clock::now() + PATIENCE, &ready) != WaitEnd::Arrived) {
+        reason = "the service has not said that the model is ready";
+        return -1;
+    }
+    reason = "the service has no such model";
+    const orvi_protocol::Value* const verdict = FindValue(ready.decoded.values, "verdict");
+    return verdict != nullptr && verdict->number == ORVI_SIM_DONE ? 0 : -1;
 }
 
 // Prints the answer as it comes: its text for people, its events for programs.

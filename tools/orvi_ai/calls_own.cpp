@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "calls.h"
-#include "command_line.h"
+#include "words.h"
 
 namespace orvi_ai {
 namespace {
@@ -34,9 +34,34 @@ bool CheckEventNames(const std::vector<std::string>& names, std::string& reason)
     return true;
 }
 
+// FIELD=VALUE words to settings. False, with the reason, when an event that is meant has no such field or the field no
+// such value.
+bool ReadSettings(const std::vector<std::string>& words, EventFilter& filter, std::string& reason) {
+    for (const std::string& word : words) {
+        const size_t equals = word.find('=');
+        if (equals == std::string::npos) {
+            reason = "'" + orvi_protocol::Printable(word) + "' is no FIELD=VALUE";
+            return false;
+        }
+        filter.values.push_back({word.substr(0, equals), word.substr(equals + 1)});
+        bool isKnown = false;
+        for (const Message* message : AllMessages()) {
+            std::string bytes;
+            isKnown = isKnown ||
+                      (IsEvent(*message) && EventFilter{filter.names, {}}.Matches({message, {}}) &&
+                       Encode(message->payload, {filter.values.back()}, bytes, reason, orvi_protocol::Check::Width));
+        }
+        if (!isKnown) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Whatever the values of their fields.
 bool WantsAny(const EventFilter& filter, std::initializer_list<const char*> names) {
     return std::any_of(names.begin(), names.end(), [&filter](const char* name) {
-        return filter.Matches({FindMessage(name), {}});
+        return EventFilter{filter.names, {}}.Matches({FindMessage(name), {}});
     });
 }
 
@@ -63,7 +88,8 @@ std::string BoundsOf(const Field& field) {
     for (const orvi_protocol::Word& word : field.words) {
         text += (text.empty() ? "" : "|") + std::string(word.word);
     }
-    if (text.empty() && field.type == orvi_protocol::Type::Number) {
+    const bool isBounded = field.most - field.least != UINT32_MAX && field.most - field.least != UINT8_MAX;
+    if (text.empty() && field.type == orvi_protocol::Type::Number && isBounded) {
         text = std::to_string(field.least) + ".." + std::to_string(field.most);
     }
     return text;
@@ -170,19 +196,12 @@ Outcome Watch(Session& session, const Call& call) {
 Outcome Wait(Session& session, const Call& call) {
     Outcome outcome;
     EventFilter filter{{call.words[0]}, {}};
-    outcome.result = CheckEventNames(filter.names, outcome.reason) ? DONE : USAGE;
-    for (size_t i = 1; i < call.words.size() && outcome.result == DONE; ++i) {
-        const size_t equals = call.words[i].find('=');
-        if (equals == std::string::npos) {
-            outcome.result = USAGE;
-            outcome.reason = "'" + call.words[i] + "' is no FIELD=VALUE";
-        } else {
-            filter.values.push_back({call.words[i].substr(0, equals), call.words[i].substr(equals + 1)});
-        }
-    }
-    if (outcome.result != DONE) {
+    if (!CheckEventNames(filter.names, outcome.reason) ||
+        !ReadSettings({call.words.begin() + 1, call.words.end()}, filter, outcome.reason)) {
+        outcome.result = USAGE;
         return outcome;
     }
+    outcome.reason.clear();
     if (!session.IsScript()) {
         Events::PrintTo(&session.Out(), filter);
         if (Subscribe(session, filter, 1) != 0) {
@@ -237,17 +256,17 @@ Outcome ListCommands(Session& session, const Call&) {
 
 Outcome ListMessages(Session& session, const Call& call) {
     Outcome outcome;
-    if (!call.words.empty()) {
-        const Message* const message = orvi_protocol::FindMessageByWord(call.words[0]);
-        if (message == nullptr) {
-            outcome.result = USAGE;
-            outcome.reason = "there is no message '" + orvi_protocol::Printable(call.words[0]) + "'";
-            return outcome;
-        }
+    const std::string wanted = call.words.empty() ? "" : call.words[0];
+    if (const Message* const message = orvi_protocol::FindMessageByWord(wanted); message != nullptr) {
         DescribeMessage(*message);
         return outcome;
     }
+    bool isFound = false;
     for (const Message* message : AllMessages()) {
+        if (!wanted.empty() && message->name.substr(0, message->name.find('.')) != wanted) {
+            continue;
+        }
+        isFound = true;
         const std::string name(message->name);
         const std::string direction(DirectionWord(message->direction));
         const std::string meaning(message->meaning);
@@ -257,6 +276,10 @@ Outcome ListMessages(Session& session, const Call& call) {
         } else {
             std::printf("%-22s 0x%06X  %-9s  %s\n", name.c_str(), message->id, direction.c_str(), meaning.c_str());
         }
+    }
+    if (!isFound) {
+        outcome.result = USAGE;
+        outcome.reason = "there is no message '" + orvi_protocol::Printable(wanted) + "': see orvi-ai messages";
     }
     return outcome;
 }

@@ -29,7 +29,8 @@ enum CommandTraits : uint32_t {
     WITHOUT_SERVICE = 128,  // needs no connection
     WITHOUT_FIELDS = 256,   // the message's fields are filled in by the program
     TAKES_FOR = 512,        // --for TIME
-    MAKES_EVENTS = 1024     // goes on until it is ended; with --for and --count N
+    MAKES_EVENTS = 1024,    // goes on until it is ended; with --for and --count N
+    GOES_ON = 2048          // the same without events of its own, so without --count
 };
 
 struct Command {
@@ -42,7 +43,8 @@ struct Command {
     const char* events;                                  // what a command that makes events goes on to print
     int (*plain)();                                      // the function itself when it takes nothing, else null
     Outcome (*run)(Session& session, const Call& call);  // everything else
-    int (*finish)();   // puts away what the command has started when its events end; or null
+    int (*prepare)();  // outside of a script, makes ready what the command needs; or null
+    int (*finish)();   // puts away what the command has started when it is ended; or null
     const char* help;  // empty: what the message means
 };
 

@@ -1,13 +1,13 @@
 #include "command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
-#include <cmath>
-#include <cstdlib>
 #include <map>
 #include <sstream>
 
 #include "orvi_ai_srv.h"
+#include "words.h"
 
 namespace orvi_ai {
 namespace {
@@ -44,11 +44,62 @@ std::string HelpOf(const Field& field) {
     std::string text(field.meaning);
     text += field.unit.empty() ? "" : ", " + std::string(field.unit);
     if (field.isRequired && field.initial.empty()) {
-        text += " (needed)";
-    } else if (!field.initial.empty()) {
-        text += " [" + std::string(field.initial) + "]";
+        return text + " (needed)";
     }
-    return text;
+    std::string_view initial = field.initial;
+    for (const orvi_protocol::Word& word : field.words) {
+        initial = initial.empty() && word.number == 0 ? word.word : initial;
+    }
+    return text + (initial.empty() ? "" : " [" + std::string(initial) + "]");
+}
+
+// Shows how many words an argument takes as its users write it: FILE, NAME..., [EVENT...].
+class Formatter : public CLI::Formatter {
+    std::string make_option_usage(const CLI::Option* option) const override {
+        const std::string name = option->get_name(true) + (option->get_expected_max() > 1 ? "..." : "");
+        return option->get_required() ? name : "[" + name + "]";
+    }
+};
+
+std::vector<std::string> NamesOf(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* const command : app.get_subcommands({})) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
+// What is wrong with the words: the first that `app`, which is `command`, does not know, else the library's words.
+std::string WhatIsWrong(const CLI::App& root, const CLI::App& app, const std::string& command,
+                        const std::vector<std::string>& words, const CLI::ParseError& error) {
+    const std::vector<std::string> unknown = root.remaining(true);
+    const auto word = std::find_first_of(words.begin(), words.end(), unknown.begin(), unknown.end());
+    const std::vector<std::string> commands = NamesOf(app);
+    if (word == words.end()) {
+        if (commands.empty() || error.get_name() != "RequiredError") {
+            return error.what();
+        }
+        std::string names;
+        for (const std::string& name : commands) {
+            names += (names.empty() ? "" : ", ") + name;
+        }
+        return "what about " + command + "? There are " + names;
+    }
+    const std::string shown = orvi_protocol::Printable(*word);
+    if (word->front() != '-') {
+        return commands.empty() ? "'" + shown + "' is a word too many"
+                                : "there is no command '" + command + (command.empty() ? "" : " ") + shown + "'" +
+                                      Suggestion(*word, commands);
+    }
+    std::vector<std::string> options;
+    for (const CLI::App* const one : {&app, &root}) {
+        for (const CLI::Option* const option : one->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                options.push_back("--" + name);
+            }
+        }
+    }
+    return "there is no option " + shown + Suggestion(word->substr(0, word->find('=')), options);
 }
 
 // "--title TEXT", a flag, or the words behind the command.
@@ -69,7 +120,7 @@ void AddField(CLI::App& app, const Command& command, const Field& field, Target&
             }
         };
         app.add_option_function<std::vector<std::string>>(name, take, HelpOf(field))
-            ->type_name(KindOf(field))
+            ->option_text(KindOf(field))
             ->expected(1, field.isList || isSentence ? 1 << 10 : 1)
             ->required();
         return;
@@ -125,7 +176,7 @@ void AddTraits(CLI::App& app, const Command& command, Call& call) {
     if ((command.traits & TAKES_OUT) != 0) {
         const bool isFile = std::string_view(command.words) == "user";
         app.add_option("--out", call.out, isFile ? "save the photo to this file" : "save the photos in this folder")
-            ->type_name(isFile ? "FILE" : "DIR")
+            ->option_text(isFile ? "FILE" : "DIR")
             ->check(isFile ? CLI::Validator() : CLI::Validator(CLI::ExistingDirectory));
     }
     if ((command.traits & TAKES_DETECTOR) != 0) {
@@ -168,7 +219,7 @@ void AddWords(CLI::App& app, const Command& command, Call& call) {
     const std::string name =
         words.substr(words[0] == '[' ? 1 : 0, words.find_first_of(" .]") - (words[0] == '[' ? 1 : 0));
     app.add_option(name, call.words, words.find('=') != std::string::npos ? "and FIELD=VALUE of it" : "")
-        ->type_name("")
+        ->option_text(" ")
         ->expected(mayLack ? 0 : 1, isMany ? 1 << 10 : 1)
         ->required(!mayLack);
 }
@@ -191,9 +242,8 @@ void AddCommand(CLI::App& app, const Command& command, std::map<std::string, CLI
     const std::string help = *command.help != '\0' ? command.help : std::string(message->meaning);
     CLI::App* const leaf = parent->add_subcommand(name.substr(blank == std::string::npos ? 0 : blank + 1), help);
     leaf->fallthrough();
-    if (*command.functions != '\0') {
-        leaf->footer("Calls " + std::string(command.functions) + ".");
-    }
+    leaf->footer((*command.functions != '\0' ? "Calls " + std::string(command.functions) + ". " : "") +
+                 "Options of every command: orvi-ai --help");
     for (const Field* field : OptionFields(command)) {
         AddField(*leaf, command, *field, target);
     }
@@ -207,15 +257,14 @@ void AddGlobals(CLI::App& app, Globals& globals) {
     app.add_flag("-q,--quiet", globals.isQuiet, "say nothing about calls that succeed");
     app.add_flag("--mask,--report", globals.isMasked, "photos, names, captions and texts of the model only by length");
     app.add_option("--app", globals.app, "id of the application that this is")
-        ->type_name("ID")
+        ->option_text("ID [" + globals.app + "]")
         ->check(CLI::Validator(
             [](std::string& id) {
                 return id.size() < sizeof(tagOrviAppInfo::appId) ? "" : std::string("the id is too long");
             },
-            ""))
-        ->capture_default_str();
-    app.add_option("--completion", globals.completion, "print the completion for this shell")
-        ->type_name("SHELL")
+            ""));
+    app.add_option("--completion", globals.completion, "print the completion for this shell, see docs/commands.md")
+        ->option_text("bash")
         ->check(CLI::IsMember({"bash"}));
 }
 
@@ -242,6 +291,8 @@ Parsed ParseWords(const std::vector<std::string>& words, Globals* globals, Call&
     Target target{call, {}, ""};
     CLI::App app("Calls every function of the device's vision service library from a terminal.");
     app.name("orvi-ai");
+    app.formatter(std::make_shared<Formatter>());
+    app.set_help_flag("-h,--help", "this text; orvi-ai COMMAND --help for a command's");
     app.require_subcommand(0, 1);
     if (globals != nullptr) {
         AddGlobals(app, *globals);
@@ -263,11 +314,12 @@ Parsed ParseWords(const std::vector<std::string>& words, Globals* globals, Call&
             return {false, 0, out.str()};
         }
         std::string command;
-        for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+        const CLI::App* at = &app;
+        while (!at->get_subcommands().empty()) {
             at = at->get_subcommands().front();
             command += (command.empty() ? "" : " ") + at->get_name();
         }
-        return Refused(error.what(), command);
+        return Refused(WhatIsWrong(app, *at, command, words, error), command);
     }
     if (globals != nullptr && !globals->completion.empty()) {
         return {false, 0, BashCompletion()};
@@ -290,54 +342,6 @@ Parsed ParseWords(const std::vector<std::string>& words, Globals* globals, Call&
         return Refused(error, call.command->name);
     }
     return {true, 0, ""};
-}
-
-bool SplitLine(const std::string& line, std::vector<std::string>& words) {
-    bool isOpen = false;  // a word has begun
-    char quote = '\0';
-    std::string word;
-    for (size_t i = 0; i < line.size(); ++i) {
-        const char c = line[i];
-        const bool isBlank = c == ' ' || c == '\t' || c == '\r';
-        if (quote == '\0' && !isOpen && c == '#') {
-            break;
-        }
-        if (quote == '\0' && isBlank) {
-            if (isOpen) {
-                words.push_back(std::move(word));
-                word.clear();
-            }
-            isOpen = false;
-        } else if (quote == '\0' && (c == '"' || c == '\'')) {
-            quote = c;
-            isOpen = true;
-        } else if (c == quote) {
-            quote = '\0';
-        } else if (c == '\\' && quote != '\'' && i + 1 < line.size()) {
-            word += line[++i];
-            isOpen = true;
-        } else {
-            word += c;
-            isOpen = true;
-        }
-    }
-    if (isOpen) {
-        words.push_back(std::move(word));
-    }
-    return quote == '\0';
-}
-
-std::optional<std::chrono::milliseconds> ParseTime(const std::string& text) {
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    const std::string unit = end;
-    const double factor = unit == "ms" ? 1 : unit == "s" || unit.empty() ? 1000 : unit == "m" ? 60000 : 0;
-    const double milliseconds = number * factor;
-    constexpr double MOST = 24.0 * 3600 * 1000;
-    if (end == text.c_str() || factor == 0 || !(milliseconds >= 0 && milliseconds <= MOST)) {
-        return std::nullopt;
-    }
-    return std::chrono::milliseconds(std::lround(milliseconds));
 }
 
 }  // namespace orvi_ai

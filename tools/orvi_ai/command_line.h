@@ -2,8 +2,6 @@
 #ifndef ORVI_AI_TOOL_COMMAND_LINE_H
 #define ORVI_AI_TOOL_COMMAND_LINE_H
 
-#include <chrono>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,12 +27,6 @@ struct Parsed {
 
 // Without `globals` their options are refused, as inside a script.
 Parsed ParseWords(const std::vector<std::string>& words, Globals* globals, Call& call);
-
-// "say 'good morning'" to two words. False when a quote has no end.
-bool SplitLine(const std::string& line, std::vector<std::string>& words);
-
-// 500ms, 2s, 1.5m; without a unit seconds. At most a day.
-std::optional<std::chrono::milliseconds> ParseTime(const std::string& text);
 
 // The script that completes commands and options in bash.
 std::string BashCompletion();

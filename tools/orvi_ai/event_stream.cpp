@@ -49,6 +49,9 @@ bool HasValue(const Value& value, const std::string& expected) {
             return true;
         }
     }
+    if (value.field->type == orvi_protocol::Type::Flag && (expected == "true" || expected == "false")) {
+        return value.number == (expected == "true" ? 1 : 0);
+    }
     const bool isNumber =
         value.field->type == orvi_protocol::Type::Number || value.field->type == orvi_protocol::Type::Flag;
     return isNumber ? std::to_string(value.number) == expected : value.bytes == expected;

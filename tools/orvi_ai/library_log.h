@@ -10,7 +10,7 @@ namespace orvi_ai {
 // ORVI_LOG_FILE; there is nothing to show then.
 void CatchLibraryLog();
 
-// What has been logged since the last call of this, without time, process and level.
+// What has been logged since the last call of this; of more than 4096 bytes the end.
 std::string TakeLibraryLog();
 
 }  // namespace orvi_ai

@@ -13,14 +13,17 @@ int main(int argc, char** argv) {
     try {
         Globals globals;
         Call call;
-        const Parsed parsed = ParseWords(std::vector<std::string>(argv + 1, argv + argc), &globals, call);
-        if (!parsed.isCall) {
-            std::fputs((parsed.exitCode == 0 ? parsed.text : "orvi-ai: " + parsed.text + "\n").c_str(),
-                       parsed.exitCode == 0 ? stdout : stderr);
-            return parsed.exitCode;
-        }
         static Output& output = *new Output;  // never destroyed: the library's thread prints to the end
+        const Parsed parsed = ParseWords(std::vector<std::string>(argv + 1, argv + argc), &globals, call);
         output.isJson = globals.isJson;
+        if (!parsed.isCall) {
+            if (parsed.exitCode != 0) {
+                output.Error(parsed.text);
+                return parsed.exitCode;
+            }
+            std::fputs(parsed.text.c_str(), stdout);
+            return std::fflush(stdout) == 0 ? DONE : FAILED;
+        }
         output.isQuiet = globals.isQuiet;
         output.isMasked = globals.isMasked;
         output.ChooseColour();
@@ -30,7 +33,8 @@ int main(int argc, char** argv) {
         const ExitCode code = session.Run(call);
         session.Leave();
         StopHurrying();
-        return code == DONE && output.IsClosed() ? FAILED : code;
+        const bool isPrinted = std::fflush(stdout) == 0 && !output.IsClosed();
+        return code == DONE && !isPrinted ? FAILED : code;
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "orvi-ai: %s\n", exception.what());
         return orvi_ai::FAILED;

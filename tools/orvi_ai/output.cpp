@@ -63,13 +63,17 @@ void Output::Call(const std::string& call, const std::string& function, const Ou
         return;
     }
     if (isDone) {
-        const std::string line = Bold(call) + "  done  " + Number("%.1f ms\n", milliseconds);
+        const std::string line = Bold(call) + "  done  " + Number("%.1f ms", milliseconds) +
+                                 (outcome.isOpenEnded ? ", goes on until Ctrl-C\n" : "\n");
         Print((isQuiet ? "" : line) + outcome.text);
         return;
     }
     Print(outcome.text);
     std::string text = call + " failed: " + function + " returned " + std::to_string(outcome.result);
     text += outcome.reason.empty() ? "" : "; " + outcome.reason;
+    if (outcome.reason.empty() && log.empty()) {
+        text += "; ORVI_LOG_LEVEL=info or ORVI_TRACE_LEVEL=error makes the library's log tell why";
+    }
     std::istringstream lines(log);
     for (std::string line; std::getline(lines, line);) {
         text += "\n  " + Printable(line);

@@ -18,6 +18,7 @@ struct Outcome {
     std::string json;    // the same as a JSON value; may be empty
     std::string reason;  // why it is a failure, where the log does not tell
     bool isNobodyThere = false;
+    bool isOpenEnded = false;  // the command goes on until it is interrupted
 };
 
 class Output {

@@ -4,6 +4,7 @@
 
 #include "calls.h"
 #include "command_line.h"
+#include "words.h"
 
 namespace orvi_ai {
 namespace {
@@ -40,7 +41,7 @@ Outcome RunScript(Session& session, const Call& call) {
     std::ifstream file;
     if (name != "-") {
         file.open(name);
-        if (!file) {
+        if (!file || !IsReadable(name)) {
             outcome.result = USAGE;
             outcome.reason = name + " cannot be read";
             return outcome;

@@ -29,10 +29,6 @@ int Session::Disconnect() {
     return OrviAiSrvApiDeinit();
 }
 
-int Session::PrepareCaptions() {
-    return isScript_ ? 0 : OrviAiSrvCaptionInit(&Events::OnCaption);
-}
-
 void Session::BecomeScript() {
     isScript_ = true;
     Events::PrintTo(&output_, {});
@@ -75,17 +71,20 @@ ExitCode Session::Tell(const Call& call, const Outcome& outcome, Clock::time_poi
 ExitCode Session::Run(const Call& call) {
     const Command& command = *call.command;
     if ((command.traits & WITHOUT_SERVICE) == 0 && !Connect()) {
-        output_.Error("nobody is there: the vision service does not run on this bus");
+        output_.Error("nobody is there: the vision service does not run on this bus, or the bus cannot be joined");
         return NOBODY_THERE;
     }
-    const bool goesOn = (command.traits & MAKES_EVENTS) != 0 && !isScript_;
+    const bool goesOn = (command.traits & (MAKES_EVENTS | GOES_ON)) != 0 && !isScript_;
     if (goesOn && *command.events != '\0') {
         Events::PrintTo(&output_, {{command.events, "bus.*", "service.*"}, {}});
     }
     (void)TakeLibraryLog();
     const Clock::time_point begin = Clock::now();
     Outcome outcome;
-    if (command.plain != nullptr) {
+    if (!isScript_ && command.prepare != nullptr && command.prepare() != 0) {
+        outcome.result = -1;
+        outcome.reason = "what it needs could not be made ready";
+    } else if (command.plain != nullptr) {
         outcome.result = command.plain();
     } else {
         outcome = command.run(*this, call);
@@ -96,6 +95,7 @@ ExitCode Session::Run(const Call& call) {
         }
         return static_cast<ExitCode>(outcome.result);
     }
+    outcome.isOpenEnded = goesOn && !call.duration && !call.count;
     const ExitCode code = Tell(call, outcome, begin);
     return code == DONE && goesOn ? GoOn(call) : code;
 }

@@ -38,9 +38,6 @@ class Session {
     int Disconnect();
     bool IsConnected() const { return isConnected_; }
 
-    // Captions made ready, unless they are; a script does this itself.
-    int PrepareCaptions();
-
     // Detectors by name; the empty name is the one created last.
     void Keep(const std::string& name, void* detector);
     void* Find(const std::string& name) const;

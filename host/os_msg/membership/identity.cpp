@@ -23,6 +23,7 @@ namespace orvi_bus {
 
 namespace {
 
+constexpr uint32_t kJoinersWaitMs = 2000;
 constexpr uint32_t kDyingHolderWaitMs = 500;
 
 // A process that was killed a moment ago may hold its name still.
@@ -86,13 +87,14 @@ int Identity::Join(const char* name) {
 }
 
 int Identity::TakeName(const Directory& directory, const char* name, std::string* why) {
-    const Deadline deadline(kDyingHolderWaitMs);
+    const bool again = Joined();
+    const Deadline deadline(again ? 0 : kDyingHolderWaitMs);
     for (;;) {
         pid_t holder = 0;
         {
-            const Fd others = TakeJoinLock(directory, why);
+            const Fd others = TakeJoinLock(directory, again ? 0 : kJoinersWaitMs, why);
             if (!others) {
-                return ORVI_BUS_E_SYSTEM;
+                return again && errno == EAGAIN ? ORVI_BUS_E_TIMEOUT : ORVI_BUS_E_SYSTEM;
             }
             RecordLook found;
             {

@@ -39,7 +39,8 @@ class Identity {
     bool InPlace() const;
     // Makes the record again, under the same number, and the private directory if that has gone: 0, or ORVI_BUS_E_...
     // and the reason in `why`, which is the caller's to tell. ORVI_BUS_E_NAME: another process has the name by now. The
-    // past of the name is forgotten: who looks for the first time after this is not told of it. Waits like Join.
+    // past of the name is forgotten: who looks for the first time after this is not told of it. Never waits
+    // for others: while one of them joins it fails with ORVI_BUS_E_TIMEOUT.
     int PutBack(std::string* why);
 
  private:

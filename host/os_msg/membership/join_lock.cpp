@@ -16,7 +16,6 @@ namespace orvi_bus {
 
 namespace {
 
-constexpr uint32_t kWaitMs = 2000;
 constexpr int kMostAttempts = 100;  // at a file that others make and remove at the same time
 
 Fd OpenOrMake(const Directory& directory, const std::string& path) {
@@ -52,9 +51,9 @@ bool IsAt(const Fd& file, const std::string& path) {
 
 }  // namespace
 
-Fd TakeJoinLock(const Directory& directory, std::string* why) {
+Fd TakeJoinLock(const Directory& directory, uint32_t waitMs, std::string* why) {
     const std::string path = JoinLockPath(directory);
-    const Deadline deadline(kWaitMs);
+    const Deadline deadline(waitMs);
     for (;;) {
         Fd file = OpenOrMake(directory, path);
         if (!file) {
@@ -77,6 +76,7 @@ Fd TakeJoinLock(const Directory& directory, std::string* why) {
                 *why = "no lock on " + path + ": " +
                        (holder > 0 ? "process " + std::to_string(holder) : std::string("another process")) +
                        " does not let go of it";
+                errno = EAGAIN;
                 return Fd();
             }
             const timespec nap{0, 2000000};

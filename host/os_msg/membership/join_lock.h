@@ -2,6 +2,7 @@
 #ifndef ORVI_HOST_OS_MSG_JOIN_LOCK_H
 #define ORVI_HOST_OS_MSG_JOIN_LOCK_H
 
+#include <cstdint>
 #include <string>
 
 #include "membership/directory.h"
@@ -9,11 +10,12 @@
 
 namespace orvi_bus {
 
-// Takes the lock; it is held until the descriptor is closed. Waits a bounded time for others, who hold it for as long as
-// a few file operations take. On failure the result is empty and `why` a clause that tells the reason.
+// Takes the lock; it is held until the descriptor is closed. Waits up to `waitMs` for others, who hold it for as long as
+// a few file operations take. On failure the result is empty and `why` a clause that tells the reason; errno
+// is EAGAIN when others had it all the time.
 //
 // A record lock belongs to the process: two threads of one must not take it at the same time.
-Fd TakeJoinLock(const Directory& directory, std::string* why);
+Fd TakeJoinLock(const Directory& directory, uint32_t waitMs, std::string* why);
 
 // A new file in the directory, which gives it its mode and group before it gets its name. Removed with the object unless
 // it was given one.

@@ -18,11 +18,6 @@ namespace {
 
 constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kPauseNs = 100 * kNsPerMs;  // until what failed for want of descriptors or memory is tried again
-constexpr int kMostAcceptedAtOnce = 8192;     // more than a backlog holds
-
-bool IsShortage(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
-}
 
 }  // namespace
 
@@ -35,8 +30,8 @@ Connections::~Connections() {
     budget_->Unregister(&waiter_);
 }
 
-bool Connections::AcceptAll() {
-    for (int i = 0; i < kMostAcceptedAtOnce; ++i) {
+bool Connections::Accept(int most) {
+    for (int i = 0; i < most; ++i) {
         Fd accepted = endpoint_->Accept();
         int error = accepted ? 0 : errno;
         if (error == 0) {
@@ -62,9 +57,7 @@ bool Connections::AcceptAll() {
                 Log(kLogError, "task '%s' cannot accept connections for now: %s", taskName_, strerror(error));
                 acceptRefused_ = true;
             }
-            if (acceptAgainNs_ == 0) {
-                endpoint_->Pause();
-            }
+            endpoint_->Pause();
             acceptAgainNs_ = MonotonicNs() + kPauseNs;
             return false;
         }
@@ -134,8 +127,15 @@ void Connections::OnEvent(Connection* connection, uint32_t events) {
     if ((events & ~static_cast<uint32_t>(EPOLLOUT)) != 0) {
         connection->readable = true;
         if (connection->state == Connection::State::kMute || connection->state == Connection::State::kOpen) {
-            ready_.Append(connection);
+            MakeReady(connection);
         }
+    }
+}
+
+// One that stands in the queue keeps its place there, whatever happens to it.
+void Connections::MakeReady(Connection* connection) {
+    if (!ready_.Holds(connection)) {
+        ready_.Append(connection);
     }
 }
 
@@ -156,7 +156,8 @@ void Connections::EndTurn(Connection* connection, bool more) {
         ready_.Remove(connection);
     }
     const bool mute = connection->state == Connection::State::kMute;
-    if (!mute && (connection->state != Connection::State::kOpen || !connection->reader.InsideFrame())) {
+    // With more to be done it is this loop that is late: what is held may be whole messages.
+    if (!mute && (more || connection->state != Connection::State::kOpen || !connection->reader.InsideFrame())) {
         timed_.Remove(connection);
         connection->suspected = false;
     } else if (connection->suspected && (mute || !connection->progressed)) {
@@ -175,7 +176,7 @@ void Connections::SeenEmpty(Connection* connection) {
 
 void Connections::ReconsiderWaiting() {
     for (Connection* connection = waiting_.First(); connection != nullptr; connection = connection->aside.next) {
-        ready_.Append(connection);
+        MakeReady(connection);
     }
 }
 

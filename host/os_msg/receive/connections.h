@@ -19,9 +19,11 @@ class Connections {
     Connections(const Connections&) = delete;
     Connections& operator=(const Connections&) = delete;
 
-    // Accepts all that wait. False when the descriptors or the memory ran out: some may be waiting still, and the loop
-    // accepts again after a while.
-    bool AcceptAll() ORVI_BUS_REQUIRES(kLoop);
+    // Accepts those that wait, up to `most`. False when the descriptors or the memory ran out: some may be waiting still,
+    // and the loop accepts again after a while.
+    static constexpr int kATurn = 16;
+    static constexpr int kAll = 8192;  // more than a backlog holds
+    bool Accept(int most) ORVI_BUS_REQUIRES(kLoop);
     void CloseAll() ORVI_BUS_REQUIRES(kLoop);
     // With one line that gives the reason; null: without one.
     void Close(Connection* connection, const char* reason) ORVI_BUS_REQUIRES(kLoop);
@@ -64,6 +66,7 @@ class Connections {
 
  private:
     static bool IsMeant(const Connection& connection, const Earlier& earlier) ORVI_BUS_REQUIRES(kLoop);
+    void MakeReady(Connection* connection) ORVI_BUS_REQUIRES(kLoop);
     void SetDeadline(Connection* connection) ORVI_BUS_REQUIRES(kLoop);
     void SendAnswers(int64_t nowNs) ORVI_BUS_REQUIRES(kLoop);
 

@@ -9,12 +9,11 @@
 #include <utility>
 
 #include "orvi_host_bus.h"
-#include "wire/bus_log.h"
 #include "wire/socket.h"
 
 namespace orvi_bus {
 
-int Endpoint::Open(const char* taskName) {
+int Endpoint::Open(const char* taskName, std::string* why) {
     const Directory& directory = self_.Where();
     const std::string path = EndpointPath(directory, self_.Name(), taskName);
     // Only this process makes names that begin with its own, so the name of the unfinished endpoint is free.
@@ -22,22 +21,25 @@ int Endpoint::Open(const char* taskName) {
     sockaddr_un address{};
     socklen_t length = 0;
     if (!MakeAddress(unfinished, &address, &length)) {
-        Log(kLogError, "cannot register task '%s': %s is too long for a socket's address", taskName, path.c_str());
+        *why = path + " is too long for a socket's address";
         return ORVI_BUS_E_ARGUMENT;
     }
     MutexLock lock(mutex_);
     (void)unlink(unfinished.c_str());
     Fd listener = Fd::StreamSocket(true);
+    struct stat status {};
     if (!listener || bind(listener.Get(), reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
         !AdoptSocket(directory, unfinished) || listen(listener.Get(), SOMAXCONN) != 0 ||
-        !loop_->Add(&source_, listener.Get(), EPOLLIN) || rename(unfinished.c_str(), path.c_str()) != 0) {
-        Log(kLogError, "cannot register task '%s' at %s: %s", taskName, path.c_str(), strerror(errno));
+        lstat(unfinished.c_str(), &status) != 0 || !loop_->Add(&source_, listener.Get(), EPOLLIN) ||
+        rename(unfinished.c_str(), path.c_str()) != 0) {
+        *why = path + ": " + strerror(errno);
         (void)unlink(unfinished.c_str());
         return ORVI_BUS_E_SYSTEM;
     }
     Drop();
     listener_ = std::move(listener);
     path_ = path;
+    file_ = FileId(status);
     return 0;
 }
 
@@ -51,13 +53,20 @@ void Endpoint::Drop() {
 
 void Endpoint::Unlink() const {
     MutexLock lock(mutex_);
-    (void)unlink(path_.c_str());
+    if (IsThere()) {
+        (void)unlink(path_.c_str());
+    }
 }
 
 bool Endpoint::InPlace() const {
     MutexLock lock(mutex_);
+    return IsThere();
+}
+
+bool Endpoint::IsThere() const {
     struct stat status {};
-    return lstat(path_.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
+    // What cannot be looked at is not known to have gone.
+    return lstat(path_.c_str(), &status) == 0 ? FileId(status) == file_ : errno != ENOENT && errno != ENOTDIR;
 }
 
 void Endpoint::Close() {
@@ -76,14 +85,12 @@ Fd Endpoint::Accept() {
 
 void Endpoint::Pause() {
     MutexLock lock(mutex_);
-    loop_->Remove(listener_.Get());
+    (void)loop_->Change(&source_, listener_.Get(), 0);  // taken out, it might not be let in again for want of memory
 }
 
 void Endpoint::Resume() {
     MutexLock lock(mutex_);
-    if (listener_) {
-        (void)loop_->Add(&source_, listener_.Get(), EPOLLIN);
-    }
+    (void)loop_->Change(&source_, listener_.Get(), EPOLLIN);
 }
 
 }  // namespace orvi_bus

@@ -4,7 +4,12 @@ namespace orvi_bus {
 
 bool Order::Identify(Connection* connection) {
     const Hello& hello = connection->hello;
-    switch (BackingOf(self_.Look(hello.procName), hello.incarnation, connection->peer.uid, connection->peer.pid)) {
+    const Presence presence = self_.Look(hello.procName);
+    Backing backing = BackingOf(presence, hello.incarnation, connection->peer.uid, connection->peer.pid);
+    if (backing == Backing::kUnknown && !IsShortage(presence.error)) {
+        backing = Backing::kNone;  // a record that others may not read stays so, and backs nothing
+    }
+    switch (backing) {
         case Backing::kUnknown:
             connections_->ReconsiderSoon();
             return false;
@@ -44,8 +49,14 @@ bool Order::GoesOn(Connection* connection) {
     if (connection->drainTick == 0) {
         connection->drainTick = connections_->AskFor({connection->peer.pid, 0, connection});
     }
-    if (!connections_->Drained({connection->peer.pid, 0, connection}, connection->drainTick) ||
-        MustWaitForStart(*connection)) {
+    if (!connections_->Drained({connection->peer.pid, 0, connection}, connection->drainTick)) {
+        return false;
+    }
+    if (MustWaitForStart(*connection)) {
+        // The watch looks. When it has found nothing to announce, the record has changed since the claim was held
+        // against it, and that is done again.
+        connection->identified = !connection->startAsked;
+        connection->startAsked = !connection->startAsked;
         return false;
     }
     connections_->MoveTo(connection, Connection::State::kOpen);

@@ -1,6 +1,5 @@
 #include "receive/peer_connection.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sys/epoll.h>
@@ -138,7 +137,6 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     if (sequence == 0 || pending_ != sequence) {
         return ORVI_BUS_E_STATE;
     }
-    pending_ = 0;
     FrameHeader header;
     header.kind = FrameKind::kReply;
     header.flags = data == nullptr ? kFlagNoData : uint16_t{0};
@@ -151,35 +149,39 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     int result = firstQueued_ == nullptr ? socket_.SendNow(&parcel) : ORVI_BUS_E_WOULD_BLOCK;
     if (result == ORVI_BUS_E_WOULD_BLOCK) {
         result = Enqueue(parcel) ? 0 : ORVI_BUS_E_GONE;
+    } else if (result == ORVI_BUS_E_SYSTEM && parcel.taken != 0) {
+        GiveUp(strerror(errno));  // half an answer would spoil what follows it
+    }
+    if (result != ORVI_BUS_E_SYSTEM) {
+        pending_ = 0;  // else it may be tried again
     }
     Trace(header, hello.procName, "", result);
     return result;
 }
 
-// False after the connection was given up: the peer reads too little of what it asks for. The loop sees its end.
+// Nothing more can be sent. The loop sees its end.
+void Connection::GiveUp(const char* reason) {
+    Log(kLogError, "ended a connection of %s (process %d, uid %u): %s", hello.procName, static_cast<int>(peer.pid),
+        static_cast<unsigned>(peer.uid), reason);
+    shutdown(socket_.Get(), SHUT_RDWR);
+    open_ = false;
+    DropQueue();
+}
+
+// False after the connection was given up: the peer reads too little of what it asks for.
 bool Connection::Enqueue(const Parcel& parcel) {
-    const size_t size = parcel.Left();
-    Queued made{nullptr, size, 0};
+    Queued made{nullptr, parcel.Left(), 0};
     const bool lent = budget_->TakeForAnswer(account_.get(), made.Cost());
     auto* queued = lent ? static_cast<Queued*>(malloc(made.Cost())) : nullptr;
     if (queued == nullptr) {
         if (lent) {
             budget_->GiveBackOfAnswer(account_.get(), made.Cost());
         }
-        Log(kLogError, "ended a connection of %s (process %d, uid %u): %s", hello.procName, static_cast<int>(peer.pid),
-            static_cast<unsigned>(peer.uid),
-            lent ? "there is no memory for its answer" : "it does not read its answers");
-        shutdown(socket_.Get(), SHUT_RDWR);
-        open_ = false;
+        GiveUp(lent ? "there is no memory for its answer" : "it does not read its answers");
         return false;
     }
     *queued = made;
-    const size_t ofHead = parcel.headSize - std::min(parcel.headSize, parcel.taken);
-    memcpy(queued->Bytes(), static_cast<const uint8_t*>(parcel.head) + parcel.headSize - ofHead, ofHead);
-    if (size != ofHead) {
-        const size_t ofData = size - ofHead;
-        memcpy(queued->Bytes() + ofHead, static_cast<const uint8_t*>(parcel.data) + parcel.dataSize - ofData, ofData);
-    }
+    parcel.CopyLeft(queued->Bytes());
     if (firstQueued_ == nullptr) {
         progressNs_ = MonotonicNs();
         firstQueued_ = queued;
@@ -205,8 +207,12 @@ bool Connection::SendQueued(int64_t nowNs) {
         if (result == ORVI_BUS_E_WOULD_BLOCK) {
             return nowNs - progressNs_ < LimitNs(GetSettings().sendWaitMs);
         }
-        if (result != 0) {
+        if (result == ORVI_BUS_E_GONE) {
             DropQueue();
+            break;
+        }
+        if (result != 0) {
+            GiveUp(strerror(errno));
             break;
         }
         firstQueued_ = queued->next;
@@ -222,6 +228,14 @@ bool Connection::SendQueued(int64_t nowNs) {
 int64_t Connection::AnswersDueNs() {
     MutexLock lock(mutex_);
     return firstQueued_ != nullptr ? progressNs_ + LimitNs(GetSettings().sendWaitMs) : INT64_MAX;
+}
+
+Connection::Unread Connection::UnreadAnswers() {
+    MutexLock lock(mutex_);
+    if (!open_) {
+        return Unread::kOver;
+    }
+    return firstQueued_ != nullptr ? Unread::kSome : Unread::kNone;
 }
 
 void Connection::DropQueue() {

@@ -59,8 +59,9 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     // What a connection in the state kWaiting waits for, see order.h.
     bool identified ORVI_BUS_GUARDED_BY(kLoop) = false;
     bool saysStarted ORVI_BUS_GUARDED_BY(kLoop) = false;
-    bool mustStart ORVI_BUS_GUARDED_BY(kLoop) = false;  // the start of its sender is to be announced first
-    uint64_t drainTick ORVI_BUS_GUARDED_BY(kLoop) = 0;  // when its predecessors were asked for, 0: not yet
+    bool mustStart ORVI_BUS_GUARDED_BY(kLoop) = false;   // the start of its sender is to be announced first
+    bool startAsked ORVI_BUS_GUARDED_BY(kLoop) = false;  // and its watch has been told to look
+    uint64_t drainTick ORVI_BUS_GUARDED_BY(kLoop) = 0;   // when its predecessors were asked for, 0: not yet
 
     // Reads what is there into the reader. kBytes or kNothing with `readable` telling whether there may be more; kNoRoom
     // when the peer's memory is spent; else the connection is to be closed, for the reason, null for an end in good order.
@@ -75,6 +76,9 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     bool SendQueued(int64_t nowNs);
     // When SendQueued would say so, INT64_MAX while nothing is queued.
     int64_t AnswersDueNs();
+    // kSome: answers wait. kOver: the connection was given up for what its peer does not read.
+    enum class Unread { kNone, kSome, kOver };
+    Unread UnreadAnswers();
     // It asked for memory and does so no longer.
     void StopWaiting() { budget_->StopWaiting(account_.get()); }
     void Close() ORVI_BUS_REQUIRES(kLoop);
@@ -93,6 +97,7 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
         uint8_t* Bytes() { return reinterpret_cast<uint8_t*>(this + 1); }
     };
     bool Enqueue(const Parcel& parcel) ORVI_BUS_REQUIRES(mutex_);
+    void GiveUp(const char* reason) ORVI_BUS_REQUIRES(mutex_);
     void DropQueue() ORVI_BUS_REQUIRES(mutex_);
 
     EventLoop* const loop_;

@@ -17,13 +17,11 @@ namespace orvi_bus {
 
 namespace {
 
-struct FreeBytes {
-    void operator()(void* bytes) const { free(bytes); }
-};
-
 // What a connection may have of the loop before the others get their turn.
 constexpr int kTurnMessages = 32;
-constexpr int kTurnReads = 16;
+constexpr int kTurnReads = 4;
+
+constexpr int64_t kRestoreEveryNs = 100000000;
 
 }  // namespace
 
@@ -76,11 +74,16 @@ int Task::Open() {
         Log(kLogError, "cannot register task '%s': %s", name_, strerror(errno));
         return ORVI_BUS_E_SYSTEM;
     }
-    return endpoint_.Open(name_);
+    std::string why;
+    const int result = endpoint_.Open(name_, &why);
+    if (result != 0) {
+        Log(kLogError, "cannot register task '%s': %s", name_, why.c_str());
+    }
+    return result;
 }
 
-int Task::Reopen() {
-    const int result = endpoint_.Open(name_);
+int Task::Reopen(std::string* why) {
+    const int result = endpoint_.Open(name_, why);
     if (result == 0) {
         watches_.WatchDirectoryAgain();
     }
@@ -132,7 +135,7 @@ int Task::Loop() {
         }
         int64_t until = 0;
         if (connections_.ReadyCount() == 0 && !(served && watches_.AnyUnsettled())) {
-            until = std::min(connections_.NextDeadlineNs(), watches_.NextDeadlineNs());
+            until = NextDeadlineNs();
         }
         epoll_event events[EventLoop::kMostEvents];
         const int count = loop_.Wait(until, events);
@@ -155,7 +158,7 @@ bool Task::HandleEvents(const epoll_event* events, int count) {
         auto* source = static_cast<Source*>(events[i].data.ptr);
         switch (source->kind) {
             case Source::Kind::kListener:
-                (void)connections_.AcceptAll();
+                (void)connections_.Accept(Connections::kATurn);
                 break;
             case Source::Kind::kWake:
                 loop_.TakeWake();
@@ -172,11 +175,25 @@ bool Task::HandleEvents(const epoll_event* events, int count) {
                 break;
         }
     }
-    return !lost || loop_.Interrupted() || restore_() == 0;
+    return !lost || loop_.Interrupted() || PutBack();
+}
+
+// False when the process has lost its place for good. What is refused for now is tried again.
+bool Task::PutBack() {
+    const int result = restore_();
+    if (result == 0) {
+        watches_.WatchDirectoryIfGone();
+    }
+    restoreNs_ = result == 0 ? INT64_MAX : MonotonicNs() + kRestoreEveryNs;
+    return result != ORVI_BUS_E_NAME && result != ORVI_BUS_E_DIRECTORY;
+}
+
+int64_t Task::NextDeadlineNs() {
+    return std::min({connections_.NextDeadlineNs(), watches_.NextDeadlineNs(), restoreNs_});
 }
 
 bool Task::KeepTime() {
-    const int64_t next = std::min(connections_.NextDeadlineNs(), watches_.NextDeadlineNs());
+    const int64_t next = NextDeadlineNs();
     if (next == INT64_MAX) {
         return true;
     }
@@ -185,7 +202,8 @@ bool Task::KeepTime() {
         return true;
     }
     connections_.OnTime(now);
-    return !watches_.OnTime(now) || restore_() == 0;
+    const bool look = watches_.OnTime(now) || now >= restoreNs_;
+    return !look || PutBack();
 }
 
 // Gives each connection that is ready its turn. True when there was one.
@@ -231,6 +249,15 @@ void Task::Serve(Connection* connection) {
                     return;
                 } else if (!Dispatch(connection, header, payload)) {
                     return;
+                } else if (!loop_.Interrupted()) {  // a forked child takes no lock
+                    const Connection::Unread unread = connection->UnreadAnswers();
+                    if (unread == Connection::Unread::kOver) {
+                        connections_.Close(connection, nullptr);  // what it asks for now nobody will read
+                        return;
+                    }
+                    if (unread == Connection::Unread::kSome) {
+                        messages = kTurnMessages;  // what it asks for costs more than it takes
+                    }
                 }
                 break;
             case FrameReader::Result::kMore: {
@@ -276,24 +303,27 @@ bool Task::Greet(Connection* connection, const uint8_t* hello) {
 // Hands a message to the handler. False when the connection was closed for want of memory.
 bool Task::Dispatch(Connection* connection, const FrameHeader& header, const uint8_t* payload) {
     // A copy of exactly the payload's size: aligned for any record, and a tool for memory faults sees a handler that
-    // reads too far.
-    std::unique_ptr<void, FreeBytes> data;
-    if (header.dataLen != 0) {
-        data.reset(malloc(header.dataLen));
-        if (!data) {
-            connections_.Close(connection, "there is no memory for its message");
-            return false;
+    // reads too far. Only for a large one that would take long, and keep the others waiting.
+    std::unique_ptr<uint8_t[], FrameReader::Free> data = connection->reader.TakeLarge();
+    if (!data) {
+        if (header.dataLen != 0) {
+            data.reset(static_cast<uint8_t*>(malloc(header.dataLen)));
+            if (!data) {
+                connections_.Close(connection, "there is no memory for its message");
+                return false;
+            }
+            memcpy(data.get(), payload, header.dataLen);
+            payload = data.get();
         }
-        memcpy(data.get(), payload, header.dataLen);
+        connection->reader.Consume();
     }
-    connection->reader.Consume();
     TagMsgBlock block{};
     block.senderUid = connection->peer.uid;
     block.msgId = header.msgId;
     SetName(block.recvProcName, self_->Name());
     SetName(block.recvTaskName, name_);
     block.dataLen = header.dataLen;
-    block.data = data.get();
+    block.data = header.dataLen != 0 ? const_cast<uint8_t*>(payload) : nullptr;
     OrviHostMsgSender sender{};
     if (connection->number != 0) {
         SetName(sender.procName, connection->hello.procName);

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <pthread.h>
+#include <string>
 
 #include "membership/identity.h"
 #include "orvi_os_msg.h"
@@ -24,7 +25,8 @@ namespace orvi_bus {
 
 class Task {
  public:
-    // `restore` puts the process's files back where they were deleted: 0 when they are in place.
+    // `restore` puts the process's files back where they were deleted: 0 when they are in place, NAME or DIRECTORY when
+    // they never will be.
     using Restore = int (*)();
     Task(Identity* self, Budget* budget, const char* name, OsMsgHandler handler, Restore restore);
     ~Task();
@@ -33,12 +35,12 @@ class Task {
 
     bool HasName(const char* name) const;
     // Makes the endpoint: from now on messages may be sent to the task.
-    int Open();
+    int Open();  // 0, or an error after a log line
     void RemoveEndpoint() { endpoint_.Unlink(); }
     // Any thread. The endpoint stands in the directory; if it was deleted, or the directory, Reopen makes it and the
     // watch of the directory again.
     bool InPlace() const { return endpoint_.InPlace(); }
-    int Reopen();
+    int Reopen(std::string* why);
 
     // Runs the loop on the calling thread.
     int Run();
@@ -57,6 +59,8 @@ class Task {
 
     int Loop() ORVI_BUS_REQUIRES(kLoop);
     bool HandleEvents(const epoll_event* events, int count) ORVI_BUS_REQUIRES(kLoop);
+    bool PutBack() ORVI_BUS_REQUIRES(kLoop);
+    int64_t NextDeadlineNs() ORVI_BUS_REQUIRES(kLoop);
     bool KeepTime() ORVI_BUS_REQUIRES(kLoop);
     bool ServeReady() ORVI_BUS_REQUIRES(kLoop);
     void Serve(Connection* connection) ORVI_BUS_REQUIRES(kLoop);
@@ -75,6 +79,7 @@ class Task {
     Connections connections_;
     Watches watches_;
     Order order_;
+    int64_t restoreNs_ ORVI_BUS_GUARDED_BY(kLoop) = INT64_MAX;  // when `restore_` is tried again
 };
 
 }  // namespace orvi_bus

@@ -23,6 +23,9 @@ constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kLookEveryNs = 50 * kNsPerMs;
 // A dying process gives up its presence a moment before its sockets.
 constexpr int64_t kDyingNs = 500 * kNsPerMs;
+// Changes that come faster than they are looked at keep nothing else waiting.
+constexpr int kTurnReads = 16;
+constexpr int kTurnSteps = 2 * (1 + static_cast<int>(Presence::kMostEarlier));  // a name's whole past
 
 // Presences appear by renaming, are written when their process starts and closed when it ends.
 constexpr uint32_t kDirectoryEvents = IN_MODIFY | IN_CLOSE_WRITE | IN_MOVED_TO | IN_DELETE | IN_MOVED_FROM |
@@ -99,12 +102,25 @@ void Watches::WatchDirectory() {
 
 void Watches::WatchDirectoryAgain() {
     MutexLock lock(mutex_);
+    Rewatch();
+}
+
+void Watches::WatchDirectoryIfGone() {
+    MutexLock lock(mutex_);
+    if (directoryGone_) {
+        Rewatch();
+    }
+}
+
+void Watches::Rewatch() {
+    directoryGone_ = false;
     if (first_.load() != nullptr) {
         if (directoryEvents_) {
             loop_->Remove(directoryEvents_.Get());
             directoryEvents_.Reset();
         }
         WatchDirectory();
+        lookAtAll_.store(true);
         loop_->Wake();
     }
 }
@@ -149,18 +165,20 @@ void Watches::OnProcessEnd(Watch* watch) {
     MarkDirty(watch);
 }
 
+// Files of this process were taken away, or others put in their place.
+bool Watches::ConcernsOwnFiles(uint32_t mask, const char* name) const {
+    return (mask & (IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO)) != 0 &&
+           (name == ownRecord_ || strncmp(name, ownPrefix_.c_str(), ownPrefix_.size()) == 0);
+}
+
 bool Watches::OnDirectoryEvents() {
     alignas(inotify_event) char buffer[4096];
-    int fd = -1;
-    {
-        MutexLock lock(mutex_);
-        fd = directoryEvents_.Get();
-    }
+    MutexLock lock(mutex_);  // the descriptor is to stay what it is
     bool lost = false;
-    for (;;) {
-        const ssize_t size = read(fd, buffer, sizeof(buffer));
+    for (int reads = 0; reads < kTurnReads; ++reads) {  // the kernel tells of what is left
+        const ssize_t size = read(directoryEvents_.Get(), buffer, sizeof(buffer));
         if (size <= 0) {
-            return lost;
+            break;
         }
         for (size_t at = 0; at < static_cast<size_t>(size);) {
             inotify_event event{};
@@ -168,11 +186,8 @@ bool Watches::OnDirectoryEvents() {
             const char* name = event.len != 0 ? buffer + at + sizeof(event) : "";
             const bool gone = (event.mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) != 0;
             const bool overflow = (event.mask & IN_Q_OVERFLOW) != 0;
-            if (gone || overflow ||
-                ((event.mask & (IN_DELETE | IN_MOVED_FROM)) != 0 &&
-                 (name == ownRecord_ || strncmp(name, ownPrefix_.c_str(), ownPrefix_.size()) == 0))) {
-                lost = true;
-            }
+            lost = lost || gone || overflow || ConcernsOwnFiles(event.mask, name);
+            directoryGone_ = directoryGone_ || gone;
             for (Watch* watch = first_.load(std::memory_order_acquire); watch != nullptr; watch = watch->next.get()) {
                 if (gone || overflow || watch->fileName == name) {
                     MarkDirty(watch);
@@ -181,6 +196,7 @@ bool Watches::OnDirectoryEvents() {
             at += sizeof(event) + event.len;
         }
     }
+    return lost;
 }
 
 void Watches::Settle() {
@@ -189,6 +205,9 @@ void Watches::Settle() {
         unsettled_.Append(watch);
     }
     seen_ = first;
+    if (lookAtAll_.exchange(false)) {
+        MarkAllDirty();
+    }
     // Each once: what is not settled then waits for something, or looks again when it is time to.
     for (size_t left = unsettled_.Size(); left != 0 && !loop_->Interrupted(); --left) {
         Watch* watch = unsettled_.First();
@@ -206,8 +225,8 @@ void Watches::Settle() {
 }
 
 void Watches::SettleOne(Watch* watch) {
-    while (!loop_->Interrupted()) {
-        if (watch->ending && !FinishEnd(watch)) {
+    for (int step = 0; step < kTurnSteps && !loop_->Interrupted(); ++step) {  // `dirty` tells of what is left
+        if (watch->ending && !IsBack(watch) && !FinishEnd(watch)) {
             return;
         }
         if (!watch->dirty || loop_->Interrupted()) {
@@ -221,10 +240,20 @@ void Watches::SettleOne(Watch* watch) {
     }
 }
 
+// The record of one that has not ended was deleted, and it has put it back.
+bool Watches::IsBack(Watch* watch) {
+    if (watch->endSeen || !watch->dirty) {
+        return false;
+    }
+    watch->dirty = false;
+    watch->ending = Decide(self_.Look(watch->procName), watch->known).what != Step::What::kNothing;
+    return !watch->ending;
+}
+
 // It cannot be looked at now: that tells nothing.
 void Watches::LookAgain(Watch* watch) {
     watch->dirty = true;
-    lookAtNs_ = std::max(lookAtNs_, MonotonicNs() + kLookEveryNs);
+    lookAgainNs_ = MonotonicNs() + kLookEveryNs;
 }
 
 // Carries the next step out. False when there is none to be taken now.
@@ -235,6 +264,7 @@ bool Watches::Carry(Watch* watch, const Presence& presence) {
             if (watch->known.current != 0) {
                 FollowProcess(watch);
             }
+            connections_->ReconsiderWaiting();  // one may wait for a start that its record told of a moment ago
             return watch->dirty;
         case Step::What::kLookAgain:
             LookAgain(watch);
@@ -269,7 +299,7 @@ bool Watches::FinishEnd(Watch* watch) {
     }
     const Connections::Earlier its{watch->known.pid, watch->known.current, nullptr};
     if (watch->drainTick == 0) {
-        if (!connections_->AcceptAll()) {
+        if (!connections_->Accept(Connections::kAll)) {
             return false;  // its last messages may wait where nobody can be accepted now
         }
         watch->drainTick = connections_->AskFor(its);
@@ -280,6 +310,7 @@ bool Watches::FinishEnd(Watch* watch) {
     const Incarnation ended{watch->known.current, watch->known.pid, true};
     watch->ending = false;
     watch->endSeen = false;
+    watch->dirty = true;  // what has come after it
     watch->known.settled = std::max(watch->known.settled, watch->known.current);
     watch->known.current = 0;
     watch->known.pid = 0;
@@ -334,7 +365,7 @@ int64_t Watches::NextDeadlineNs() {
     int64_t next = looking_.load() ? lookAtNs_ : INT64_MAX;
     for (Watch* watch = unsettled_.First(); watch != nullptr; watch = watch->unsettled.next) {
         if (!watch->ending) {
-            next = std::min(next, lookAtNs_);
+            next = std::min(next, lookAgainNs_);
         } else if (!watch->endSeen) {
             next = std::min(next, watch->endDueNs);
         }

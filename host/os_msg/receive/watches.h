@@ -68,8 +68,9 @@ class Watches {
     void OnProcessEnd(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     // True when files of this process may have been deleted from the directory.
     bool OnDirectoryEvents() ORVI_BUS_REQUIRES(kLoop);
-    // The directory was made anew.
+    // Any thread. The directory was made anew; or it may have been, where the kernel has told that it went.
     void WatchDirectoryAgain();
+    void WatchDirectoryIfGone();
 
     int64_t NextDeadlineNs() ORVI_BUS_REQUIRES(kLoop);
     // True when the process is to look after its own files too.
@@ -77,8 +78,11 @@ class Watches {
 
  private:
     void WatchDirectory() ORVI_BUS_REQUIRES(mutex_);
+    void Rewatch() ORVI_BUS_REQUIRES(mutex_);
+    bool ConcernsOwnFiles(uint32_t mask, const char* name) const;
     void StartLooking(int error);
     void SettleOne(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
+    bool IsBack(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     void LookAgain(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     bool Carry(Watch* watch, const Presence& presence) ORVI_BUS_REQUIRES(kLoop);
     bool FinishEnd(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
@@ -96,13 +100,16 @@ class Watches {
 
     Mutex mutex_;
     Fd directoryEvents_ ORVI_BUS_GUARDED_BY(mutex_);
+    bool directoryGone_ ORVI_BUS_GUARDED_BY(mutex_) = false;     // the one that they tell of
     std::unique_ptr<Watch> newest_ ORVI_BUS_GUARDED_BY(mutex_);  // the list grows at this end only
     std::atomic<Watch*> first_{nullptr};                         // the same, for the loop
-    std::atomic<bool> looking_{false};  // the kernel does not tell of all changes: look from time to time
+    std::atomic<bool> looking_{false};    // the kernel does not tell of all changes: look from time to time
+    std::atomic<bool> lookAtAll_{false};  // it may not have told of some
 
     LinkedList<Watch, &Watch::unsettled> unsettled_ ORVI_BUS_GUARDED_BY(kLoop);
     const Watch* seen_ ORVI_BUS_GUARDED_BY(kLoop) = nullptr;  // the newest that Settle knows
-    int64_t lookAtNs_ ORVI_BUS_GUARDED_BY(kLoop) = 0;
+    int64_t lookAtNs_ ORVI_BUS_GUARDED_BY(kLoop) = 0;         // while `looking_`
+    int64_t lookAgainNs_ ORVI_BUS_GUARDED_BY(kLoop) = 0;      // at what could not be looked at
 };
 
 }  // namespace orvi_bus

@@ -1,6 +1,5 @@
 #include "send/outgoing.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -69,19 +68,13 @@ int Outgoing::Send(const FrameHeader& header, const void* data, const Hello& hel
 
 // False when there is no memory.
 bool Outgoing::KeepRest(const Parcel& parcel) {
-    const size_t left = parcel.Left();
-    rest_.reset(static_cast<uint8_t*>(malloc(left)));
+    rest_.reset(static_cast<uint8_t*>(malloc(parcel.Left())));
     if (!rest_) {
         errno = ENOMEM;
         return false;
     }
-    const size_t ofHead = parcel.headSize - std::min(parcel.headSize, parcel.taken);
-    memcpy(rest_.get(), static_cast<const uint8_t*>(parcel.head) + parcel.headSize - ofHead, ofHead);
-    if (left != ofHead) {
-        const size_t ofData = left - ofHead;
-        memcpy(rest_.get() + ofHead, static_cast<const uint8_t*>(parcel.data) + parcel.dataSize - ofData, ofData);
-    }
-    restSize_ = left;
+    parcel.CopyLeft(rest_.get());
+    restSize_ = parcel.Left();
     restTaken_ = 0;
     return true;
 }

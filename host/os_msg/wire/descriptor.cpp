@@ -73,15 +73,12 @@ class Registry {
     static void AfterForkInParent() ORVI_BUS_TSA(no_thread_safety_analysis) { Get().mutex_.Unlock(); }
     static void AfterForkInChild() ORVI_BUS_TSA(no_thread_safety_analysis) {
         Registry& registry = Get();
-        bool member = false;
         for (size_t fd = 0; fd < registry.ours_.size(); ++fd) {
             if (registry.ours_[fd]) {
                 close(static_cast<int>(fd));
-                member = true;
+                registry.ours_[fd] = false;  // the child's own from now on, and its children's
+                g_forkedChild.store(true);
             }
-        }
-        if (member) {
-            g_forkedChild.store(true);
         }
         registry.mutex_.Unlock();
     }
@@ -92,6 +89,10 @@ class Registry {
 };
 
 }  // namespace
+
+bool IsShortage(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+}
 
 bool InForkedChild() {
     return g_forkedChild.load(std::memory_order_relaxed);

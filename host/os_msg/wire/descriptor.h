@@ -40,6 +40,9 @@ class Fd {
     int fd_ = -1;
 };
 
+// What the errno says is that descriptors or memory ran out: tried again later, the same may succeed.
+bool IsShortage(int error);
+
 // True in a child whose parent had descriptors here when it forked: it was on the bus. In such a child other threads'
 // locks may be held for ever: check this before any lock of the bus is taken.
 bool InForkedChild();

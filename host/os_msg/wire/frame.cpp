@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace orvi_bus {
 
@@ -157,6 +158,15 @@ void FrameReader::Consume() {
     greeted_ = true;  // whatever a task is sent begins with the hello
     begin_ += frameSize_;
     frameSize_ = 0;
+}
+
+std::unique_ptr<uint8_t[], FrameReader::Free> FrameReader::TakeLarge() {
+    if (frameSize_ <= kKeptCapacity || begin_ != 0 || end_ != frameSize_) {
+        return nullptr;
+    }
+    greeted_ = true;
+    capacity_ = end_ = frameSize_ = 0;
+    return std::move(buffer_);
 }
 
 size_t FrameReader::CapacityAfterRoom() const {

@@ -74,9 +74,15 @@ class FrameReader {
     explicit FrameReader(Direction direction) : direction_(direction) {}
 
     // The next frame, if it is complete; it stays the next one until Consume. `payload` is valid until the next call of
-    // Room or Trim. After kBad the stream is lost: Complaint tells why.
+    // Room, Trim or TakeLarge. After kBad the stream is lost: Complaint tells why.
     Result Next(FrameHeader* header, const uint8_t** payload);
     void Consume();
+    // Instead of Consume, for a frame that is large and all that is held: hands the buffer over, in which the payload
+    // lies, aligned for 8 bytes. Else null, and the frame stays the next one.
+    struct Free {
+        void operator()(uint8_t* bytes) const;
+    };
+    std::unique_ptr<uint8_t[], Free> TakeLarge();
     // A whole frame or what is none is held: Next will not answer kMore.
     bool HasFrame();
     const char* Complaint() const { return complaint_; }
@@ -95,9 +101,6 @@ class FrameReader {
     size_t Held() const { return end_ - begin_; }
 
  private:
-    struct Free {
-        void operator()(uint8_t* bytes) const;
-    };
     static constexpr size_t kKeptCapacity = size_t{64} * 1024;  // Trim gives back a larger one
 
     const char* Judge(const uint8_t* at, FrameHeader* header) const;

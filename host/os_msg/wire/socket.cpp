@@ -1,5 +1,6 @@
 #include "wire/socket.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
@@ -17,6 +18,15 @@ bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* lengt
     memcpy(address->sun_path, path.c_str(), path.size() + 1);
     *length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size() + 1);
     return true;
+}
+
+void Parcel::CopyLeft(uint8_t* out) const {
+    const size_t ofHead = headSize - std::min(headSize, taken);
+    memcpy(out, static_cast<const uint8_t*>(head) + headSize - ofHead, ofHead);
+    const size_t ofData = Left() - ofHead;
+    if (ofData != 0) {
+        memcpy(out + ofHead, static_cast<const uint8_t*>(data) + dataSize - ofData, ofData);
+    }
 }
 
 int Socket::Connect(const std::string& path, const Deadline* deadline, Socket* connected) {

@@ -35,6 +35,7 @@ struct Parcel {
     size_t dataSize;
     size_t taken = 0;
     size_t Left() const { return headSize + dataSize - taken; }
+    void CopyLeft(uint8_t* out) const;
 };
 
 class Socket {

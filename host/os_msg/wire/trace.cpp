@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cinttypes>
 #include <cstdio>
+#include <new>
 #include <string>
 #include <sys/socket.h>
 
@@ -44,7 +45,8 @@ void StartTrace(const std::string& monitorSocket, const char* procName) {
     g_tracing = true;
 }
 
-void TraceFrame(const FrameHeader& header, const char* toProc, const char* toTask, int result) {
+// Throws nothing: the message has gone already.
+void TraceFrame(const FrameHeader& header, const char* toProc, const char* toTask, int result) try {
     const Monitor& monitor = Monitor::Get();
     char line[320];
     const std::string task = *toTask != '\0' ? EncodeName(toTask) : "-";
@@ -56,6 +58,8 @@ void TraceFrame(const FrameHeader& header, const char* toProc, const char* toTas
                                      reinterpret_cast<const sockaddr*>(&monitor.address), monitor.length) != size) {
         g_lost.fetch_add(1, std::memory_order_relaxed);
     }
+} catch (const std::bad_alloc&) {
+    g_lost.fetch_add(1, std::memory_order_relaxed);
 }
 
 }  // namespace orvi_bus
