@@ -151,3 +151,9 @@ Peer& BusTest::StartWatcher() {
     EXPECT_EQ(watcher.Ask("run w"), "0");
     return watcher;
 }
+
+void BusPair::SetUp() {
+    BusTest::SetUp();
+    server = &StartTask("server", "t");
+    client = &StartTask("client", "c");
+}

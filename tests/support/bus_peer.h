@@ -87,6 +87,15 @@ class BusTest : public testing::Test {
 // Permissions of a file; 0 when it is not there.
 mode_t ModeOf(const std::string& path);
 
+// With a process "server" that runs the task "t", and another, "client" with "c".
+class BusPair : public BusTest {
+ protected:
+    void SetUp() override;
+
+    Peer* server = nullptr;
+    Peer* client = nullptr;
+};
+
 inline long LinesOf(const std::string& text) {
     return std::count(text.begin(), text.end(), '\n');
 }
