@@ -60,9 +60,15 @@ check_scripts() {
     } | for_each shellcheck -x
 }
 
-# Each header that others include compiles by itself, with nothing included before it and twice in a row.
+# No two headers have one name, so that an include means one file. Each header that others include compiles by itself,
+# with nothing included before it and twice in a row.
 check_headers() {
-    local bad=0 header language
+    local bad=0 header language twice
+    twice=$(list_files "${product_dirs[@]}" tests bench -- '*.h' | sed 's,.*/,,' | sort | uniq -d)
+    if [[ -n $twice ]]; then
+        printf 'several headers have this name: %s\n' $twice
+        bad=1
+    fi
     local base=(-I "$root/include" -I "$root/platform" -Wall -Wextra -pedantic -Werror -fsyntax-only)
     while read -r header; do
         for language in c:c11 c++:c++11 c++:c++14 c++:c++17 c++:c++20; do

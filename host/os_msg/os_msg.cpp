@@ -2,11 +2,12 @@
 #include <new>
 
 #include "membership/directory.h"
+#include "orvi_host_api.h"
 #include "orvi_host_bus.h"
 #include "orvi_os_msg.h"
 #include "process.h"
-#include "receive/connection.h"
 #include "receive/message_token.h"
+#include "receive/peer_connection.h"
 #include "receive/task.h"
 #include "send/reply_block.h"
 #include "send/sender.h"
@@ -15,8 +16,6 @@
 #include "wire/descriptor.h"
 #include "wire/frame.h"
 #include "wire/settings.h"
-
-#define ORVI_BUS_EXPORT __attribute__((visibility("default")))
 
 namespace {
 
@@ -46,7 +45,7 @@ int CheckMessage(const TagMsgBlock* message, const char* operation) {
         return Refuse(ORVI_BUS_E_ARGUMENT, operation, "the receiver's names are empty or lack their NUL");
     }
     if (message->dataLen > orvi_bus::kMaxDataLen) {
-        return Refuse(ORVI_BUS_E_ARGUMENT, operation, "the payload has more than 16 MiB");
+        return Refuse(ORVI_BUS_E_ARGUMENT, operation, "the payload has more than " ORVI_BUS_MOST_TEXT);
     }
     if (message->dataLen != 0 && message->data == nullptr) {
         return Refuse(ORVI_BUS_E_ARGUMENT, operation, "a length without a payload");
@@ -93,7 +92,7 @@ int CheckEntry(const OsMsgSubscribeEntry& entry) {
 
 extern "C" {
 
-ORVI_BUS_EXPORT int OsMsgGetProcName(char* name, uint32_t size) {
+ORVI_HOST_API int OsMsgGetProcName(char* name, uint32_t size) {
     if (name == nullptr || size < OS_MSG_NAME_SIZE) {
         return ORVI_BUS_E_ARGUMENT;
     }
@@ -107,7 +106,7 @@ ORVI_BUS_EXPORT int OsMsgGetProcName(char* name, uint32_t size) {
     return 0;
 }
 
-ORVI_BUS_EXPORT int OsMsgInit(const char* procName) {
+ORVI_HOST_API int OsMsgInit(const char* procName) {
     if (orvi_bus::InForkedChild()) {
         return Refuse(ORVI_BUS_E_FORKED, "OsMsgInit", "a forked child of a member cannot join");
     }
@@ -117,17 +116,17 @@ ORVI_BUS_EXPORT int OsMsgInit(const char* procName) {
     return WithoutThrowing("OsMsgInit", [procName] { return Process::Get().Self().Join(procName); });
 }
 
-ORVI_BUS_EXPORT int OsMsgRegLogFunc(OsMsgLogFunc func) {
+ORVI_HOST_API int OsMsgRegLogFunc(OsMsgLogFunc func) {
     orvi_bus::SetLogFunction(func);
     return 0;
 }
 
-ORVI_BUS_EXPORT int OsMsgSetLogLevel(uint32_t level) {
+ORVI_HOST_API int OsMsgSetLogLevel(uint32_t level) {
     orvi_bus::SetLogLevel(level);
     return 0;
 }
 
-ORVI_BUS_EXPORT int OsMsgRegTask(const char* taskName, uint32_t queueSize, OsMsgHandler handler) {
+ORVI_HOST_API int OsMsgRegTask(const char* taskName, uint32_t queueSize, OsMsgHandler handler) {
     if (!orvi_bus::IsName(taskName) || queueSize == 0 || handler == nullptr) {
         return Refuse(ORVI_BUS_E_ARGUMENT, "OsMsgRegTask",
                       "a task needs a name of 1 to 15 bytes, a queue and a handler");
@@ -139,7 +138,7 @@ ORVI_BUS_EXPORT int OsMsgRegTask(const char* taskName, uint32_t queueSize, OsMsg
     return WithoutThrowing("OsMsgRegTask", [=] { return Process::Get().AddTask(taskName, handler); });
 }
 
-ORVI_BUS_EXPORT int OsMsgUnregTask(const char* procName, uint32_t cpu, const char* taskName) {
+ORVI_HOST_API int OsMsgUnregTask(const char* procName, uint32_t cpu, const char* taskName) {
     const int result = CheckMember("OsMsgUnregTask");
     if (result != 0) {
         return result;
@@ -151,7 +150,7 @@ ORVI_BUS_EXPORT int OsMsgUnregTask(const char* procName, uint32_t cpu, const cha
     return Process::Get().RemoveTask(taskName);
 }
 
-ORVI_BUS_EXPORT int OsMsgSubscribeEvent(const OsMsgSubscribeEntry* entries, uint32_t count) {
+ORVI_HOST_API int OsMsgSubscribeEvent(const OsMsgSubscribeEntry* entries, uint32_t count) {
     int result = CheckMember("OsMsgSubscribeEvent");
     if (result == 0 && (entries == nullptr || count == 0)) {
         result = Refuse(ORVI_BUS_E_ARGUMENT, "OsMsgSubscribeEvent", "no entries");
@@ -168,7 +167,7 @@ ORVI_BUS_EXPORT int OsMsgSubscribeEvent(const OsMsgSubscribeEntry* entries, uint
     return result;
 }
 
-ORVI_BUS_EXPORT int OsMsgTaskRoutineByName(const char* taskName) {
+ORVI_HOST_API int OsMsgTaskRoutineByName(const char* taskName) {
     const int result = CheckMember("OsMsgTaskRoutineByName");
     if (result != 0) {
         return result;
@@ -181,7 +180,7 @@ ORVI_BUS_EXPORT int OsMsgTaskRoutineByName(const char* taskName) {
     return WithoutThrowing("OsMsgTaskRoutineByName", [&task] { return task->Run(); });
 }
 
-ORVI_BUS_EXPORT int OsMsgAsynSend(TagMsgBlock* message) {
+ORVI_HOST_API int OsMsgAsynSend(TagMsgBlock* message) {
     const int result = CheckMessage(message, "OsMsgAsynSend");
     if (result != 0) {
         return result;
@@ -191,7 +190,7 @@ ORVI_BUS_EXPORT int OsMsgAsynSend(TagMsgBlock* message) {
     });
 }
 
-ORVI_BUS_EXPORT int OsMsgSynSend(TagMsgBlock* message, TagMsgBlock** reply, uint32_t waitMs) {
+ORVI_HOST_API int OsMsgSynSend(TagMsgBlock* message, TagMsgBlock** reply, uint32_t waitMs) {
     if (reply == nullptr) {
         return Refuse(ORVI_BUS_E_ARGUMENT, "OsMsgSynSend", "no place for the reply");
     }
@@ -212,7 +211,7 @@ ORVI_BUS_EXPORT int OsMsgSynSend(TagMsgBlock* message, TagMsgBlock** reply, uint
     });
 }
 
-ORVI_BUS_EXPORT int OsMsgSynRespFree(TagMsgBlock* reply) {
+ORVI_HOST_API int OsMsgSynRespFree(TagMsgBlock* reply) {
     if (reply == nullptr) {
         return Refuse(ORVI_BUS_E_ARGUMENT, "OsMsgSynRespFree", "no block");
     }
@@ -220,11 +219,11 @@ ORVI_BUS_EXPORT int OsMsgSynRespFree(TagMsgBlock* reply) {
     return 0;
 }
 
-ORVI_BUS_EXPORT int OrviHostMsgWantsReply(const TagMsgBlock* message) {
+ORVI_HOST_API int OrviHostMsgWantsReply(const TagMsgBlock* message) {
     return message != nullptr && orvi_bus::TokenOf(*message).sequence != 0 ? 1 : 0;
 }
 
-ORVI_BUS_EXPORT int OrviHostMsgReply(const TagMsgBlock* request, const void* data, uint32_t dataLen) {
+ORVI_HOST_API int OrviHostMsgReply(const TagMsgBlock* request, const void* data, uint32_t dataLen) {
     const int result = CheckMember("OrviHostMsgReply");
     if (result != 0) {
         return result;
@@ -233,7 +232,8 @@ ORVI_BUS_EXPORT int OrviHostMsgReply(const TagMsgBlock* request, const void* dat
         return Refuse(ORVI_BUS_E_ARGUMENT, "OrviHostMsgReply", "not a request");
     }
     if (dataLen > orvi_bus::kMaxDataLen || (data == nullptr && dataLen != 0)) {
-        return Refuse(ORVI_BUS_E_ARGUMENT, "OrviHostMsgReply", "a length of more than 16 MiB or without a payload");
+        return Refuse(ORVI_BUS_E_ARGUMENT, "OrviHostMsgReply",
+                      "a length of more than " ORVI_BUS_MOST_TEXT " or without a payload");
     }
     const orvi_bus::MessageToken token = orvi_bus::TokenOf(*request);
     const std::shared_ptr<orvi_bus::Connection> connection = orvi_bus::Connection::ById(token.connection);
@@ -244,11 +244,11 @@ ORVI_BUS_EXPORT int OrviHostMsgReply(const TagMsgBlock* request, const void* dat
                            [&] { return connection->Answer(token.sequence, request->msgId, data, dataLen); });
 }
 
-ORVI_BUS_EXPORT int OrviHostMsgGetSender(const TagMsgBlock* message, OrviHostMsgSender* sender) {
+ORVI_HOST_API int OrviHostMsgGetSender(const TagMsgBlock* message, OrviHostMsgSender* sender) {
     return message != nullptr && sender != nullptr && orvi_bus::SenderOf(*message, sender) ? 0 : ORVI_BUS_E_ARGUMENT;
 }
 
-ORVI_BUS_EXPORT int OrviHostMsgTrySend(const TagMsgBlock* message) {
+ORVI_HOST_API int OrviHostMsgTrySend(const TagMsgBlock* message) {
     const int result = CheckMessage(message, "OrviHostMsgTrySend");
     if (result != 0) {
         return result;
@@ -256,7 +256,7 @@ ORVI_BUS_EXPORT int OrviHostMsgTrySend(const TagMsgBlock* message) {
     return WithoutThrowing("OrviHostMsgTrySend", [=] { return orvi_bus::TrySend(Process::Get().Self(), *message); });
 }
 
-ORVI_BUS_EXPORT int OrviHostMsgAwaitRoom(int wake, uint32_t waitMs) {
+ORVI_HOST_API int OrviHostMsgAwaitRoom(int wake, uint32_t waitMs) {
     const int result = CheckMember("OrviHostMsgAwaitRoom");
     if (result != 0) {
         return result;
@@ -264,7 +264,7 @@ ORVI_BUS_EXPORT int OrviHostMsgAwaitRoom(int wake, uint32_t waitMs) {
     return WithoutThrowing("OrviHostMsgAwaitRoom", [=] { return orvi_bus::AwaitRoom(wake, waitMs); });
 }
 
-ORVI_BUS_EXPORT int OrviHostMsgStopRoutine(const char* taskName) {
+ORVI_HOST_API int OrviHostMsgStopRoutine(const char* taskName) {
     const int result = CheckMember("OrviHostMsgStopRoutine");
     if (result != 0) {
         return result;
@@ -278,7 +278,7 @@ ORVI_BUS_EXPORT int OrviHostMsgStopRoutine(const char* taskName) {
     return 0;
 }
 
-ORVI_BUS_EXPORT uint32_t OrviHostMsgOutstandingReplies(void) {
+ORVI_HOST_API uint32_t OrviHostMsgOutstandingReplies(void) {
     return orvi_bus::OutstandingReplyBlocks();
 }
 

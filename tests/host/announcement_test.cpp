@@ -184,43 +184,43 @@ class Enumeration {
  public:
     size_t stories = 0;
 
-    // The watcher's turn: it does nothing, subscribes, looks in vain, or looks and carries out one step or all.
+    // The watcher's turn, then the name's.
     void Watch(const Story& story, int opsLeft) {
-        if (testing::Test::HasFatalFailure()) {
-            return;
-        }
-        Continue(story, "", opsLeft, [](Story*) {});
-        if (story.watcher.before == 0) {
-            Story subscribed = story;
-            subscribed.watcher.Begin(subscribed.life);
-            subscribed.text += "[subscribe] ";
-            Continue(subscribed, "", opsLeft, [](Story*) {});
-            WithLooks(subscribed, opsLeft);
-        } else {
-            WithLooks(story, opsLeft);
+        for (int act = 0; act < kActs && !testing::Test::HasFatalFailure(); ++act) {
+            Story acted = story;
+            if (Take(static_cast<Act>(act), &acted)) {
+                Continue(acted, opsLeft);
+            }
         }
     }
 
  private:
-    void WithLooks(const Story& story, int opsLeft) {
-        Continue(story, "[look] ", opsLeft,
-                 [](Story* next) { next->watcher.Look(next->life.Look(), next->life.Now(), false); });
-        Continue(story, "[one step] ", opsLeft,
-                 [](Story* next) { next->watcher.Look(next->life.Look(), next->life.Now(), true); });
-        if (story.watcher.firstLook == 0) {
-            Continue(story, "[in vain] ", opsLeft, [](Story* next) {
-                Presence unknown;
-                unknown.seen = Presence::Seen::kUnknown;
-                next->watcher.Look(unknown, next->life.Now(), false);
-            });
+    // kOneStep: looks, and carries out one step instead of all.
+    enum Act { kNothing, kSubscribe, kLook, kOneStep, kLookInVain, kActs };
+
+    // False when it cannot be done now.
+    static bool Take(Act act, Story* story) {
+        Watcher& watcher = story->watcher;
+        if (act == kNothing) {
+            return true;
         }
+        if (act == kSubscribe ? watcher.before != 0 : act == kLookInVain && watcher.firstLook != 0) {
+            return false;
+        }
+        if (watcher.before == 0) {
+            watcher.Begin(story->life);
+        }
+        if (act != kSubscribe) {
+            Presence unknown;
+            unknown.seen = Presence::Seen::kUnknown;
+            watcher.Look(act == kLookInVain ? unknown : story->life.Look(), story->life.Now(), act == kOneStep);
+        }
+        static const char* const kNames[] = {"", "[subscribe] ", "[look] ", "[one step] ", "[in vain] "};
+        story->text += kNames[act];
+        return true;
     }
 
-    template <typename Act>
-    void Continue(const Story& story, const char* text, int opsLeft, Act act) {
-        Story acted = story;
-        acted.text += text;
-        act(&acted);
+    void Continue(Story acted, int opsLeft) {
         if (opsLeft == 0) {
             if (acted.watcher.before != 0) {
                 ++stories;

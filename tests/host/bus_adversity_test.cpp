@@ -6,7 +6,7 @@
 
 #include "bus_peer.h"
 #include "bus_peer_ids.h"
-#include "membership/record.h"
+#include "membership/presence_record.h"
 #include "raw_socket.h"
 
 namespace {

@@ -172,26 +172,24 @@ TEST_F(BusTest, UnreadAnswersHoldUpNobody) {
 }
 
 // Thousands of messages are held of one connection when another's comes: each gets its turn.
-TEST_F(BusTest, AFloodStarvesNobody) {
+TEST_F(BusPair, AFloodStarvesNobody) {
     constexpr uint32_t kFlood = 2000;
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    EXPECT_EQ(client.Ask("call server t 3 1 0"), "reply 1 uid " + kUid);
+    EXPECT_EQ(client->Ask("call server t 3 1 0"), "reply 1 uid " + kUid);
     const Socket socket(directory + "/server:t");
     socket.Send(Greeting("raw", 1) + Frame(FrameKind::kOneWay, 0, kNote, Payload(60000)));
-    ASSERT_EQ(server.Next(), "message t 1 60000 " + kUid);  // the server has a large buffer for it
-    HoldUp(&server, "server", "t");
+    ASSERT_EQ(server->Next(), "message t 1 60000 " + kUid);  // the server has a large buffer for it
+    HoldUp(server, "server", "t");
     const Bytes note = Frame(FrameKind::kOneWay, 0, kNote, {});
     Bytes flood;
     for (uint32_t i = 0; i < kFlood; ++i) {
         flood.insert(flood.end(), note.begin(), note.end());
     }
     socket.Send(flood);
-    ASSERT_EQ(client.Ask("send server t 2 7"), "0");
-    ASSERT_EQ(server.Ask("release 1"), "0");
+    ASSERT_EQ(client->Ask("send server t 2 7"), "0");
+    ASSERT_EQ(server->Ask("release 1"), "0");
     Lines seen;
     while (seen.size() <= kFlood + 1) {
-        seen.push_back(server.Next());
+        seen.push_back(server->Next());
         ASSERT_NE(seen.back(), "(ended)");
     }
     const auto honest = std::find(seen.begin(), seen.end(), "message t 2 7 " + kUid);

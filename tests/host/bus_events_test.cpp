@@ -33,20 +33,6 @@ TEST_F(BusEvents, OnlyTransitionsAreReported) {
     EXPECT_EQ(watcher.Ask("watch w 0123456789abcdef"), "1");
 }
 
-// A process may send before it runs a receive loop; that is when it counts as started.
-TEST_F(BusEvents, AProcessHasStartedWhenItsFirstLoopRuns) {
-    Peer& watcher = StartWatcher();
-    Peer& server = Start();
-    ASSERT_EQ(server.Ask("join server"), "0");
-    ASSERT_EQ(server.Ask("task t"), "0");
-    EXPECT_EQ(server.Ask("call watcher w 2 1 0"), "reply 1 uid" + kUid);
-    EXPECT_EQ(watcher.Next(), "message w 2 1" + kUid);
-    ASSERT_EQ(server.Ask("run t"), "0");
-    EXPECT_EQ(watcher.Next(), kStart);
-    server.Kill();
-    EXPECT_EQ(watcher.Next(), kExit);
-}
-
 TEST_F(BusEvents, AProcessMayWatchItself) {
     Peer& self = Start();
     ASSERT_EQ(self.Ask("join server"), "0");

@@ -153,19 +153,6 @@ TEST(BusFrame, AFrameInTheWrongPlaceIsRefusedAtItsHeader) {
     }
 }
 
-TEST(BusFrame, ALengthThatIsOneOffIsFoundAtTheNextFrame) {
-    for (const int off : {-1, 1}) {
-        Bytes bytes = Frame(FrameKind::kReply, 1, 1, Bytes(36, 1));
-        Put32(&bytes, 16, static_cast<uint32_t>(static_cast<int>(kHeaderSize) + 36 + off));
-        const Bytes next = Frame(FrameKind::kReply, 2, 2, Bytes(36, 1));
-        bytes.insert(bytes.end(), next.begin(), next.end());
-        Sink sink(FrameReader::Direction::kToCaller);
-        sink.Feed(bytes.data(), bytes.size());
-        ASSERT_EQ(sink.frames.size(), 2U) << off;
-        EXPECT_EQ(sink.frames[1], "bad") << off;
-    }
-}
-
 TEST(BusFrame, TheLargestFramePassesAndItsBufferIsGivenBack) {
     const Bytes large = Frame(FrameKind::kReply, 1, 1, Bytes(kMaxDataLen, 5));
     Sink sink(FrameReader::Direction::kToCaller);

@@ -22,24 +22,22 @@ std::string Reply(uint32_t length) {
     return "reply " + std::to_string(length) + " uid " + kUid;
 }
 
-TEST_F(BusTest, RepliesTellNoDataFromLengthZero) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    EXPECT_EQ(client.Ask(Call(kEcho, 36)), Reply(36));
-    EXPECT_EQ(server.Next(), Message("t", kEcho, 36));
-    EXPECT_EQ(client.Ask(Call(kEcho, 0)), Reply(0));
-    EXPECT_EQ(client.Ask(Call(kAnswerNoData, 5)), "reply none uid " + kUid);
-    EXPECT_EQ(client.Ask(Call(kEcho, 16 << 20)), Reply(16 << 20));
-    EXPECT_EQ(client.Ask(Call(kAnswerLarge, 0)), Reply(16 << 20));
-    EXPECT_EQ(client.Ask(Call(kEcho, (16 << 20) + 1)), "error 1");
-    EXPECT_EQ(client.Ask("send server t 1 0"), "0");
-    EXPECT_EQ(client.Ask("send server t 1 70000"), "0");
-    EXPECT_EQ(client.Ask(Call(kAnswerTwice, 0)), Reply(0));
+TEST_F(BusPair, RepliesTellNoDataFromLengthZero) {
+    EXPECT_EQ(client->Ask(Call(kEcho, 36)), Reply(36));
+    EXPECT_EQ(server->Next(), Message("t", kEcho, 36));
+    EXPECT_EQ(client->Ask(Call(kEcho, 0)), Reply(0));
+    EXPECT_EQ(client->Ask(Call(kAnswerNoData, 5)), "reply none uid " + kUid);
+    EXPECT_EQ(client->Ask(Call(kEcho, 16 << 20)), Reply(16 << 20));
+    EXPECT_EQ(client->Ask(Call(kAnswerLarge, 0)), Reply(16 << 20));
+    EXPECT_EQ(client->Ask(Call(kEcho, (16 << 20) + 1)), "error 1");
+    EXPECT_EQ(client->Ask("send server t 1 0"), "0");
+    EXPECT_EQ(client->Ask("send server t 1 70000"), "0");
+    EXPECT_EQ(client->Ask(Call(kAnswerTwice, 0)), Reply(0));
     for (const std::string& line :
          {Message("t", kEcho, 0), Message("t", kAnswerNoData, 5), Message("t", kEcho, 16 << 20),
           Message("t", kAnswerLarge, 0), Message("t", kNote, 0), Message("t", kNote, 70000),
           Message("t", kAnswerTwice, 0), std::string("second 3")}) {
-        EXPECT_EQ(server.Next(), line);
+        EXPECT_EQ(server->Next(), line);
     }
 }
 
@@ -163,16 +161,14 @@ TEST_F(BusTest, AHandlerMayCallOthersButNotWaitForItself) {
                                     "inside error 3"}));
 }
 
-TEST_F(BusTest, ManyThreadsAndNothingStaysBehind) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    EXPECT_EQ(client.Ask(Call(kEcho, 1)), Reply(1));
-    EXPECT_EQ(server.Next(), Message("t", kEcho, 1));
-    const std::string serverBefore = server.Ask("stat");
-    const std::string clientBefore = client.Ask("stat");
-    EXPECT_EQ(client.Ask("storm server t 32 40"), "1280 good");
-    EXPECT_EQ(client.Ask("stat"), clientBefore);
-    AwaitStat(&server, serverBefore);
+TEST_F(BusPair, ManyThreadsAndNothingStaysBehind) {
+    EXPECT_EQ(client->Ask(Call(kEcho, 1)), Reply(1));
+    EXPECT_EQ(server->Next(), Message("t", kEcho, 1));
+    const std::string serverBefore = server->Ask("stat");
+    const std::string clientBefore = client->Ask("stat");
+    EXPECT_EQ(client->Ask("storm server t 32 40"), "1280 good");
+    EXPECT_EQ(client->Ask("stat"), clientBefore);
+    AwaitStat(server, serverBefore);
 }
 
 TEST_F(BusTest, AThreadKeepsNoConnectionsToReceiversThatHaveGone) {
@@ -230,26 +226,24 @@ TEST_F(BusTest, MessagesWaitForTheLoopAndOutliveItsStop) {
     EXPECT_EQ(client.Ask(Call(kEcho, 4)), Reply(4));
 }
 
-TEST_F(BusTest, TakingATaskOffDropsWhatWaitsAndEndsTheWaits) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    client.Tell(Call(kAnswerLater, 1));
-    ASSERT_EQ(server.Next(), Message("t", kAnswerLater, 1));
-    ASSERT_EQ(server.Ask("unreg server t"), "0");
-    EXPECT_EQ(server.Next(), "loop t 0");
-    EXPECT_EQ(client.Answer(), "error 8");
-    EXPECT_EQ(server.Ask("answer"), "8");
+TEST_F(BusPair, TakingATaskOffDropsWhatWaitsAndEndsTheWaits) {
+    client->Tell(Call(kAnswerLater, 1));
+    ASSERT_EQ(server->Next(), Message("t", kAnswerLater, 1));
+    ASSERT_EQ(server->Ask("unreg server t"), "0");
+    EXPECT_EQ(server->Next(), "loop t 0");
+    EXPECT_EQ(client->Answer(), "error 8");
+    EXPECT_EQ(server->Ask("answer"), "8");
     // Again from inside the handler, with more in the queue.
-    ASSERT_EQ(server.Ask("task t"), "0");
-    ASSERT_EQ(server.Ask("task t"), "3");
-    ASSERT_EQ(client.Ask("send server t " + std::to_string(kUnregisterInside) + " 0"), "0");
-    ASSERT_EQ(client.Ask("sendmany server t 1 3"), "sent 3");
-    ASSERT_EQ(server.Ask("run t"), "0");
-    EXPECT_EQ(server.Next(), Message("t", kUnregisterInside, 0));
-    EXPECT_EQ(server.Next(), "loop t 0");
-    RunTask(&server, "t");
-    EXPECT_EQ(client.Ask(Call(kEcho, 4)), Reply(4));
-    EXPECT_EQ(server.Seen(), Lines{Message("t", kEcho, 4)});
+    ASSERT_EQ(server->Ask("task t"), "0");
+    ASSERT_EQ(server->Ask("task t"), "3");
+    ASSERT_EQ(client->Ask("send server t " + std::to_string(kUnregisterInside) + " 0"), "0");
+    ASSERT_EQ(client->Ask("sendmany server t 1 3"), "sent 3");
+    ASSERT_EQ(server->Ask("run t"), "0");
+    EXPECT_EQ(server->Next(), Message("t", kUnregisterInside, 0));
+    EXPECT_EQ(server->Next(), "loop t 0");
+    RunTask(server, "t");
+    EXPECT_EQ(client->Ask(Call(kEcho, 4)), Reply(4));
+    EXPECT_EQ(server->Seen(), Lines{Message("t", kEcho, 4)});
 }
 
 TEST_F(BusTest, TasksOfOneProcessHaveLoopsOfTheirOwn) {
@@ -263,52 +257,48 @@ TEST_F(BusTest, TasksOfOneProcessHaveLoopsOfTheirOwn) {
     EXPECT_EQ(client.Ask(Call(kEcho, 6)), Reply(6));
 }
 
-TEST_F(BusTest, AHandlerThatThrowsOrEndsItsThreadLosesNothing) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    EXPECT_EQ(client.Ask("send server t " + std::to_string(kThrow) + " 0"), "0");
-    EXPECT_EQ(client.Ask(Call(kEcho, 4)), Reply(4));
-    EXPECT_NE(server.Errors().find("thrown on purpose"), std::string::npos) << server.Errors();
-    EXPECT_EQ(client.Ask("send server t " + std::to_string(kEndThread) + " 0"), "0");
-    EXPECT_EQ(client.Ask("sendmany server t 1 2"), "sent 2");
-    client.Tell(Call(kEcho, 5));
-    EXPECT_EQ(server.Next(), Message("t", kThrow, 0));
-    EXPECT_EQ(server.Next(), Message("t", kEcho, 4));
-    EXPECT_EQ(server.Next(), Message("t", kEndThread, 0));
+TEST_F(BusPair, AHandlerThatThrowsOrEndsItsThreadLosesNothing) {
+    EXPECT_EQ(client->Ask("send server t " + std::to_string(kThrow) + " 0"), "0");
+    EXPECT_EQ(client->Ask(Call(kEcho, 4)), Reply(4));
+    EXPECT_NE(server->Errors().find("thrown on purpose"), std::string::npos) << server->Errors();
+    EXPECT_EQ(client->Ask("send server t " + std::to_string(kEndThread) + " 0"), "0");
+    EXPECT_EQ(client->Ask("sendmany server t 1 2"), "sent 2");
+    client->Tell(Call(kEcho, 5));
+    EXPECT_EQ(server->Next(), Message("t", kThrow, 0));
+    EXPECT_EQ(server->Next(), Message("t", kEcho, 4));
+    EXPECT_EQ(server->Next(), Message("t", kEndThread, 0));
     // The old loop is over once its thread has unwound: until then a new one is refused.
     std::string line;
     do {
-        ASSERT_EQ(server.Ask("run t"), "0");
-        line = server.Next();
+        ASSERT_EQ(server->Ask("run t"), "0");
+        line = server->Next();
     } while (line == "loop t 3");
-    EXPECT_EQ(line, Message("t", kNote, 1)) << server.Errors();
-    EXPECT_EQ(server.Next(), Message("t", kNote, 2));
-    EXPECT_EQ(client.Answer(), Reply(5));
+    EXPECT_EQ(line, Message("t", kNote, 1)) << server->Errors();
+    EXPECT_EQ(server->Next(), Message("t", kNote, 2));
+    EXPECT_EQ(client->Answer(), Reply(5));
 }
 
 // Waits go on for the time that is left, and only for that.
-TEST_F(BusTest, SignalsEndNoWait) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
+TEST_F(BusPair, SignalsEndNoWait) {
     Peer& hasty = StartTask("hasty", "h", {{"ORVI_BUS_SEND_WAIT_MS", "100"}});
-    for (Peer* peer : {&server, &client, &hasty}) {
+    for (Peer* peer : {server, client, &hasty}) {
         ASSERT_EQ(peer->Ask("alarm"), "0");
     }
     for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(client.Ask("storm server t 4 50"), "200 good");
-        EXPECT_EQ(client.Ask(Call(kAnswerLater, 2, 30)), "error 7");
-        client.Tell(Call(kBlockThenEcho, 1));
-        EXPECT_EQ(server.Next(), Message("t", kAnswerLater, 2));
-        EXPECT_EQ(server.Next(), Message("t", kBlockThenEcho, 1));
-        ASSERT_EQ(server.Ask("release 1"), "0");
-        EXPECT_EQ(client.Answer(), Reply(1));
-        EXPECT_EQ(client.Ask("send server t 3 4000000"), "0");
+        EXPECT_EQ(client->Ask("storm server t 4 50"), "200 good");
+        EXPECT_EQ(client->Ask(Call(kAnswerLater, 2, 30)), "error 7");
+        client->Tell(Call(kBlockThenEcho, 1));
+        EXPECT_EQ(server->Next(), Message("t", kAnswerLater, 2));
+        EXPECT_EQ(server->Next(), Message("t", kBlockThenEcho, 1));
+        ASSERT_EQ(server->Ask("release 1"), "0");
+        EXPECT_EQ(client->Answer(), Reply(1));
+        EXPECT_EQ(client->Ask("send server t 3 4000000"), "0");
     }
-    ASSERT_EQ(client.Ask("send server t " + std::to_string(kBlock) + " 0"), "0");
-    while (server.Next() != Message("t", kBlock, 0)) {
+    ASSERT_EQ(client->Ask("send server t " + std::to_string(kBlock) + " 0"), "0");
+    while (server->Next() != Message("t", kBlock, 0)) {
     }
     EXPECT_EQ(hasty.Ask("send server t 3 4000000"), "7");
-    ASSERT_EQ(server.Ask("release 1"), "0");
+    ASSERT_EQ(server->Ask("release 1"), "0");
 }
 
 // A handler that holds the message thread, or ends it, is told of, with the message that it was given.
@@ -345,36 +335,34 @@ TEST_F(BusTest, AHandlerThatTakesLongIsTold) {
 }
 
 // The service's side: nothing waits but where it is asked to, and nothing is lost or overtaken.
-TEST_F(BusTest, ASendThatNeverWaitsTellsWhenThereIsNoRoom) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    EXPECT_EQ(client.Ask("awaitroom none 0"), "0");  // nothing to wait for
-    EXPECT_EQ(client.Ask("try nobody t 1 0"), "6");
-    ASSERT_EQ(client.Ask("try server t " + std::to_string(kBlock) + " 0"), "0");
-    ASSERT_EQ(server.Next(), Message("t", kBlock, 0));
-    const std::string told = client.Ask("trymany server t 1 100000");
+TEST_F(BusPair, ASendThatNeverWaitsTellsWhenThereIsNoRoom) {
+    EXPECT_EQ(client->Ask("awaitroom none 0"), "0");  // nothing to wait for
+    EXPECT_EQ(client->Ask("try nobody t 1 0"), "6");
+    ASSERT_EQ(client->Ask("try server t " + std::to_string(kBlock) + " 0"), "0");
+    ASSERT_EQ(server->Next(), Message("t", kBlock, 0));
+    const std::string told = client->Ask("trymany server t 1 100000");
     ASSERT_EQ(told.rfind("error 11 after ", 0), 0U) << told;
     const auto taken = static_cast<uint32_t>(std::stoul(told.substr(15)));
     EXPECT_GT(taken, 10U);
-    EXPECT_EQ(client.Ask("try server t 1 5"), "11");
-    EXPECT_EQ(client.Ask("awaitroom none 1"), "7");
-    ASSERT_EQ(server.Ask("release 1"), "0");
-    EXPECT_EQ(client.Ask("awaitroom none 60000"), "0");
-    EXPECT_EQ(server.Next(), "unblocked");
+    EXPECT_EQ(client->Ask("try server t 1 5"), "11");
+    EXPECT_EQ(client->Ask("awaitroom none 1"), "7");
+    ASSERT_EQ(server->Ask("release 1"), "0");
+    EXPECT_EQ(client->Ask("awaitroom none 60000"), "0");
+    EXPECT_EQ(server->Next(), "unblocked");
     for (uint32_t i = 1; i <= taken; ++i) {
-        ASSERT_EQ(server.Next(), Message("t", kNote, i));
+        ASSERT_EQ(server->Next(), Message("t", kNote, i));
     }
     // Of a large message the rest follows with whatever the thread does next, in its place.
-    EXPECT_EQ(client.Ask("try server t 1 4000000"), "0");
-    EXPECT_EQ(client.Ask(Call(kEcho, 7)), Reply(7));
-    EXPECT_EQ(server.Next(), Message("t", kNote, 4000000));
-    EXPECT_EQ(server.Next(), Message("t", kEcho, 7));
+    EXPECT_EQ(client->Ask("try server t 1 4000000"), "0");
+    EXPECT_EQ(client->Ask(Call(kEcho, 7)), Reply(7));
+    EXPECT_EQ(server->Next(), Message("t", kNote, 4000000));
+    EXPECT_EQ(server->Next(), Message("t", kEcho, 7));
     // A receiver that has gone has no room to wait for.
-    ASSERT_EQ(client.Ask("try server t " + std::to_string(kBlock) + " 0"), "0");
-    EXPECT_EQ(client.Ask("trymany server t 1 100000").rfind("error 11 after ", 0), 0U);
-    server.Kill();
-    EXPECT_EQ(client.Ask("awaitroom none 60000"), "0");
-    EXPECT_EQ(client.Ask("try server t 1 5"), "6");
+    ASSERT_EQ(client->Ask("try server t " + std::to_string(kBlock) + " 0"), "0");
+    EXPECT_EQ(client->Ask("trymany server t 1 100000").rfind("error 11 after ", 0), 0U);
+    server->Kill();
+    EXPECT_EQ(client->Ask("awaitroom none 60000"), "0");
+    EXPECT_EQ(client->Ask("try server t 1 5"), "6");
 }
 
 // A name is told only where the kernel's facts back it.

@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <map>
 #include <mutex>
 #include <pthread.h>
@@ -260,46 +261,43 @@ std::string SendMany(const std::string& proc, const std::string& task, uint32_t 
 std::string RaceOff(const std::string& proc, uint32_t count, uint32_t connections) {
     uint32_t good = 0;
     for (uint32_t i = 0; i < count; ++i) {
-        int results[2] = {OsMsgRegTask("race", 64, &Handle), 0};
-        std::thread before([&] { results[1] = OsMsgTaskRoutineByName("race"); });
+        const bool registered = OsMsgRegTask("race", 64, &Handle) == 0;
+        auto before = std::async(std::launch::async, &OsMsgTaskRoutineByName, "race");
         std::vector<std::thread> senders;
         std::atomic<uint32_t> answered{0};
-        std::atomic<bool> over{false};
+        std::promise<void> over;
+        const std::shared_future<void> end = over.get_future().share();
         for (uint32_t c = 0; c < connections; ++c) {
-            senders.emplace_back([&] {
+            senders.emplace_back([&, end] {
                 answered += Call(proc, "race", kEchoQuietly, 1, 0).rfind("reply 1 ", 0) == 0 ? 1 : 0;
-                while (!over.load()) {
-                    sched_yield();  // the thread's end would close its connection
-                }
+                end.wait();  // the thread's end would close its connection
             });
         }
         while (answered.load() != connections) {
             sched_yield();
         }
         (void)OrviHostMsgStopRoutine("race");
-        before.join();
+        const bool ran = before.get() == 0;
         std::atomic<int> ready{0};
-        std::atomic<bool> off{false};
-        std::thread subscriber([&] {
+        auto subscriber = std::async(std::launch::async, [&] {
             ++ready;
-            for (int name = 0; !off.load() && Subscribe("race", "nobody" + std::to_string(name % 100)) == 0; ++name) {
+            for (int name = 0; Subscribe("race", "nobody" + std::to_string(name % 100)) == 0; ++name) {
             }
         });
-        std::thread again([&] {
+        auto again = std::async(std::launch::async, [&] {
             ++ready;
-            results[1] += OsMsgTaskRoutineByName("race");  // 0, or 3 when the task has gone
+            return OsMsgTaskRoutineByName("race");
         });
         while (ready.load() != 2) {
         }
-        results[0] += OsMsgUnregTask(proc.c_str(), 1, "race");
-        off.store(true);
-        again.join();
-        subscriber.join();
-        over.store(true);
+        const bool off = OsMsgUnregTask(proc.c_str(), 1, "race") == 0;
+        subscriber.get();
+        const int result = again.get();  // 3 when the task had gone
+        over.set_value();
         for (std::thread& sender : senders) {
             sender.join();
         }
-        good += results[0] == 0 && (results[1] == 0 || results[1] == 3) ? 1 : 0;
+        good += registered && ran && off && (result == 0 || result == 3) ? 1 : 0;
     }
     return std::to_string(good) + " good";
 }

@@ -92,19 +92,6 @@ TEST_F(BusTest, NamesAreUniqueAndLeftoversAreTakenOver) {
     Peer& client = StartTask("client", "c");
     EXPECT_EQ(client.Ask("send server t 1 0"), "6");
     EXPECT_EQ(client.Ask("send server other 1 0"), "0");
-    // What other dead processes left goes whenever somebody joins, their records after a while.
-    client.Kill();
-    EXPECT_TRUE(Exists(directory + "/client:c"));
-    ASSERT_EQ(Start().Ask("join third"), "0");
-    EXPECT_FALSE(Exists(directory + "/client:c"));
-    EXPECT_TRUE(Exists(directory + "/client.lock"));
-    for (const char* record : {"/client.lock", "/server.lock"}) {
-        const timespec longAgo[2]{};
-        ASSERT_EQ(utimensat(AT_FDCWD, (directory + record).c_str(), longAgo, 0), 0);
-    }
-    ASSERT_EQ(Start().Ask("join fourth"), "0");
-    EXPECT_FALSE(Exists(directory + "/client.lock"));
-    EXPECT_TRUE(Exists(directory + "/server.lock"));
 }
 
 TEST_F(BusTest, AnyFifteenBytesMakeAName) {
@@ -211,13 +198,11 @@ TEST_F(BusTest, AForkedChildDoesNotKeepItsParentAlive) {
     EXPECT_EQ(kill(child, SIGKILL), 0);
 }
 
-TEST_F(BusTest, AChildForkedInsideAHandlerIsOffTheBus) {
-    Peer& server = StartTask("server", "t");
-    Peer& client = StartTask("client", "c");
-    ASSERT_EQ(client.Ask("send server t " + std::to_string(kForkInside) + " 0"), "0");
-    Lines told{server.Next(), server.Next(), server.Next()};
+TEST_F(BusPair, AChildForkedInsideAHandlerIsOffTheBus) {
+    ASSERT_EQ(client->Ask("send server t " + std::to_string(kForkInside) + " 0"), "0");
+    Lines told{server->Next(), server->Next(), server->Next()};
     EXPECT_EQ(told, (Lines{"message t 16 0 " + kUid, "child 9 9 9", "loop t 9"}));
-    EXPECT_EQ(client.Ask("call server t 2 3 0"), "reply 3 uid " + kUid);
+    EXPECT_EQ(client->Ask("call server t 2 3 0"), "reply 3 uid " + kUid);
 }
 
 // Exit handlers run while messages arrive and other threads are inside the bus.

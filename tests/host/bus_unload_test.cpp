@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "leak_check.h"
 #include "orvi_os_msg.h"
 
 namespace {
@@ -41,6 +42,7 @@ TEST(BusUnload, TheLibraryStaysWhileThreadsAreInsideIt) {
     received.get_future().wait();
     EXPECT_EQ(unreg("self", 1, "t"), 0);
     loop.join();
+    orvi_test::ExpectNothingLeftBut(3, 0);  // the record, a descriptor in reserve, this thread's connection
     EXPECT_EQ(std::system(("rm -rf " + std::string(directory)).c_str()), 0);
 }
 

@@ -18,6 +18,7 @@
 
 #include "bus_peer.h"
 #include "child.h"
+#include "leak_check.h"
 
 namespace {
 
@@ -379,7 +380,7 @@ TEST_F(BusIdentity, WhatManyDeadLeftGoesPieceByPiece) {
 
 TEST_F(BusIdentity, WithoutMemoryNothingIsHalfDone) {
     Join("other");
-    const size_t open = OpenDescriptors();
+    const orvi_test::Resources before = orvi_test::Resources::Now();
     int result = -1;
     long allocations = 0;
     for (; result != 0 && allocations < 1000; ++allocations) {
@@ -393,7 +394,7 @@ TEST_F(BusIdentity, WithoutMemoryNothingIsHalfDone) {
     }
     EXPECT_EQ(result, 0);
     EXPECT_GT(allocations, 5);
-    EXPECT_EQ(OpenDescriptors(), open + 2);  // its record and the one in reserve
+    orvi_test::ExpectBackAt(before, 2);  // its record and the one in reserve
     EXPECT_EQ(Start().Ask("join watcher"), "4");
 }
 

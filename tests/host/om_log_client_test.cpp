@@ -128,14 +128,6 @@ TEST(LogClient, LongLinesAreCutAndMarked) {
     }
 }
 
-TEST(LogClient, ALongRecordIsMarkedToo) {
-    const TempDir dir;
-    InChild({{"ORVI_LOG_FILE", dir / "log"}}, "", [] { Error(std::string(5000, 'y').c_str()); });
-    const std::string line = ReadFile(dir / "log");
-    EXPECT_EQ(line.size(), static_cast<size_t>(ORVI_HOST_LINE_SIZE));
-    EXPECT_EQ(line.substr(line.size() - 8), "y [cut]\n");
-}
-
 TEST(LogClient, ThreadsAndProcessesDoNotMix) {
     constexpr int kThreads = 4;
     constexpr int kRecords = 200;

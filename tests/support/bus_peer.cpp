@@ -1,7 +1,6 @@
 #include "bus_peer.h"
 
 #include <cstdlib>
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,16 +22,6 @@ std::vector<std::string> Wrapper(const Environment& environment, std::vector<std
 }
 
 }  // namespace
-
-size_t OpenDescriptors() {
-    size_t count = 0;
-    DIR* entries = opendir("/proc/self/fd");
-    while (entries != nullptr && readdir(entries) != nullptr) {
-        ++count;
-    }
-    closedir(entries);
-    return count;
-}
 
 mode_t ModeOf(const std::string& path) {
     struct stat status {};
@@ -98,7 +87,6 @@ void AwaitStat(Peer* peer, const std::string& before) {
 }
 
 void BusTest::SetUp() {
-    descriptors_ = OpenDescriptors();
     char name[] = "/tmp/orvi-bus-XXXXXX";
     directory = mkdtemp(name);
 }
@@ -112,7 +100,6 @@ void BusTest::TearDown() {
     }
     peers_.clear();
     EXPECT_EQ(std::system(("rm -rf " + directory).c_str()), 0);
-    EXPECT_EQ(OpenDescriptors(), descriptors_);
 }
 
 std::unique_ptr<Peer> BusTest::StartAlone(Environment more) const {
@@ -163,4 +150,10 @@ Peer& BusTest::StartWatcher() {
     EXPECT_EQ(watcher.Ask("watch w server"), "0") << watcher.Errors();
     EXPECT_EQ(watcher.Ask("run w"), "0");
     return watcher;
+}
+
+void BusPair::SetUp() {
+    BusTest::SetUp();
+    server = &StartTask("server", "t");
+    client = &StartTask("client", "c");
 }

@@ -52,8 +52,7 @@ class Peer {
     std::deque<std::string> lines_;
 };
 
-// A bus directory of the test's own, and the peers in it. Checks at the end that the test process has the descriptors
-// that it had at the beginning, and that no living peer has kept a reply block.
+// A bus directory of the test's own, and the peers in it. Checks at the end that no living peer has kept a reply block.
 class BusTest : public testing::Test {
  protected:
     void SetUp() override;
@@ -83,13 +82,19 @@ class BusTest : public testing::Test {
 
  private:
     std::vector<std::unique_ptr<Peer>> peers_;
-    size_t descriptors_ = 0;
 };
-
-size_t OpenDescriptors();
 
 // Permissions of a file; 0 when it is not there.
 mode_t ModeOf(const std::string& path);
+
+// With a process "server" that runs the task "t", and another, "client" with "c".
+class BusPair : public BusTest {
+ protected:
+    void SetUp() override;
+
+    Peer* server = nullptr;
+    Peer* client = nullptr;
+};
 
 inline long LinesOf(const std::string& text) {
     return std::count(text.begin(), text.end(), '\n');

@@ -39,8 +39,8 @@ class VisionTest : public testing::Test {
         EXPECT_NE(simulator_.Log().find(text), std::string::npos) << text;
     }
 
-    // The simulator is ended if it still runs, and the process has then what the library needs while there is no service
-    // and nothing more: descriptors, threads, reply blocks.
+    // The simulator is ended if it still runs; the process then keeps what the library needs while there is no service, and
+    // nothing more.
     void TearDown() override;
 
     // The simulator is killed and started again; the events 0 and 1 are awaited.
@@ -58,7 +58,6 @@ class VisionTest : public testing::Test {
     size_t connectionsOfOthers_ = 0;  // that a living thread, as the message thread, has made and not looked at since
 
  private:
-    Resources baseline_ = Resources::Now();
     static inline bool initialised_ = false;
 };
 

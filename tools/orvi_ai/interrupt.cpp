@@ -8,7 +8,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "events.h"
+#include "event_stream.h"
 
 namespace orvi_ai {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "command.h"
-#include "events.h"
+#include "event_stream.h"
 #include "orvi_ai_srv.h"
 
 namespace orvi_ai {

@@ -9,7 +9,7 @@
 
 #include "membership/directory.h"
 #include "membership/presence.h"
-#include "membership/record.h"
+#include "membership/presence_record.h"
 #include "orvi_os_msg.h"
 #include "wire/descriptor.h"
 #include "wire/mutex.h"

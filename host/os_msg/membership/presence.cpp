@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "membership/record.h"
+#include "membership/presence_record.h"
 
 namespace orvi_bus {
 

@@ -6,8 +6,8 @@
 #include <map>
 #include <memory>
 
-#include "receive/connection.h"
 #include "receive/endpoint.h"
+#include "receive/peer_connection.h"
 
 namespace orvi_bus {
 

@@ -85,7 +85,7 @@ const char* DecodeHeader(const uint8_t* in, FrameHeader* header) {
     }
     header->dataLen = length - static_cast<uint32_t>(kHeaderSize);
     if (header->dataLen > kMaxDataLen) {
-        return "a frame of more than 16 MiB";
+        return "a frame of more than " ORVI_BUS_MOST_TEXT;
     }
     if ((header->flags & ~(kFlagNoData | kFlagStarted)) != 0 || Take32(in + 20) != 0) {
         return "a frame with unknown flags";

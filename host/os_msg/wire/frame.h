@@ -19,7 +19,13 @@
 namespace orvi_bus {
 
 constexpr size_t kHeaderSize = 24;
-constexpr uint32_t kMaxDataLen = 16U << 20;
+
+// The longest payload, and what texts call it.
+#define ORVI_BUS_MOST_MIB 16
+#define ORVI_BUS_QUOTE(number) #number
+#define ORVI_BUS_EXPAND(number) ORVI_BUS_QUOTE(number)
+#define ORVI_BUS_MOST_TEXT ORVI_BUS_EXPAND(ORVI_BUS_MOST_MIB) " MiB"
+constexpr uint32_t kMaxDataLen = uint32_t{ORVI_BUS_MOST_MIB} << 20;
 
 enum class FrameKind : uint16_t { kHello = 1, kOneWay = 2, kRequest = 3, kReply = 4 };
 

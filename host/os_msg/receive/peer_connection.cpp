@@ -1,4 +1,4 @@
-#include "receive/connection.h"
+#include "receive/peer_connection.h"
 
 #include <cerrno>
 #include <cstring>

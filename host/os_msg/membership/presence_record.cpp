@@ -1,4 +1,4 @@
-#include "membership/record.h"
+#include "membership/presence_record.h"
 
 #include <algorithm>
 #include <cstring>

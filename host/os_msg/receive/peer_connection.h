@@ -1,6 +1,6 @@
 // A connection that a task has accepted: what its peer sends, and the answers that go back.
-#ifndef ORVI_HOST_OS_MSG_CONNECTION_H
-#define ORVI_HOST_OS_MSG_CONNECTION_H
+#ifndef ORVI_HOST_OS_MSG_PEER_CONNECTION_H
+#define ORVI_HOST_OS_MSG_PEER_CONNECTION_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "events.h"
+#include "event_stream.h"
 
 #include <condition_variable>
 #include <deque>

@@ -1,6 +1,6 @@
 // What the service tells this process: the library's three callbacks, decoded, printed and kept for those who wait.
-#ifndef ORVI_AI_TOOL_EVENTS_H
-#define ORVI_AI_TOOL_EVENTS_H
+#ifndef ORVI_AI_TOOL_EVENT_STREAM_H
+#define ORVI_AI_TOOL_EVENT_STREAM_H
 
 #include <chrono>
 #include <optional>

@@ -8,8 +8,8 @@
 //
 // Once it stands under its name only the own `started` changes, once. Anybody who may write to the directory may put a
 // file there, so one is believed only where all of it could be true.
-#ifndef ORVI_HOST_OS_MSG_RECORD_H
-#define ORVI_HOST_OS_MSG_RECORD_H
+#ifndef ORVI_HOST_OS_MSG_PRESENCE_RECORD_H
+#define ORVI_HOST_OS_MSG_PRESENCE_RECORD_H
 
 #include <cstddef>
 #include <cstdint>
