@@ -66,7 +66,7 @@ check_headers() {
     local bad=0 header language twice
     twice=$(list_files "${product_dirs[@]}" tests bench -- '*.h' | sed 's,.*/,,' | sort | uniq -d)
     if [[ -n $twice ]]; then
-        printf 'several headers have this name: %s\n' $twice
+        echo "several headers have one name: ${twice//$'\n'/ }"
         bad=1
     fi
     local base=(-I "$root/include" -I "$root/platform" -Wall -Wextra -pedantic -Werror -fsyntax-only)
