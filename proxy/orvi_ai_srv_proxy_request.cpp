@@ -84,7 +84,7 @@ Exchange Send(const Request& request, const void* payload, void* room) {
 
 int SendSynMsgToFaceReturnInt(const Request& request, const void* payload) {
     const Exchange exchange = Send(request, payload);
-    if (exchange.outcome == Outcome::NOT_SENT) {
+    if (exchange.reply == nullptr) {
         ORVI_LOG_ERROR("<SendSynMsgToFaceReturnInt> call SendSynMsgToVision failed, msgId=%x.", request.msgId);
         return -1;
     }
