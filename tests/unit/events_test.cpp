@@ -271,7 +271,7 @@ void OnFaceWhileEnding(tagOrviAiSrvFaceDetEvent*) {
     while (!g_ending) {
         std::this_thread::yield();
     }
-    for (int turns = 0; turns < 100000 && !g_ended; ++turns) {
+    for (int turns = 0; turns < 2000 && !g_ended; ++turns) {
         std::this_thread::yield();
     }
     g_left = true;
