@@ -97,10 +97,19 @@ check_locks() {
 }
 
 check_tidy() {
-    # It refuses options that only gcc knows.
-    mkdir -p build/tidy
-    sed -E 's/ -fno-(align-jumps|reorder-blocks-and-partition)//g' build/native/compile_commands.json \
-        >build/tidy/compile_commands.json
+    # It refuses options that only gcc knows, and gets confused by a file that several targets compile: each file once,
+    # as the first of its targets has it.
+    mkdir -p "$root/build/tidy"
+    sed -E 's/ -fno-(align-jumps|reorder-blocks-and-partition)//g' "$root/build/native/compile_commands.json" |
+        awk 'BEGIN { RS = "\n},?\n?" }
+             match($0, /"file": "[^"]*"/) {
+                 file = substr($0, RSTART, RLENGTH)
+                 if (!(file in seen)) {
+                     seen[file] = 1
+                     printf "%s\n%s\n}", count++ ? "," : "[", substr($0, index($0, "{"))
+                 }
+             }
+             END { print "\n]" }' >"$root/build/tidy/compile_commands.json"
     list_files "${product_dirs[@]}" -- '*.cpp' | for_each clang-tidy -p build/tidy --quiet
 }
 

@@ -29,13 +29,15 @@ Directions::Directions(Stage& stage) : stage_(stage) {
 
 void Directions::AddOnStage(std::vector<Direction> directions) {
     for (Direction& direction : directions) {
-        entries_.emplace(direction.name, Entry{std::move(direction), true});
+        const std::string name = direction.name;
+        entries_.emplace(name, Entry{std::move(direction), true});
     }
 }
 
 void Directions::Add(std::vector<Direction> directions) {
     for (Direction& direction : directions) {
-        entries_.emplace(direction.name, Entry{std::move(direction), false});
+        const std::string name = direction.name;
+        entries_.emplace(name, Entry{std::move(direction), false});
     }
 }
 

@@ -1,8 +1,9 @@
 #include "directions/service_directions.h"
 
 #include <chrono>
-#include <cstdio>
+#include <regex>
 #include <sstream>
+#include <string>
 #include <utility>
 
 #include "directions/pushes.h"
@@ -105,18 +106,17 @@ Outcome ServiceDirections::Push(const Arguments& arguments) {
 // Today's, in universal time.
 Outcome ServiceDirections::SetTime(const std::string& text) {
     constexpr uint32_t DAY = 24 * 3600;
-    unsigned hours = 0;
-    unsigned minutes = 0;
-    unsigned seconds = 0;
-    char more = '\0';
-    const int fields = std::sscanf(text.c_str(), "%2u:%2u:%2u%c", &hours, &minutes, &seconds, &more);
-    const bool isTime =
-        (fields == 3 || (fields == 2 && text.size() <= 5)) && hours < 24 && minutes < 60 && seconds < 60;
-    if (!isTime) {
+    // HH:MM or HH:MM:SS.
+    static const std::regex pattern("([01]?[0-9]|2[0-3]):([0-5][0-9])(?::([0-5][0-9]))?");
+    std::smatch parts;
+    if (!std::regex_match(text, parts, pattern)) {
         return Refused("'" + text + "' is no time of day, as 09:30 or 09:30:15");
     }
+    const auto number = [&parts](size_t part) {
+        return parts[part].matched ? static_cast<uint32_t>(std::stoul(parts[part].str())) : 0;
+    };
     const uint32_t today = stage_.TimeOfDay() / DAY * DAY;
-    stage_.SetTimeOfDay(today + hours * 3600 + minutes * 60 + seconds);
+    stage_.SetTimeOfDay(today + number(1) * 3600 + number(2) * 60 + number(3));
     return Done();
 }
 

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "calls.h"
-#include "words.h"
+#include "typed_words.h"
 
 namespace orvi_ai {
 namespace {

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "orvi_ai_srv.h"
-#include "words.h"
+#include "typed_words.h"
 
 namespace orvi_ai {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "calls.h"
 #include "command_line.h"
-#include "words.h"
+#include "typed_words.h"
 
 namespace orvi_ai {
 namespace {

@@ -1,4 +1,4 @@
-#include "words.h"
+#include "typed_words.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // Words as people type them.
-#ifndef ORVI_AI_TOOL_WORDS_H
-#define ORVI_AI_TOOL_WORDS_H
+#ifndef ORVI_AI_TOOL_TYPED_WORDS_H
+#define ORVI_AI_TOOL_TYPED_WORDS_H
 
 #include <chrono>
 #include <optional>
