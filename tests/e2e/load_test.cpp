@@ -150,6 +150,9 @@ TEST_F(LoadTest, EveryMessageEndsOnceAcrossRestarts) {
     }
     StartService();  // the library watches a living one
     ExpectBackAt(baseline);
+    KillService();
+    service_.reset();
+    ExpectNothingLeftBut(7, 1);  // as in VisionTest, and this thread's connection
 }
 
 }  // namespace
