@@ -231,6 +231,9 @@ TEST_F(FaultsTest, ExpectationsLookAtTheJournal) {
 
 // The service dies before or after its reply, or at once; a restarted one is there again.
 TEST_F(FaultsTest, TheServiceCrashesAsTold) {
+    if (*ORVI_TEST_EMULATOR != '\0') {
+        GTEST_SKIP() << "an emulated service cannot start itself again";
+    }
     Connect();
     simulator_.Command("restart");
     EventRecorder::ExpectIds({0, 1});

@@ -80,6 +80,9 @@ TEST_F(OrviRoomTest, SaysWhatCameOfIt) {
 
 // One that waits holds up nobody, and is told when the service dies.
 TEST_F(OrviRoomTest, ManyAtOnce) {
+    if (*ORVI_TEST_EMULATOR != '\0') {
+        GTEST_SKIP() << "an emulated service cannot start itself again";
+    }
     simulator_.Start();
     const auto waiting = Start("expect lock.state --within 1h");
     std::vector<std::unique_ptr<ChildProcess>> others;
