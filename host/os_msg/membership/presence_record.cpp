@@ -7,6 +7,7 @@
 
 #include "wire/bus_name.h"
 #include "wire/descriptor.h"
+#include "wire/little_endian.h"
 
 namespace orvi_bus {
 
@@ -24,20 +25,6 @@ static_assert(kOwnAt + kFlagAt == kStartedAt, "the byte that changes");
 
 // Numbers may run ahead of the clock where several join within one of its ticks.
 constexpr uint64_t kMostAheadNs = 1000000000;
-
-void Put(uint8_t* out, uint64_t value, size_t width) {
-    for (size_t i = 0; i < width; ++i) {
-        out[i] = static_cast<uint8_t>(value >> (8 * i));
-    }
-}
-
-uint64_t Take(const uint8_t* in, size_t width) {
-    uint64_t value = 0;
-    for (size_t i = 0; i < width; ++i) {
-        value |= static_cast<uint64_t>(in[i]) << (8 * i);
-    }
-    return value;
-}
 
 void EncodeIncarnation(const Incarnation& incarnation, uint8_t* out) {
     Put(out, incarnation.number, 8);

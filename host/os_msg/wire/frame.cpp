@@ -5,26 +5,14 @@
 #include <cstring>
 #include <utility>
 
+#include "wire/little_endian.h"
+
 namespace orvi_bus {
 
 namespace {
 
 constexpr uint16_t kMagic = 0x424F;
 constexpr uint16_t kVersion = 1;
-
-void Put(uint8_t* out, uint64_t value, size_t width) {
-    for (size_t i = 0; i < width; ++i) {
-        out[i] = static_cast<uint8_t>(value >> (8 * i));
-    }
-}
-
-uint64_t Take(const uint8_t* in, size_t width) {
-    uint64_t value = 0;
-    for (size_t i = 0; i < width; ++i) {
-        value |= static_cast<uint64_t>(in[i]) << (8 * i);
-    }
-    return value;
-}
 
 uint16_t Take16(const uint8_t* in) {
     return static_cast<uint16_t>(Take(in, 2));
