@@ -19,6 +19,16 @@ function(orvi_compile_options target)
     target_link_libraries(${target} PRIVATE Threads::Threads)
 endfunction()
 
+# A program that is installed: it knows its version and has a page made of its help; COMPLETION: it prints its completion
+# for bash. install.cmake has the rest.
+function(orvi_tool target)
+    target_compile_definitions(${target} PRIVATE ORVI_VERSION="${PROJECT_VERSION}")
+    set_property(GLOBAL APPEND PROPERTY ORVI_TOOLS ${target})
+    if("COMPLETION" IN_LIST ARGN)
+        set_property(GLOBAL APPEND PROPERTY ORVI_TOOLS_WITH_COMPLETION ${target})
+    endif()
+endfunction()
+
 # A platform library of the workstation: liborvi_<name>.so. It stays loaded for the life of the process, since
 # threads and exit handlers may be inside it at any time.
 function(orvi_host_library name)

@@ -42,6 +42,7 @@ struct Options {
 int ReadOptions(int argc, char** argv, Options& options) {
     CLI::App app("Plays the device's vision service on this workstation's message bus.");
     app.name("orvi-vision-sim");
+    app.set_version_flag("--version", "orvi-vision-sim " ORVI_VERSION, "print the version");
     app.add_flag("-v,--verbose", options.verbose, "log every message");
     app.add_flag("-c,--control", options.control, "take commands on standard input, see below");
     app.add_option("-e,--exit-after", options.exitAfterMs, "end after this time")->type_name("MS");
@@ -70,7 +71,7 @@ int ReadOptions(int argc, char** argv, Options& options) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) {
-            return app.exit(error);  // --help
+            return app.exit(error);  // --help, --version
         }
         std::fprintf(stderr, "orvi-vision-sim: %s\n", error.what());
         return EXIT_USAGE;

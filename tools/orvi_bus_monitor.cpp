@@ -21,7 +21,7 @@
 namespace {
 
 constexpr char kUsage[] =
-    "usage: orvi-bus-monitor\n"
+    "usage: orvi-bus-monitor [--help | --version]\n"
     "Prints what the processes on the bus send, a line a message, until it is interrupted:\n"
     "  SECONDS KIND FROM TO/TASK id=ID seq=NUMBER len=BYTES result=CODE lost=COUNT\n"
     "Processes tell their messages when they run with ORVI_BUS_TRACE=1, without the payloads. `lost` counts those of\n"
@@ -103,6 +103,10 @@ int Watch(const orvi_bus::Fd& socket, int signals) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::strcmp(argv[1], "--version") == 0) {
+        std::puts("orvi-bus-monitor " ORVI_VERSION);
+        return 0;
+    }
     if (argc > 1) {
         const bool help = std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0;
         std::fputs(kUsage, help ? stdout : stderr);

@@ -253,6 +253,7 @@ void AddCommand(CLI::App& app, const Command& command, std::map<std::string, CLI
 }
 
 void AddGlobals(CLI::App& app, Globals& globals) {
+    app.set_version_flag("--version", "orvi-ai " ORVI_VERSION, "print the version of this program");
     app.add_flag("--json", globals.isJson, "one JSON object a line, see docs/commands.md");
     app.add_flag("-q,--quiet", globals.isQuiet, "say nothing about calls that succeed");
     app.add_flag("--mask,--report", globals.isMasked, "photos, names, captions and texts of the model only by length");

@@ -37,7 +37,7 @@ std::string TraitOptions(const Command& command) {
 }
 
 std::string BashCompletion() {
-    const std::string globals = "--help --json --quiet --mask --app";
+    const std::string globals = "--help --version --json --quiet --mask --app";
     std::map<std::string, std::string> words;   // of a command, what may follow it
     std::map<std::string, std::string> values;  // of an option, its words
     std::string events;

@@ -45,7 +45,8 @@ std::string Overview() {
            "  status                                    applications, features, faults\n"
            "  run FILE                                  the directions of a file, or of - for standard input\n" +
            orvi_sim::ExplainAll() +
-           "\n  --completion bash                         print the completion for this shell\n\n"
+           "\n  --completion bash                         print the completion for this shell\n"
+           "  --version                                 print the version\n\n"
            "It needs a running orvi-vision-sim; ORVI_BUS_DIR names the bus directory of both.\n"
            "Exit code: 0, 1 = answered no, 2 = usage, 3 = nobody is there.\n";
 }
@@ -183,6 +184,10 @@ ExitCode Run(Words words) {
         words.erase(words.begin());
         words.emplace_back("--help");
         return Perform(words);
+    }
+    if (first == "--version" && words.size() == 1) {
+        std::puts("orvi-room " ORVI_VERSION);
+        return DONE;
     }
     if (first == "--completion" && words.size() == 2 && words[1] == "bash") {
         std::fputs(BashCompletion().c_str(), stdout);
