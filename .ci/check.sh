@@ -113,10 +113,32 @@ check_tidy() {
     list_files "${product_dirs[@]}" -- '*.cpp' | for_each clang-tidy -p build/tidy --quiet
 }
 
+# The library's interface is the one of the baselines, for each architecture whose compiler is here.
+check_abi() {
+    if ! command -v abidiff >/dev/null; then
+        echo "abidiff is missing: the interface is not compared with its baselines"
+        return 0
+    fi
+    local preset bad=0 compiler
+    for preset in native i686 armhf; do
+        compiler=$(sed -nE 's/^set\(CMAKE_CXX_COMPILER (.*)\)$/\1/p' "$root/cmake/$preset.cmake" 2>/dev/null || true)
+        if ! command -v "${compiler:-g++}" >/dev/null; then
+            echo "$compiler is missing: the interface of $preset is not compared"
+            continue
+        fi
+        if ! abi_write "$preset" "$root/build/abi-$preset.abi" ||
+            ! abidiff "$root/abi/liborvi_ai_srv.$preset.abi" "$root/build/abi-$preset.abi"; then
+            echo "the interface of $preset differs from abi/; if that is meant, ./dev abi writes it anew"
+            bad=1
+        fi
+    done
+    return $bad
+}
+
 # All checks, also when one fails.
 check_all() {
     local failed=() name
-    for name in text format scripts headers locks tidy; do
+    for name in text format scripts headers locks abi tidy; do
         step "check $name" "check-$name" "check_$name" || failed+=("$name")
     done
     if ((${#failed[@]} != 0)); then

@@ -19,10 +19,10 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXE
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1local1)
 set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${ORVI_DEBIAN_ARCHITECTURE})
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(version "${PROJECT_VERSION}-1")
+set(version "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 # The C library's 64-bit symbols and libstdc++'s are those of Debian 12, where the packages are built.
 set(runtime_needs "libc6 (>= 2.36), libgcc-s1 (>= 4.2), libstdc++6 (>= 12)")
 
@@ -68,7 +68,7 @@ string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(WRITE ${PROJECT_BINARY_DIR}/package/changelog.Debian
 "orvi-ai-srv (${version}) unstable; urgency=medium
 
-  * Version ${PROJECT_VERSION}; CHANGELOG.md of orvi-ai-srv-doc tells its changes.
+  * Version ${PROJECT_VERSION}; docs/CHANGELOG.md of orvi-ai-srv-doc tells its changes.
 
  -- ${CPACK_PACKAGE_CONTACT}  ${date}
 ")

@@ -43,8 +43,14 @@ if(LIBRARY_PATH) # of a cross compiler whose libraries the loader does not know
     list(APPEND environment LD_LIBRARY_PATH=${LIBRARY_PATH})
 endif()
 run(${CMAKE_COMMAND} -E env ${environment} ${emulator} ${work}/build/consumer)
-foreach(expected "<OrviAiSrvApiInit> callback is nullptr" "3\\.1\\.0\\.1")
+string(REPLACE "." "\\." version "${VERSION}")
+foreach(expected "<OrviAiSrvApiInit> callback is nullptr" "${version}")
     if(NOT output MATCHES "${expected}")
         message(FATAL_ERROR "no ${expected} in what the consumer and its log say:\n${output}")
     endif()
 endforeach()
+
+# The same by pkg-config and by a Makefile, in C and in C++, from a path that such rules can spell.
+file(CREATE_LINK "${work}/moved here" ${work}/linked SYMBOLIC)
+run(${CMAKE_COMMAND} -E env CC=${CC} CXX=${CXX} "CFLAGS=${flags} ${LINK}" RUN_PATH=${LIBRARY_PATH}
+    bash ${CMAKE_CURRENT_LIST_DIR}/by_hand.sh ${work}/linked ${work}/linked/${LIBDIR} ${VERSION} ${work}/by_hand ${emulator})
