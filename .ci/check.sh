@@ -113,6 +113,15 @@ check_tidy() {
     list_files "${product_dirs[@]}" -- '*.cpp' | for_each clang-tidy -p build/tidy --quiet
 }
 
+# The public header's reference comes out without a warning.
+check_reference() {
+    if ! command -v doxygen >/dev/null; then
+        echo "doxygen is missing: the reference is not made"
+        return 0
+    fi
+    mkdir -p "$root/build/api" && (cd -- "$root" && doxygen docs/Doxyfile)
+}
+
 # The library's interface is the one of the baselines, for each architecture whose compiler is here.
 check_abi() {
     if ! command -v abidiff >/dev/null; then
@@ -138,7 +147,7 @@ check_abi() {
 # All checks, also when one fails.
 check_all() {
     local failed=() name
-    for name in text format scripts headers locks abi tidy; do
+    for name in text format scripts headers locks abi reference tidy; do
         step "check $name" "check-$name" "check_$name" || failed+=("$name")
     done
     if ((${#failed[@]} != 0)); then
