@@ -245,6 +245,7 @@ std::string Explain(const Row& row) {
         text += name == "--once"     ? "  --once: the next one only\n"
                 : name == "--nth"    ? "  --nth N: only the N-th from now on\n"
                 : name == "--every"  ? "  --every N: each N-th from now on\n"
+                : name == "--chance" ? "  --chance PERCENT: those that chance picks; --seed gives another course\n"
                 : name == "--app"    ? "  --app NAME: those of one application, by its name on the bus (see clients)\n"
                 : name == "--raw"    ? "  --raw: send it although no application could trust it\n"
                 : name == "--reveal" ? "  --reveal: show private contents as they are\n"

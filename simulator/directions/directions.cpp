@@ -79,6 +79,11 @@ Directions::Answer Directions::Perform(const std::string& line) const {
     } catch (const std::exception& exception) {
         outcome = Refused(std::string("not done: ") + exception.what());
     }
+    if (!lock.owns_lock()) {
+        lock.lock();
+    }
+    stage_.GetPlayLog().Directed(stage_.SinceStart(), line, outcome.isDone);
+    lock.unlock();
     while (!outcome.text.empty() && outcome.text.back() == '\n') {
         outcome.text.pop_back();
     }
