@@ -36,9 +36,11 @@ int ReadOptions(int argc, char** argv, Options& options) {
         ->type_name("N")
         ->check(CLI::Range(size_t{0}, Attendance::MOST_PARTICIPANTS))
         ->capture_default_str();
-    app.add_option("--arrival", options.arrivalMs, "time between two of them; 0: only on command")
-        ->type_name("MS")
-        ->capture_default_str();
+    const CLI::Option* const arrival =
+        app.add_option("--arrival", options.arrivalMs,
+                       "time between two of them; 0: only on command, as in a scenario")
+            ->type_name("MS")
+            ->capture_default_str();
     app.add_option("-p,--push", options.pushes,
                    "send a message to each client, MS milliseconds after it announced itself; may be repeated")
         ->type_name("MESSAGE[:WORD,...][@MS]")
@@ -46,6 +48,7 @@ int ReadOptions(int argc, char** argv, Options& options) {
     app.add_option("-s,--scenario", options.scenarioFile, "play this file: directions at their times, see below")
         ->type_name("FILE");
     app.add_flag("--check", options.check, "only tell what is wrong with the scenario, and end")->needs("--scenario");
+    app.add_flag("--exit-at-end", options.exitAtEnd, "end when the scenario has been played")->needs("--scenario");
     app.add_option("--speed", options.speed,
                    "how the room's time goes: so many times as fast as the machine's, or max,\n"
                    "from event to event without a pause")
@@ -75,6 +78,9 @@ int ReadOptions(int argc, char** argv, Options& options) {
         }
         std::fprintf(stderr, "orvi-vision-sim: %s\n", error.what());
         return EXIT_USAGE;
+    }
+    if (!options.scenarioFile.empty() && arrival->empty()) {
+        options.arrivalMs = 0;  // the scenario tells who comes
     }
     for (const std::string& reason : options.scenarioFile.empty()
                                          ? std::vector<std::string>()

@@ -23,6 +23,7 @@ struct Options {
     std::string scenarioFile;
     Scenario scenario;  // that file, read
     bool check = false;
+    bool exitAtEnd = false;
     std::string speed = "1";
     uint32_t seed = 1;
     std::string playLog;

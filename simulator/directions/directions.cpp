@@ -70,6 +70,7 @@ Directions::Answer Directions::Perform(const std::string& line) const {
     }
     const Entry& entry = entries_.at(row->name);
     Stage::Lock lock = stage_.Enter();
+    stage_.GetPlayLog().Directed(stage_.SinceStart(), line);
     if (!entry.isOnStage) {
         lock.unlock();
     }
@@ -79,11 +80,12 @@ Directions::Answer Directions::Perform(const std::string& line) const {
     } catch (const std::exception& exception) {
         outcome = Refused(std::string("not done: ") + exception.what());
     }
-    if (!lock.owns_lock()) {
-        lock.lock();
+    if (!outcome.isDone) {
+        if (!lock.owns_lock()) {
+            lock.lock();
+        }
+        stage_.GetPlayLog().Directed(stage_.SinceStart(), line + ": not done");
     }
-    stage_.GetPlayLog().Directed(stage_.SinceStart(), line, outcome.isDone);
-    lock.unlock();
     while (!outcome.text.empty() && outcome.text.back() == '\n') {
         outcome.text.pop_back();
     }

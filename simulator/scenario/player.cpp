@@ -20,8 +20,12 @@ bool Player::GoesOn() {
     return std::getenv(PLACE) != nullptr;
 }
 
-Player::Player(Stage& stage, const Directions& directions, const Scenario& scenario)
-    : stage_(stage), directions_(directions), scenario_(scenario), states_(scenario.lines.size(), State::Waits) {}
+Player::Player(Stage& stage, const Directions& directions, const Scenario& scenario, StopSignal* atEnd)
+    : stage_(stage),
+      directions_(directions),
+      scenario_(scenario),
+      atEnd_(atEnd),
+      states_(scenario.lines.size(), State::Waits) {}
 
 void Player::Start() {
     const Stage::Lock lock = stage_.Enter();
@@ -72,6 +76,9 @@ void Player::Perform(size_t index) {
     if (--left_ == 0) {
         Log("%s has been played: %zu lines, %zu answered no", scenario_.file.c_str(), scenario_.lines.size(),
             refused_.load());
+        if (atEnd_ != nullptr && answer.then == nullptr) {
+            atEnd_->Raise(0);
+        }
     }
     if (answer.then != nullptr) {
         KeepPlace();

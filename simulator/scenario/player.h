@@ -18,8 +18,9 @@ namespace orvi_sim {
 // the applications meet. A line that is answered no is told in the log, counts, and the next one follows.
 class Player : public RequestListener {
  public:
-    // All outlive the object's last line, which the stage's end comes before.
-    Player(Stage& stage, const Directions& directions, const Scenario& scenario);
+    // All outlive the object's last line, which the stage's end comes before. `atEnd` is raised with 0 when everything has
+    // been played; may be null.
+    Player(Stage& stage, const Directions& directions, const Scenario& scenario, StopSignal* atEnd);
 
     // The room's time begins now. After a restart that the scenario itself has directed it goes on where it was.
     void Start();
@@ -36,6 +37,7 @@ class Player : public RequestListener {
     Stage& stage_;
     const Directions& directions_;
     const Scenario& scenario_;
+    StopSignal* const atEnd_;
     enum class State : char { Waits = '0', Due = 'd', Begun = '1' };
     std::vector<State> states_;  // of the lines. On the stage
     size_t left_ = 0;            // lines, on the timer's thread

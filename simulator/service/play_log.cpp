@@ -64,17 +64,17 @@ std::string PlayLog::NameOf(const ApplicationId& application) {
     return name;
 }
 
-void PlayLog::Directed(Time at, const std::string& line, bool isDone) {
+void PlayLog::Directed(Time at, const std::string& line) {
     if (IsOpen()) {
-        Write(at, std::string("room ") + (isDone ? "" : "(no) ") + orvi_protocol::Printable(line));
+        Write(at, "room: " + orvi_protocol::Printable(line));
     }
 }
 
 void PlayLog::Asked(Time at, const Request& request, const std::string& ending) {
-    if (!IsOpen()) {
+    const orvi_protocol::Message* const message = orvi_protocol::FindMessage(request.id, true);
+    if (!IsOpen() || (message != nullptr && message->name.rfind("app.", 0) == 0)) {
         return;
     }
-    const orvi_protocol::Message* const message = orvi_protocol::FindMessage(request.id, true);
     orvi_protocol::Decoded decoded =
         orvi_protocol::Decode(message != nullptr ? message->payload : nullptr, request.data, request.length);
     // Who asks is said already, and its address holds the number of its process.

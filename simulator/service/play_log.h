@@ -16,7 +16,8 @@ namespace orvi_sim {
 
 // Two plays of a scenario with the same seed and the same applications give the same log, whatever the machine: it holds
 // no number of a process and nothing of the machine's time. An application is app1, app2, ... in the order of their first
-// messages. Private contents are masked. All functions on the stage.
+// messages. That one comes and goes is not in it: the announcement travels on its own, before or behind the first request
+// and the last. Private contents are masked. All functions on the stage.
 class PlayLog {
  public:
     PlayLog() = default;
@@ -30,7 +31,7 @@ class PlayLog {
     bool IsOpen() const { return descriptor_ >= 0; }
 
     using Time = std::chrono::milliseconds;
-    void Directed(Time at, const std::string& line, bool isDone);
+    void Directed(Time at, const std::string& line);
     void Asked(Time at, const Request& request, const std::string& ending);
     void Told(Time at, const ApplicationId& application, uint32_t id, const Payload& payload, const char* ending);
 

@@ -1,6 +1,5 @@
 #include "service/timer.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace orvi_sim {
@@ -44,7 +43,7 @@ void Timer::After(Time delay, Work work) {
 
 void Timer::StandingAt(Time time, Work work) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    Add(std::max(time, Reading()), {std::move(work), true});
+    Add(time, {std::move(work), true});
 }
 
 void Timer::SetScale(uint32_t scale) {

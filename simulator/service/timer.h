@@ -33,8 +33,8 @@ class Timer {
     // Runs `work` on the timer's thread, which starts with the first call. After Stop: does nothing.
     void After(Time delay, Work work);
 
-    // The same at a point of time, at once when that has passed; and as the room's clock stands meanwhile, the work may
-    // wait for something without the time running away.
+    // The same at a point of time, to which it goes back where that has passed; and as the room's clock stands meanwhile,
+    // the work may wait for something without the time running away.
     void StandingAt(Time time, Work work);
 
     // How the time goes on: so many times as fast as the machine's, 1 to Clock::FASTEST; or from one piece of work to
