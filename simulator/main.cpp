@@ -101,6 +101,7 @@ int Run(Room& room, const Options& options) {
     if (!options.scenarioFile.empty()) {
         room.stage.SetTimeAtStart(START_OF_SCENARIO);
         room.service.SetListener(&player);
+        player.Prepare();
     }
     std::string error;
     if (!room.service.Start(error)) {
@@ -117,13 +118,13 @@ int Run(Room& room, const Options& options) {
     }
     std::printf("ready %s pid %ld\n", SERVICE_NAME, static_cast<long>(getpid()));
     std::fflush(stdout);
+    if (!options.scenarioFile.empty()) {
+        player.Start();
+    }
     if (options.speed == "max") {
         room.stage.LetTimeJump();
     } else {
         room.stage.GetTimer().SetScale(*ParsePace(options.speed));
-    }
-    if (!options.scenarioFile.empty()) {
-        player.Start();
     }
     std::thread control;
     if (options.control) {

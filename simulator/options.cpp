@@ -37,8 +37,7 @@ int ReadOptions(int argc, char** argv, Options& options) {
         ->check(CLI::Range(size_t{0}, Attendance::MOST_PARTICIPANTS))
         ->capture_default_str();
     const CLI::Option* const arrival =
-        app.add_option("--arrival", options.arrivalMs,
-                       "time between two of them; 0: only on command, as in a scenario")
+        app.add_option("--arrival", options.arrivalMs, "time between two of them; 0: only on command, as in a scenario")
             ->type_name("MS")
             ->capture_default_str();
     app.add_option("-p,--push", options.pushes,

@@ -27,27 +27,40 @@ Player::Player(Stage& stage, const Directions& directions, const Scenario& scena
       atEnd_(atEnd),
       states_(scenario.lines.size(), State::Waits) {}
 
-void Player::Start() {
-    const Stage::Lock lock = stage_.Enter();
+void Player::Prepare() {
     Timer& timer = stage_.GetTimer();
+    timer.SetScale(0);
     timer.Set(Timer::Time(0));
     if (const char* const place = std::getenv(PLACE)) {
         std::istringstream words(place);
         int64_t time = 0;
         size_t refused = 0;
-        std::string begun;
-        words >> time >> refused >> begun;
+        std::string done;
+        words >> time >> refused >> done;
         timer.Set(Timer::Time(time));
         refused_ = refused;
-        for (size_t i = 0; i < std::min(begun.size(), states_.size()); ++i) {
-            states_[i] = begun[i] == '1' ? State::Begun : State::Waits;
+        for (size_t i = 0; i < std::min(done.size(), states_.size()); ++i) {
+            states_[i] = done[i] == '1' ? State::Done : State::Waits;
         }
         (void)unsetenv(PLACE);
+        return;
     }
-    left_ = states_.size() - static_cast<size_t>(std::count(states_.begin(), states_.end(), State::Begun));
+    for (size_t i = 0; i < scenario_.lines.size(); ++i) {
+        const ScenarioLine& line = scenario_.lines[i];
+        if (!line.on && (line.at.count() != 0 || !directions_.IsOnStage(line.direction))) {
+            return;
+        }
+        if (!line.on) {
+            Perform(i);
+        }
+    }
+}
+
+void Player::Start() {
+    const Stage::Lock lock = stage_.Enter();
     for (size_t i = 0; i < scenario_.lines.size(); ++i) {
         if (states_[i] == State::Waits && !scenario_.lines[i].on) {
-            timer.StandingAt(scenario_.lines[i].at, [this, i] { Perform(i); });
+            stage_.GetTimer().StandingAt(scenario_.lines[i].at, [this, i] { Perform(i); });
         }
     }
 }
@@ -64,18 +77,19 @@ void Player::OnAsked(const Request& request) {
 
 void Player::Perform(size_t index) {
     const ScenarioLine& line = scenario_.lines[index];
-    {
-        const Stage::Lock lock = stage_.Enter();
-        states_[index] = State::Begun;
-    }
     const Directions::Answer answer = directions_.Perform(line.direction);
     if (answer.text.compare(0, 2, "ok") != 0) {
         ++refused_;
         Log("%s:%zu: %s: %s", scenario_.file.c_str(), line.number, line.direction.c_str(), answer.text.c_str());
     }
-    if (--left_ == 0) {
-        Log("%s has been played: %zu lines, %zu answered no", scenario_.file.c_str(), scenario_.lines.size(),
-            refused_.load());
+    bool isPlayed = false;
+    {
+        const Stage::Lock lock = stage_.Enter();
+        states_[index] = State::Done;
+        isPlayed = IsPlayed();
+    }
+    if (isPlayed) {
+        Log("%s has been played, %zu lines answered no", scenario_.file.c_str(), refused_.load());
         if (atEnd_ != nullptr && answer.then == nullptr) {
             atEnd_->Raise(0);
         }
@@ -86,12 +100,26 @@ void Player::Perform(size_t index) {
     }
 }
 
+bool Player::IsPlayed() const {
+    bool hasTimes = false;
+    bool isAllDone = true;
+    for (size_t i = 0; i < states_.size(); ++i) {
+        const bool isTimed = !scenario_.lines[i].on;
+        hasTimes = hasTimes || isTimed;
+        if (states_[i] == State::Due || (isTimed && states_[i] != State::Done)) {
+            return false;
+        }
+        isAllDone = isAllDone && states_[i] == State::Done;
+    }
+    return hasTimes || isAllDone;
+}
+
 void Player::KeepPlace() const {
     const std::string begun = [this] {
         const Stage::Lock lock = stage_.Enter();
         std::string text;
         for (const State state : states_) {
-            text += state == State::Begun ? '1' : '0';
+            text += state == State::Done ? '1' : '0';
         }
         return text;
     }();

@@ -240,8 +240,9 @@ Reason ParseLine(const std::string& text, Json& object) {
     try {
         object = Json::parse(text, look);
     } catch (const Json::parse_error& error) {
-        return "no JSON from its byte " + std::to_string(error.byte) +
-               " on: " + Quote(text.substr(std::min(text.size(), error.byte != 0 ? error.byte - 1 : 0)));
+        const size_t read = std::min(text.size(), error.byte);
+        const size_t begin = read - std::min(read, LONGEST_QUOTE / 2);
+        return "no JSON behind " + Quote(text.substr(begin, read - begin));
     }
     if (!twice.empty()) {
         return Quote(twice) + " is given twice";
