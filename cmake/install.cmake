@@ -5,6 +5,7 @@
 #   bin/                            the simulated vision service and the tools
 #   include/orvi_ai_srv.h           the public header
 #   include/orvi-host/              headers of the platform libraries and of the simulated service's payloads
+#   share/orvi-ai-srv/scenarios/    courses of a room for the simulated service, and an application's calls for one
 #   lib/cmake/orvi_ai_srv/          find_package(orvi_ai_srv)
 include(CMakePackageConfigHelpers)
 
@@ -39,6 +40,10 @@ foreach(program orvi-vision-sim orvi-ai orvi-room orvi-bus-monitor)
         INSTALL_RPATH "$ORIGIN/${host_dir_from_bin}/orvi-host;$ORIGIN/${host_dir_from_bin}")
     install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT host)
 endforeach()
+
+file(GLOB scenarios ${PROJECT_SOURCE_DIR}/simulator/scenarios/*.jsonl)
+install(FILES ${scenarios} ${PROJECT_SOURCE_DIR}/examples/meeting.calls
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/orvi-ai-srv/scenarios COMPONENT host)
 
 install(EXPORT orvi_ai_srv FILE orvi_ai_srv-targets.cmake NAMESPACE orvi:: DESTINATION ${orvi_package_dir}
         COMPONENT development)
