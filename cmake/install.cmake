@@ -35,7 +35,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/include/orvi_ai_srv.h DESTINATION ${CMAKE_IN
         COMPONENT development)
 
 file(RELATIVE_PATH host_dir_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-foreach(program orvi-vision-sim orvi-ai orvi-room orvi-bus-monitor)
+foreach(program orvi-vision-sim orvi-ai orvi-room orvi-bus)
     set_target_properties(${program} PROPERTIES
         INSTALL_RPATH "$ORIGIN/${host_dir_from_bin}/orvi-host;$ORIGIN/${host_dir_from_bin}")
     install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT host)

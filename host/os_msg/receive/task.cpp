@@ -12,6 +12,7 @@
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
 #include "wire/deadline.h"
+#include "wire/trace.h"
 
 namespace orvi_bus {
 
@@ -328,7 +329,17 @@ bool Task::Dispatch(Connection* connection, const FrameHeader& header, const uin
         connection->ExpectAnswer(header.sequence);
         PutToken({connection->id, header.sequence}, &block);
     }
+    const int64_t began = IsWatched() ? MonotonicNs() : 0;
+    const uint64_t stream = connection->hello.stream;  // the handler may end the connection
+    char from[OS_MSG_NAME_SIZE] = {};
+    if (began != 0) {
+        SetName(from, connection->hello.procName);
+    }
     calls_.Call(&block);
+    if (began != 0) {
+        TellWatchers({MonotonicNs(), TraceKind::kHandled, header.msgId, header.sequence, stream, 0,
+                      MonotonicNs() - began, from, nullptr, name_, nullptr, header.dataLen, false});
+    }
     return true;
 }
 

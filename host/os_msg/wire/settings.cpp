@@ -32,7 +32,8 @@ Settings Read() {
     settings.sendWaitMs = NumberFromEnvironment("ORVI_BUS_SEND_WAIT_MS", 1, kDayMs, 1000);
     settings.frameWaitMs = NumberFromEnvironment("ORVI_BUS_FRAME_WAIT_MS", 1, kDayMs, 5000);
     settings.slowMs = NumberFromEnvironment("ORVI_BUS_SLOW_MS", 0, kDayMs, 1000);
-    settings.trace = NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, 0) != 0;
+    settings.trace = static_cast<Trace>(
+        NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, static_cast<uint32_t>(Trace::kWhenWatched)));
     return settings;
 }
 
