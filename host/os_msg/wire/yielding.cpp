@@ -25,11 +25,17 @@ bool Yielding::Go() {
     if (untilNs_ == 0 && now >= notBeforeNs.load(std::memory_order_relaxed)) {
         untilNs_ = now + mostNs;
     }
-    if (now > untilNs_ + kCrowdedNs && untilNs_ != 0) {
-        // Others had the processor for that long. Who wakes from a sleep gets it back sooner than who has yielded it.
-        notBeforeNs.store(now + kCrowdedPauseNs, std::memory_order_relaxed);
+    if (now >= untilNs_) {
+        return false;
     }
-    return now < untilNs_ && sched_yield() == 0;
+    (void)sched_yield();
+    const int64_t back = MonotonicNs();
+    if (back - now > kCrowdedNs) {
+        // Others had the processor for that long. Who wakes from a sleep gets it back sooner than who has yielded it.
+        notBeforeNs.store(back + kCrowdedPauseNs, std::memory_order_relaxed);
+        untilNs_ = back;
+    }
+    return true;
 }
 
 }  // namespace orvi_bus
