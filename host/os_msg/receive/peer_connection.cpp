@@ -234,8 +234,9 @@ int64_t Connection::AnswersDueNs() {
     return firstQueued_ != nullptr ? progressNs_ + LimitNs(GetSettings().sendWaitMs) : INT64_MAX;
 }
 
-Connection::Unread Connection::UnreadAnswers() {
+Connection::Unread Connection::UnreadAnswers(bool* answered) {
     MutexLock lock(mutex_);
+    *answered = pending_ == 0;
     if (!open_) {
         return Unread::kOver;
     }

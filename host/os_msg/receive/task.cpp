@@ -131,7 +131,7 @@ int Task::Loop() {
             until = NextDeadlineNs();
         }
         epoll_event events[EventLoop::kMostEvents];
-        const int count = loop_.Wait(until, events);
+        const int count = loop_.Wait(until, hasAnswered_, events);
         if (count < 0) {
             Log(kLogError, "the receive loop of task '%s' cannot go on: %s", name_, strerror(errno));
             return ORVI_BUS_E_SYSTEM;
@@ -140,6 +140,7 @@ int Task::Loop() {
             Log(kLogError, "the receive loop of task '%s' ends: its files in the bus directory are gone", name_);
             return ORVI_BUS_E_DIRECTORY;
         }
+        hasAnswered_ = false;
         served = ServeReady();
     }
 }
@@ -243,7 +244,9 @@ void Task::Serve(Connection* connection) {
                 } else if (!Dispatch(connection, header, payload)) {
                     return;
                 } else if (!loop_.Interrupted()) {  // a forked child takes no lock
-                    const Connection::Unread unread = connection->UnreadAnswers();
+                    bool answered = false;
+                    const Connection::Unread unread = connection->UnreadAnswers(&answered);
+                    hasAnswered_ = hasAnswered_ || (answered && header.kind == FrameKind::kRequest);
                     if (unread == Connection::Unread::kOver) {
                         connections_.Close(connection, nullptr);  // what it asks for now nobody will read
                         return;

@@ -46,6 +46,7 @@ class Outgoing {
     struct Free {
         void operator()(uint8_t* bytes) const { free(bytes); }
     };
+    Socket::Received Await(uint8_t* at, size_t room, const Deadline& deadline, size_t* count);
     int Transmit(Parcel* parcel, const Deadline* deadline) const;
     bool KeepRest(const Parcel& parcel);
 

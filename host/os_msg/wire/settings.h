@@ -13,6 +13,7 @@ struct Settings {
     uint32_t sendWaitMs;     // longest wait of a one-way message and of a reply
     uint32_t frameWaitMs;    // how long a peer may leave a connection without its first frame, or a frame unfinished
     uint32_t slowMs;         // a handler that runs longer is told of; 0: never
+    uint32_t yieldUs;        // longest time that who expects bytes lets others run before it sleeps; 0: not at all
     Trace trace;             // whether programs that watch the traffic are told
 };
 
