@@ -5,6 +5,7 @@
 #   host         lib/orvi-host/               the platform libraries of a workstation, found by the product from where it
 #                                             stands
 #                bin/                         the simulated vision service and the tools, their pages and completions
+#                share/orvi-ai-srv/scenarios/ courses of a room for the simulated service, and an application's calls for one
 #                include/orvi-host/           headers of the platform libraries and of the simulated service's payloads
 #   testkit      what the tests of applications use: joins the package as orvi_ai_srv-testkit-targets.cmake
 #   doc          share/doc/orvi_ai_srv/       pages, examples; orvi_ai_srv(7)
@@ -46,6 +47,10 @@ foreach(program ${orvi_tools})
         INSTALL_RPATH "$ORIGIN/${host_dir_from_bin}/orvi-host;$ORIGIN/${host_dir_from_bin}")
     install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT host)
 endforeach()
+
+file(GLOB scenarios ${PROJECT_SOURCE_DIR}/simulator/scenarios/*.jsonl)
+install(FILES ${scenarios} ${PROJECT_SOURCE_DIR}/examples/meeting.calls
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/orvi-ai-srv/scenarios COMPONENT host)
 
 # --- CMake package and pkg-config ---
 

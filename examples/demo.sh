@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Shows an application and the simulated vision service as two processes: events, the service killed and started
-# again, and the application that goes on. Exits with 0 only when every expected step was seen.
+# Shows applications and the simulated vision service as processes of their own: half an hour of a meeting in a few
+# seconds, then the example programs, the service killed and started again, and the application that goes on. Exits with 0 only when every expected step was seen.
 #
 # usage: demo.sh BUILD_DIR [LAUNCHER...]      LAUNCHER runs the programs, for instance an emulator
 # ORVI_DEMO_SIMULATOR names the service of another build, which is run as it is.
 set -u
+shopt -s extglob
 
 if [[ $# -lt 1 ]]; then
     echo "usage: $0 BUILD_DIR [LAUNCHER...]" >&2
@@ -22,7 +23,7 @@ simulator=("${launcher[@]}" "$bin/orvi-vision-sim")
 if [[ -n ${ORVI_DEMO_SIMULATOR:-} ]]; then
     simulator=("$ORVI_DEMO_SIMULATOR")
 fi
-for program in orvi-vision-sim first_steps face_photos live_captions voice_assistant ask_model meeting; do
+for program in orvi-vision-sim orvi-ai first_steps face_photos live_captions voice_assistant ask_model meeting; do
     if [[ ! -x $bin/$program ]]; then
         echo "$0: $bin/$program is missing, build first" >&2
         exit 2
@@ -74,6 +75,7 @@ show() {
         'live_captions: '*) say captions "$green" "${1#live_captions: }" ;;
         'voice_assistant: '*) say concierge "$green" "${1#voice_assistant: }" ;;
         'ask_model: '*) say asker "$green" "${1#ask_model: }" ;;
+        +([0-9]).+([0-9])'  '*) say watch "$green" "${1:0:110}" ;;
         'vision-sim ['*) say service "$blue" "${1#*\] }" ;;
         *) say service "$blue" "$1" ;;
     esac
@@ -129,6 +131,29 @@ push() {
     expect 'ok 1'
     expect "first_steps: $3"
 }
+
+say demo "$yellow" 'a meeting: the service plays half an hour of it, an application takes part, orvi-ai watches'
+"${simulator[@]}" --scenario "${0%/*}/../simulator/scenarios/meeting.jsonl" --speed 400 --exit-at-end \
+    </dev/null >&3 2>&3 3>&- 4>&- &
+service=$!
+expect 'ready AI_VISION*'
+"${launcher[@]}" "$bin/orvi-ai" watch caption.line checkin.arrival checkin.complete </dev/null >&3 2>&3 3>&- 4>&- &
+visitor=$!
+expect '*client ai_vpp*announced itself, 1 now'
+"${launcher[@]}" "$bin/orvi-ai" run "${0%/*}/meeting.calls" </dev/null >"$dir/calls.log" 2>&1 3>&- 4>&- &
+application=$!
+expect '*checkin.arrival*Ada Lovelace*'
+expect '*caption.line*Good morning. Can everybody hear me?*'
+expect '*caption.line*Thank you all.*'
+expect '*checkin.complete*'
+wait "$application" || fail "the application of the meeting ended with $?: $(tail -n 3 "$dir/calls.log")"
+application=0
+expect '*has been played, 0 lines answered no'
+wait "$service" || fail "the service ended with $?"
+service=0
+kill -INT "$visitor"
+wait "$visitor"
+visitor=0
 
 start_service 'start the service'
 say demo "$yellow" 'start the application'

@@ -81,7 +81,7 @@ constexpr Field PAGE_FIELDS[] = {
     Number("count", ORVI_PLACE(OrviSimCheckinPage, entryCount), "of the entries")
         .In(0, ORVI_SIM_CHECKIN_ENTRIES_PER_PAGE),
     Number("invited", ORVI_PLACE(OrviSimCheckinPage, invited), "in the whole list"),
-    Number("present", ORVI_PLACE(OrviSimCheckinPage, present), "guests included"),
+    Number("present", ORVI_PLACE(OrviSimCheckinPage, present), "guests included").Of("invited"),
     Number("guests", ORVI_PLACE(OrviSimCheckinPage, guests), "present without invitation"),
     Flag("running", ORVI_PLACE(OrviSimCheckinPage, running), "participants are taken in"),
     Number("type", ORVI_PLACE(OrviSimCheckinPage, type), "given with the start report"),

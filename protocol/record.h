@@ -90,6 +90,7 @@ struct Field {
     int64_t most = 0;
     Rows<Word> words;
     std::string_view counter;  // the field that tells the elements in use, or the bytes in use when this is no list
+    std::string_view whole;  // the field that tells how many there can be of what this one counts
     std::string_view unit;
     std::string_view initial;  // what an encoder puts in when nobody names a value
     std::string_view meaning;
@@ -108,6 +109,11 @@ struct Field {
     constexpr Field Unit(std::string_view text) const {
         Field field = *this;
         field.unit = text;
+        return field;
+    }
+    constexpr Field Of(std::string_view all) const {
+        Field field = *this;
+        field.whole = all;
         return field;
     }
     constexpr Field Initially(std::string_view value) const {

@@ -258,6 +258,17 @@ void AddList(const Value& list, const Style& style, const std::string& indent, s
     out += more.empty() ? "" : indent + more + "\n";
 }
 
+// "3  ######..............": how much of the whole a count is; more than all of it fills the bar.
+std::string Bar(const Value& count, const std::vector<Value>& values) {
+    constexpr int64_t WIDTH = 20;
+    const Value* const whole = count.field->whole.empty() ? nullptr : FindValue(values, count.field->whole);
+    if (whole == nullptr || whole->number <= 0) {
+        return "";
+    }
+    const int64_t full = std::clamp<int64_t>(count.number, 0, whole->number) * WIDTH / whole->number;
+    return "  " + std::string(static_cast<size_t>(full), '#') + std::string(static_cast<size_t>(WIDTH - full), '.');
+}
+
 void AddTable(const std::vector<Value>& values, const Style& style, const std::string& indent, std::string& out) {
     std::vector<std::vector<std::string>> rows;
     for (const Value& value : values) {
@@ -277,7 +288,8 @@ void AddTable(const std::vector<Value>& values, const Style& style, const std::s
         } else {
             rows.push_back(
                 {std::string(value.field->name),
-                 Shown(value, style) + (value.field->unit.empty() ? "" : " " + std::string(value.field->unit))});
+                 Shown(value, style) + (value.field->unit.empty() ? "" : " " + std::string(value.field->unit)) +
+                     Bar(value, values)});
         }
     }
     AddRows(rows, indent, out);

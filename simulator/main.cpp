@@ -1,8 +1,9 @@
 // orvi-vision-sim: plays the device's vision service, the process AI_VISION, on a workstation's message bus.
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <iterator>
 #include <poll.h>
@@ -17,76 +18,14 @@
 #include <vector>
 
 #include "directions/control.h"
-#include "directions/pushes.h"
-#include "directions/vocabulary.h"
-#include "features/checkin/attendance.h"
+#include "directions/words.h"
 #include "log.h"
+#include "options.h"
 #include "room.h"
+#include "scenario/player.h"
 
 namespace orvi_sim {
 namespace {
-
-constexpr int EXIT_USAGE = 2;
-
-struct Options {
-    bool verbose = false;
-    bool control = false;
-    uint32_t exitAfterMs = 0;
-    uint32_t queueSize = 256;
-    uint32_t participants = 12;
-    uint32_t arrivalMs = 500;
-    std::vector<std::string> pushes;
-    std::vector<ScheduledPush> scheduled;
-};
-
-int ReadOptions(int argc, char** argv, Options& options) {
-    CLI::App app("Plays the device's vision service on this workstation's message bus.");
-    app.name("orvi-vision-sim");
-    app.set_version_flag("--version", "orvi-vision-sim " ORVI_VERSION, "print the version");
-    app.add_flag("-v,--verbose", options.verbose, "log every message");
-    app.add_flag("-c,--control", options.control, "take commands on standard input, see below");
-    app.add_option("-e,--exit-after", options.exitAfterMs, "end after this time")->type_name("MS");
-    app.add_option("-q,--queue-size", options.queueSize, "messages that may wait for one client")
-        ->type_name("N")
-        ->check(CLI::Range(1U, 65536U))
-        ->capture_default_str();
-    app.add_option("--participants", options.participants, "how many people check in")
-        ->type_name("N")
-        ->check(CLI::Range(size_t{0}, Attendance::MOST_PARTICIPANTS))
-        ->capture_default_str();
-    app.add_option("--arrival", options.arrivalMs, "time between two of them; 0: only on command")
-        ->type_name("MS")
-        ->capture_default_str();
-    app.add_option("-p,--push", options.pushes,
-                   "send a message to each client, MS milliseconds after it announced itself; may be repeated")
-        ->type_name("MESSAGE[:WORD,...][@MS]")
-        ->allow_extra_args(false);
-    app.footer(
-        std::string("It prints \"ready\" once every task can be reached, and ends at SIGTERM, SIGINT or Ctrl-C.\n"
-                    "ORVI_BUS_DIR names the bus directory.\n\n"
-                    "Commands on standard input (--control); each is answered by one line, ok or error:\n") +
-        ExplainAll() + "help NAME explains one of them.\n\n" +
-        "Example:\n  orvi-vision-sim --verbose --push checkin.count:7@500 --push face.event");
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        if (error.get_exit_code() == 0) {
-            return app.exit(error);  // --help, --version
-        }
-        std::fprintf(stderr, "orvi-vision-sim: %s\n", error.what());
-        return EXIT_USAGE;
-    }
-    for (const std::string& text : options.pushes) {
-        std::string reason;
-        const std::optional<ScheduledPush> push = ParseScheduledPush(text, reason);
-        if (!push) {
-            std::fprintf(stderr, "orvi-vision-sim: --push %s: %s\n", text.c_str(), reason.c_str());
-            return EXIT_USAGE;
-        }
-        options.scheduled.push_back(*push);
-    }
-    return -1;
-}
 
 // Signals arrive through this descriptor, so they are blocked before the first thread starts.
 int OpenSignals() {
@@ -131,6 +70,9 @@ class Greeter : public ApplicationListener {
     const std::vector<ScheduledPush>& pushes_;
 };
 
+// The time of day at which every scenario begins: 5 January 2026, 9:00. It can be told otherwise with `time`.
+constexpr uint32_t START_OF_SCENARIO = 1767603600;
+
 // Each application takes two descriptors and more.
 void RaiseDescriptorLimit() {
     rlimit limit{};
@@ -150,6 +92,17 @@ int Run(Room& room, const Options& options) {
     room.stage.SetListeners(std::move(listeners));
     room.stage.GetApplications().GetMail().SetCapacity(options.queueSize);
     room.checkin.SetParticipants(options.participants, std::chrono::milliseconds(options.arrivalMs));
+    room.service.Seed(options.seed);
+    if (!options.playLog.empty() && !room.stage.GetPlayLog().Open(options.playLog, Player::GoesOn())) {
+        Log("cannot write %s: %s", options.playLog.c_str(), std::strerror(errno));
+        return 1;
+    }
+    Player player(room.stage, room.directions, options.scenario, options.exitAtEnd ? &room.stop : nullptr);
+    if (!options.scenarioFile.empty()) {
+        room.stage.SetTimeAtStart(START_OF_SCENARIO);
+        room.service.SetListener(&player);
+        player.Prepare();
+    }
     std::string error;
     if (!room.service.Start(error)) {
         Log("%s", error.c_str());
@@ -165,6 +118,14 @@ int Run(Room& room, const Options& options) {
     }
     std::printf("ready %s pid %ld\n", SERVICE_NAME, static_cast<long>(getpid()));
     std::fflush(stdout);
+    if (!options.scenarioFile.empty()) {
+        player.Start();
+    }
+    if (options.speed == "max") {
+        room.stage.LetTimeJump();
+    } else {
+        room.stage.GetTimer().SetScale(*ParsePace(options.speed));
+    }
     std::thread control;
     if (options.control) {
         control = std::thread([&room] { ServeControl(room.directions, room.stop); });
@@ -176,7 +137,7 @@ int Run(Room& room, const Options& options) {
         control.join();
     }
     Log("ended");
-    return room.stop.ExitCode();
+    return player.RefusedCount() != 0 ? std::max(room.stop.ExitCode(), 1) : room.stop.ExitCode();
 }
 
 }  // namespace

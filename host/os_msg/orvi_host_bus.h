@@ -56,7 +56,8 @@ int OrviHostMsgGetSender(const TagMsgBlock* message, OrviHostMsgSender* sender);
 /* Sends a one-way message and never waits: 0 when the message was taken, ORVI_BUS_E_WOULD_BLOCK when the receiver has
  * no room for it and nothing was taken, else as OsMsgAsynSend. The order of the calling thread's messages and requests
  * to one task is kept, whatever they are sent with. Of a large message the receiver may have taken a part: the rest is
- * kept by the bus and handed over by this thread's next call for that receiver or its OrviHostMsgAwaitRoom. */
+ * kept by the bus and handed over by this thread's next call for that receiver or its OrviHostMsgAwaitRoom. What is
+ * kept when the thread ends is lost with its connection, and the receiver tells of a message that was cut. */
 int OrviHostMsgTrySend(const TagMsgBlock* message);
 
 /* On a thread that sends with OrviHostMsgTrySend: waits until a receiver that had no room has some or has gone, or the

@@ -18,6 +18,10 @@ constexpr size_t HELP_COLUMN = 44;
 constexpr size_t LONGEST_QUOTE = 64;
 constexpr uint32_t EVENT_IDS_BEGIN = 0x600000;
 
+std::string Quote(const std::string& word) {
+    return "'" + word.substr(0, LONGEST_QUOTE) + "'";
+}
+
 // An option's name, --nth of "--nth N", and what stands behind it.
 std::string OptionName(const Parameter& option) {
     const std::string name = option.name;
@@ -90,7 +94,7 @@ std::optional<std::string> ReadWord(const Parameter& parameter, const std::strin
             if (IsOneOf(word, name)) {
                 return std::nullopt;
             }
-            return "'" + word + "' is none of " + name;
+            return Quote(word) + " is none of " + name;
         case Type::Message:
             return ReadMessage(word, argument);
         case Type::Time:
@@ -98,7 +102,7 @@ std::optional<std::string> ReadWord(const Parameter& parameter, const std::strin
                 argument.time = *time;
                 return std::nullopt;
             }
-            return "'" + word + "' is no time, as 500ms, 2s or 1m";
+            return Quote(word) + " is no time, as 500ms, 2s or 1m";
         case Type::Number:
             break;
         default:
@@ -110,7 +114,7 @@ std::optional<std::string> ReadWord(const Parameter& parameter, const std::strin
     const std::optional<uint32_t> number = ParseNumber(word);
     if (!number || *number < parameter.least || *number > parameter.most) {
         const bool isBounded = parameter.least != 0 || parameter.most != UINT32_MAX;
-        return "'" + word + "' is no number for " + name +
+        return Quote(word) + " is no number for " + name +
                (isBounded ? ": " + std::to_string(parameter.least) + " to " + std::to_string(parameter.most) : "");
     }
     argument.number = *number;
@@ -245,6 +249,7 @@ std::string Explain(const Row& row) {
         text += name == "--once"     ? "  --once: the next one only\n"
                 : name == "--nth"    ? "  --nth N: only the N-th from now on\n"
                 : name == "--every"  ? "  --every N: each N-th from now on\n"
+                : name == "--chance" ? "  --chance PERCENT: those that chance picks; --seed gives another course\n"
                 : name == "--app"    ? "  --app NAME: those of one application, by its name on the bus (see clients)\n"
                 : name == "--raw"    ? "  --raw: send it although no application could trust it\n"
                 : name == "--reveal" ? "  --reveal: show private contents as they are\n"

@@ -54,6 +54,13 @@ void Directions::Check() const {
     }
 }
 
+bool Directions::IsOnStage(const std::string& line) const {
+    std::vector<std::string> words;
+    size_t count = 0;
+    const Row* const row = SplitLine(line, words) ? FindRow(words, count) : nullptr;
+    return row != nullptr && entries_.at(row->name).isOnStage;
+}
+
 Directions::Answer Directions::Perform(const std::string& line) const {
     std::vector<std::string> words;
     if (!SplitLine(line, words)) {
@@ -70,7 +77,9 @@ Directions::Answer Directions::Perform(const std::string& line) const {
     }
     const Entry& entry = entries_.at(row->name);
     Stage::Lock lock = stage_.Enter();
-    if (!entry.isOnStage) {
+    if (entry.isOnStage) {
+        stage_.GetPlayLog().Directed(stage_.SinceStart(), line);
+    } else {
         lock.unlock();
     }
     Outcome outcome = Refused("");
@@ -78,6 +87,12 @@ Directions::Answer Directions::Perform(const std::string& line) const {
         outcome = entry.direction.perform(arguments);
     } catch (const std::exception& exception) {
         outcome = Refused(std::string("not done: ") + exception.what());
+    }
+    if (!outcome.isDone) {
+        if (!lock.owns_lock()) {
+            lock.lock();
+        }
+        stage_.GetPlayLog().Directed(stage_.SinceStart(), line + ": not done");
     }
     while (!outcome.text.empty() && outcome.text.back() == '\n') {
         outcome.text.pop_back();

@@ -31,6 +31,9 @@ class Directions {
         void (*then)();
     };
 
+    // Whether a line is one of the room: of the others some wait.
+    bool IsOnStage(const std::string& line) const;
+
     // Carries out one line. Any number of threads may call it;
     // the lines of one caller follow one another.
     Answer Perform(const std::string& line) const;

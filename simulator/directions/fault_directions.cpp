@@ -11,7 +11,7 @@
 namespace orvi_sim {
 namespace {
 
-const char* const SELECTORS[] = {"--once", "--nth", "--every"};
+const char* const SELECTORS[] = {"--once", "--nth", "--every", "--chance"};
 
 std::string NameOf(const Argument& message) {
     return message.message != nullptr ? std::string(message.message->name) : message.text;
@@ -36,7 +36,9 @@ std::optional<std::string> ReadWhen(const Arguments& arguments, ArmedFault& arme
     if (given == "--once") {
         armed.when = ArmedFault::When::Once;
     } else if (!given.empty()) {
-        armed.when = given == "--nth" ? ArmedFault::When::Nth : ArmedFault::When::Every;
+        armed.when = given == "--nth"     ? ArmedFault::When::Nth
+                     : given == "--every" ? ArmedFault::When::Every
+                                          : ArmedFault::When::Chance;
         armed.n = arguments.Option(given)->number;
     }
     if (const Argument* const app = arguments.Option("--app")) {

@@ -16,6 +16,7 @@ using orvi_protocol::Message;
 using orvi_protocol::Value;
 using Clock = std::chrono::steady_clock;
 
+constexpr size_t LONGEST_QUOTE = 64;
 constexpr size_t WIDTH = 300;     // of a line
 constexpr size_t MOST_LINES = 8;  // of what came instead
 
@@ -89,7 +90,7 @@ std::optional<std::string> ReadWanted(const Message& message, const std::vector<
     for (const std::string& word : words) {
         const size_t equals = word.find('=');
         if (equals == std::string::npos) {
-            return "'" + word + "' is no FIELD=VALUE";
+            return "'" + word.substr(0, LONGEST_QUOTE) + "' is no FIELD=VALUE";
         }
         Wanted one{word.substr(0, equals), word.substr(equals + 1)};
         if (std::find(paths.begin(), paths.end(), WithoutIndexes(one.path)) == paths.end()) {
@@ -97,8 +98,16 @@ std::optional<std::string> ReadWanted(const Message& message, const std::vector<
             for (const std::string& path : paths) {
                 known += (known.empty() ? "" : ", ") + path;
             }
-            return std::string(message.name) + " has no field '" + one.path + "'; it has " +
+            return std::string(message.name) + " has no field '" + one.path.substr(0, LONGEST_QUOTE) + "'; it has " +
                    (known.empty() ? "none" : known);
+        }
+        // What the field can never hold would be waited for in vain. An element of a list does not stand alone.
+        std::string bytes;
+        std::string error;
+        if (one.path.find('[') == std::string::npos &&
+            !orvi_protocol::Encode(message.payload, {{one.path, one.value}}, bytes, error,
+                                   orvi_protocol::Check::Width)) {
+            return error;
         }
         wanted.push_back(std::move(one));
     }

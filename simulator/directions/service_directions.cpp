@@ -13,11 +13,11 @@
 namespace orvi_sim {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using orvi_protocol::AllMessages;
 using orvi_protocol::Message;
 
 constexpr std::chrono::milliseconds DEFAULT_WAIT{10000};
+constexpr size_t LONGEST_QUOTE = 64;
 
 std::chrono::milliseconds WaitOf(const Argument& given) {
     return given.isGiven ? given.time : DEFAULT_WAIT;
@@ -60,6 +60,8 @@ Outcome ListMessages(const Argument& pattern) {
 
 std::vector<Direction> ServiceDirections::OnStage() {
     return {
+        {"clock", [this](const Arguments&) { return TellClock(); }},
+        {"clock scale", [this](const Arguments& a) { return SetPace(a[0].text); }},
         {"time", [this](const Arguments& a) { return SetTime(a[0].text); }},
         {"push", [this](const Arguments& a) { return Push(a); }},
         {"clients", [this](const Arguments&) { return ListClients(); }},
@@ -74,6 +76,7 @@ std::vector<Direction> ServiceDirections::OnStage() {
 
 std::vector<Direction> ServiceDirections::OffStage() {
     return {
+        {"clock step", [this](const Arguments& a) { return Step(a[0].time); }},
         {"events", [](const Arguments&) { return ListEvents(); }},
         {"messages", [](const Arguments& a) { return ListMessages(a[0]); }},
         {"await clients", [this](const Arguments& a) { return AwaitClients(a); }},
@@ -101,6 +104,32 @@ Outcome ServiceDirections::Push(const Arguments& arguments) {
     }
     const Argument* const app = arguments.Option("--app");
     return Done(std::to_string(stage_.Push(app != nullptr ? &app->text : nullptr, message.number, std::move(payload))));
+}
+
+Outcome ServiceDirections::TellClock() const {
+    const std::string pace = stage_.GetTimer().Pace();
+    return Done(TimeText(stage_.SinceStart()) + (pace == "stands" ? ", stands" : ", pace " + pace));
+}
+
+Outcome ServiceDirections::SetPace(const std::string& pace) {
+    if (pace == "max") {
+        stage_.LetTimeJump();
+        return Done();
+    }
+    const auto scale = ParsePace(pace);
+    if (!scale) {
+        return Refused("'" + pace.substr(0, LONGEST_QUOTE) + "' is no pace: 1 to " + std::to_string(Clock::FASTEST) +
+                       ", or max");
+    }
+    stage_.GetTimer().SetScale(*scale);
+    return Done();
+}
+
+Outcome ServiceDirections::Step(std::chrono::milliseconds time) {
+    if (stage_.GetTimer().IsOwnThread()) {
+        return Refused("a scenario is what happens in its time, and cannot step it");
+    }
+    return stage_.GetTimer().Step(time) ? TellClock() : Refused("the clock was told otherwise meanwhile");
 }
 
 // Today's, in universal time.
@@ -145,16 +174,19 @@ Outcome ServiceDirections::DescribeAll() const {
 
 Outcome ServiceDirections::AwaitClients(const Arguments& arguments) {
     Stage::Lock lock = stage_.Enter();
-    return Waited(stage_.AwaitAnnounced(lock, arguments[0].number, Clock::now() + WaitOf(arguments[1])), arguments[1]);
+    return Waited(
+        stage_.AwaitAnnounced(lock, arguments[0].number, std::chrono::steady_clock::now() + WaitOf(arguments[1])),
+        arguments[1]);
 }
 
 Outcome ServiceDirections::AwaitRequest(const Arguments& arguments) {
-    const Clock::time_point deadline = Clock::now() + WaitOf(arguments[2]);
+    const auto deadline = std::chrono::steady_clock::now() + WaitOf(arguments[2]);
     return Waited(service_.GetTraffic().AwaitCount(arguments[0].number, arguments[1].number, deadline), arguments[2]);
 }
 
 Outcome ServiceDirections::AwaitSent(const Arguments& arguments) {
-    return Waited(stage_.GetApplications().GetMail().AwaitSent(Clock::now() + WaitOf(arguments[0])), arguments[0]);
+    return Waited(stage_.GetApplications().GetMail().AwaitSent(std::chrono::steady_clock::now() + WaitOf(arguments[0])),
+                  arguments[0]);
 }
 
 Outcome ServiceDirections::Count(const Arguments& arguments) {

@@ -2,6 +2,8 @@
 #ifndef ORVI_SIM_DIRECTIONS_SERVICE_DIRECTIONS_H
 #define ORVI_SIM_DIRECTIONS_SERVICE_DIRECTIONS_H
 
+#include <chrono>
+#include <string>
 #include <vector>
 
 #include "directions/direction.h"
@@ -23,6 +25,9 @@ class ServiceDirections {
 
  private:
     Outcome Push(const Arguments& arguments);
+    Outcome TellClock() const;
+    Outcome SetPace(const std::string& pace);
+    Outcome Step(std::chrono::milliseconds time);
     Outcome SetTime(const std::string& text);
     Outcome ListClients() const;
     Outcome DescribeAll() const;

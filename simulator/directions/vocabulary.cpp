@@ -12,8 +12,11 @@ const Parameter APP = {"--app NAME", Type::Name};
 const Parameter WITHIN = {"TIME", Type::Time, true};
 const Parameter COUNT = {"N", Type::Number};
 const Parameter SOME = {"N", Type::Number, true, 1, 10000};
-const std::vector<Parameter> WHEN = {
-    {"--once", Type::Flag}, {"--nth N", Type::Number, false, 1}, {"--every N", Type::Number, false, 1}, APP};
+const std::vector<Parameter> WHEN = {{"--once", Type::Flag},
+                                     {"--nth N", Type::Number, false, 1},
+                                     {"--every N", Type::Number, false, 1},
+                                     {"--chance PERCENT", Type::Number, false, 1, 100},
+                                     APP};
 
 }  // namespace
 
@@ -30,6 +33,12 @@ const std::vector<Row>& Vocabulary() {
         {"persons", {}, {}, "who is invited or here"},
         {"arrive", {SOME}, {}, "the next participants check in now, while the check-in runs"},
         {"time", {{"HH:MM[:SS]", Type::Name}}, {}, "the time of day at which people check in"},
+        {"clock", {}, {}, "the room's time since the start, and its pace"},
+        {"clock scale",
+         {{"N|max", Type::Name}},
+         {},
+         "it goes N times as fast; max: from event to event, without a pause"},
+        {"clock step", {{"TIME", Type::Time}}, {}, "it goes on by so much and then stands, until clock scale 1"},
         {"faces",
          {{"N|usual", Type::Name}},
          {},

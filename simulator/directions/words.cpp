@@ -4,12 +4,18 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <regex>
+
+#include "payload.h"
+#include "service/clock.h"
 
 namespace orvi_sim {
 namespace {
 
 constexpr char BLANKS[] = " \t\r";
 constexpr char TEXT_WORD[] = "text:";
+constexpr size_t LONGEST_TIME = 40;
 
 }  // namespace
 
@@ -62,18 +68,27 @@ std::string JoinWords(const std::vector<std::string>& words) {
 
 std::optional<std::chrono::milliseconds> ParseTime(const std::string& text) {
     constexpr double MOST = 24.0 * 3600 * 1000;
-    if (text.empty() || text[0] < '0' || text[0] > '9') {
+    // One number with its unit after another, the longer units first.
+    static const std::regex pattern(
+        R"((?:([0-9]+(?:\.[0-9]+)?)h)?(?:([0-9]+(?:\.[0-9]+)?)m)?(?:([0-9]+(?:\.[0-9]+)?)s)?(?:([0-9]+(?:\.[0-9]+)?)ms)?)");
+    std::smatch parts;
+    if (text.empty() || text.size() > LONGEST_TIME || !std::regex_match(text, parts, pattern)) {
         return std::nullopt;
     }
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    const std::string unit = end;
-    const double factor = unit == "ms" ? 1 : unit == "s" ? 1000 : unit == "m" ? 60000 : unit == "h" ? 3600000 : 0;
-    const double milliseconds = number * factor;
-    if (factor == 0 || !(milliseconds >= 0 && milliseconds <= MOST)) {
+    constexpr double FACTORS[] = {3600000, 60000, 1000, 1};
+    double milliseconds = 0;
+    for (size_t i = 0; i < std::size(FACTORS); ++i) {
+        milliseconds += parts[i + 1].matched ? std::strtod(parts[i + 1].str().c_str(), nullptr) * FACTORS[i] : 0;
+    }
+    if (milliseconds > MOST) {
         return std::nullopt;
     }
     return std::chrono::milliseconds(std::lround(milliseconds));
+}
+
+std::optional<uint32_t> ParsePace(const std::string& text) {
+    const auto number = ParseNumber(text);
+    return number && *number >= 1 && *number <= Clock::FASTEST ? number : std::nullopt;
 }
 
 std::string TimeText(std::chrono::milliseconds time) {

@@ -16,8 +16,11 @@ bool SplitLine(const std::string& line, std::vector<std::string>& words);
 // A line that SplitLine takes apart into the same words.
 std::string JoinWords(const std::vector<std::string>& words);
 
-// 500ms, 2s, 1.5m, 1h: at most a day.
+// 500ms, 2s, 1.5m, 1h30m: at most a day.
 std::optional<std::chrono::milliseconds> ParseTime(const std::string& text);
+
+// How many times as fast as the machine's time the room's goes: 1 to Clock::FASTEST.
+std::optional<uint32_t> ParsePace(const std::string& text);
 
 // 1500ms as "1.5s"
 std::string TimeText(std::chrono::milliseconds time);

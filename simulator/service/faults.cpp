@@ -34,6 +34,8 @@ bool Faults::Happens(ArmedFault& armed) {
             return armed.seen == armed.n;
         case ArmedFault::When::Every:
             return armed.seen % armed.n == 0;
+        case ArmedFault::When::Chance:
+            return chance_() % 100 < armed.n;  // the standard's distributions differ from library to library
     }
     return false;
 }

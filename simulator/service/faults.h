@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -40,9 +41,9 @@ struct ArmedFault {
     uint32_t id = 0;
     FaultPart part = FaultPart::Way;
     Fault fault;
-    enum class When { Always, Once, Nth, Every };
+    enum class When { Always, Once, Nth, Every, Chance };
     When when = When::Always;
-    uint32_t n = 1;
+    uint32_t n = 1;           // of a chance: in a hundred
     std::string application;  // its name on the bus; empty: of all
     std::string words;        // as it was asked for
     uint64_t seen = 0;        // messages since then
@@ -55,6 +56,9 @@ class Faults {
     // In the place of one for always that changes the same for the same application.
     void Arm(ArmedFault fault);
 
+    // What the chances are drawn from: the same seed gives the same course.
+    void Seed(uint32_t seed) { chance_.seed(seed); }
+
     // What happens to a message that has come now. Those that happen once are gone with it.
     Fault Take(uint32_t id, const std::string& application);
 
@@ -64,9 +68,10 @@ class Faults {
     const std::vector<ArmedFault>& All() const { return armed_; }
 
  private:
-    static bool Happens(ArmedFault& armed);
+    bool Happens(ArmedFault& armed);
     static void Apply(const ArmedFault& armed, Fault& fault);
 
+    std::mt19937 chance_;
     std::vector<ArmedFault> armed_;  // in the order of arming
 };
 

@@ -227,6 +227,12 @@ void Service::Hold(const Incoming& incoming) {
     held_.push_back(incoming);
 }
 
+// Two sequences: how many events there are does not change what happens to requests.
+void Service::Seed(uint32_t seed) {
+    faults_.Seed(seed);
+    stage_.EventFaults().Seed(~seed);
+}
+
 size_t Service::Release(uint32_t id) {
     const auto firstOut = std::stable_partition(held_.begin(), held_.end(),
                                                 [id](const Incoming& held) { return held.block.msgId != id; });
@@ -372,8 +378,13 @@ void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& 
 }
 
 void Service::Note(Incoming& incoming, const std::string& ending) {
+    const Request request = incoming.AsRequest();
+    stage_.GetPlayLog().Asked(stage_.SinceStart(), request, ending);
     if (incoming.number == 0) {
-        incoming.number = traffic_.Note(incoming.AsRequest(), ending, stage_.SinceStart());
+        if (listener_ != nullptr) {
+            listener_->OnAsked(request);
+        }
+        incoming.number = traffic_.Note(request, ending, stage_.SinceStart());
     } else {
         traffic_.End(incoming.number, ending);
     }

@@ -18,6 +18,12 @@
 
 namespace orvi_sim {
 
+class RequestListener {
+ public:
+    virtual ~RequestListener() = default;
+    virtual void OnAsked(const Request& request) = 0;
+};
+
 constexpr char SERVICE_NAME[] = "AI_VISION";
 
 // One per process: the bus knows handlers without a context.
@@ -36,9 +42,13 @@ class Service {
     // Ends the receive loops, everything on the stage and every wait, and takes the tasks off the bus.
     void Stop();
 
+    // Who hears of each message once, before its reply leaves; on the stage. Outlives the service's run. Before Start.
+    void SetListener(RequestListener* listener) { listener_ = listener; }
+
     // --- For directions; on the stage, but for the traffic ---
 
     const RequestRow* FindRequest(uint32_t id) const;  // null when no feature has it
+    void Seed(uint32_t seed);                          // of what happens by chance. Before Start
     Faults& RequestFaults() { return faults_; }
     size_t Release(uint32_t id);  // handles the messages that were held back and returns their number
     size_t ReleaseAll();
@@ -80,6 +90,7 @@ class Service {
 
     Stage& stage_;
     StopSignal& stop_;
+    RequestListener* listener_ = nullptr;
     std::unordered_map<uint32_t, Entry> entries_;  // constant after construction
     Traffic traffic_;                              // has its own lock
     Faults faults_;                                // on the stage

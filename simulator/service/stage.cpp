@@ -10,6 +10,7 @@ namespace orvi_sim {
 namespace {
 
 constexpr size_t MOST_HELD = 1024;
+constexpr std::chrono::seconds MOST_PATIENCE{1};  // with applications that do not take what they are told
 
 }  // namespace
 
@@ -65,6 +66,7 @@ void Stage::Send(Event event) {
     }
     if (fault.isLost) {
         LogVerbose("%#x \"%s\" is lost, as told", event.id, EventName(event.id));
+        playLog_.Told(SinceStart(), event.application, event.id, *event.payload, "lost");
         return;
     }
     for (int times = fault.isDouble ? 2 : 1; times > 0; --times) {
@@ -83,6 +85,7 @@ void Stage::Send(Event event) {
 }
 
 bool Stage::Post(const Event& event) {
+    playLog_.Told(SinceStart(), event.application, event.id, *event.payload, "");
     return applications_.GetMail().Post(event.application, event.id, event.payload);
 }
 
@@ -110,7 +113,7 @@ bool Stage::HoldsBackEvents(uint32_t id) const {
 }
 
 std::chrono::milliseconds Stage::SinceStart() const {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start_);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(timer_.Now());
 }
 
 uint32_t Stage::TimeOfDay() const {
@@ -135,6 +138,11 @@ void Stage::After(std::chrono::milliseconds delay, std::function<void()> work) {
             work();
         }
     });
+}
+
+void Stage::LetTimeJump() {
+    timer_.SetJumping(
+        [this] { (void)applications_.GetMail().AwaitSent(std::chrono::steady_clock::now() + MOST_PATIENCE); });
 }
 
 void Stage::Announce(const ApplicationId& application, const std::string& task) {

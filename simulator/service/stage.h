@@ -17,6 +17,7 @@
 #include "payload.h"
 #include "service/applications.h"
 #include "service/faults.h"
+#include "service/play_log.h"
 #include "service/timer.h"
 
 namespace orvi_sim {
@@ -42,17 +43,19 @@ class Stage {
     void Tell(const ApplicationId& application, uint32_t id, Payload payload);
     void TellAll(uint32_t id, Payload payload);
 
-    // The stage's own time, since its start.
+    // The room's time, since the start.
     std::chrono::milliseconds SinceStart() const;
 
     // The time of day in the room, in seconds since 1970, and what it is from now on.
     uint32_t TimeOfDay() const;
     void SetTimeOfDay(uint32_t time) { timeAtStart_ = time - (TimeOfDay() - timeAtStart_); }
+    void SetTimeAtStart(uint32_t time) { timeAtStart_ = time; }
 
-    // The work enters the stage.
+    // By the room's time. The work enters the stage.
     void After(std::chrono::milliseconds delay, std::function<void()> work);
 
     Applications& GetApplications() { return applications_; }
+    PlayLog& GetPlayLog() { return playLog_; }
 
     // An application has announced itself, has left: the features are told.
     void Announce(const ApplicationId& application, const std::string& task);
@@ -78,6 +81,10 @@ class Stage {
 
     // --- Off the stage ---
 
+    // How the room's time goes. What jumps waits until everything that was told has been taken.
+    Timer& GetTimer() { return timer_; }
+    void LetTimeJump();
+
     // No timer runs any more, nobody is told anything, every wait ends.
     void Stop();
 
@@ -92,7 +99,6 @@ class Stage {
     void Send(Event event);
     bool Post(const Event& event);
 
-    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     uint32_t timeAtStart_ = static_cast<uint32_t>(std::time(nullptr));
     std::mutex mutex_;  // the stage; guards what follows
     std::condition_variable changed_;
@@ -102,6 +108,7 @@ class Stage {
     std::vector<Event> toldInRequest_;
     ApplicationId requester_;  // without a name between requests
     bool stopped_ = false;
+    PlayLog playLog_;
 
     Timer timer_;  // has its own lock
     Applications applications_;

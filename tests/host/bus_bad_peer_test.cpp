@@ -1,6 +1,7 @@
 // Peers that are not this library, or not honest: raw sockets at both ends.
 #include <fstream>
 #include <memory>
+#include <regex>
 #include <sched.h>
 
 #include "bus_peer.h"
@@ -255,38 +256,54 @@ TEST_F(BusTest, AFullBacklogFailsInBoundedTime) {
     EXPECT_LE(LinesOf(errors), 1);
 }
 
-// The monitor hears of every message without its payload; nobody waits for it.
-TEST_F(BusTest, TracingTellsAMonitorAndNeverWaits) {
+// Four programs may watch, and nobody waits for one of them.
+TEST_F(BusTest, WatchersAreNeverWaitedFor) {
     StartTask("server", "t");
     Peer& client = Start({{"ORVI_BUS_TRACE", "1"}});
     ASSERT_EQ(client.Ask("join client"), "0");
-    EXPECT_EQ(client.Ask("send server t 1 5"), "0");  // nobody listens: lost
+    EXPECT_EQ(client.Ask("send server t 1 5"), "0");  // nobody listens
     const std::string errors = directory + "/errors";
     const std::vector<std::string> inDirectory{"/usr/bin/env", "ORVI_BUS_DIR=" + directory};
-    const auto isListening = [&](const orvi_test::ChildProcess& started) {
-        while (started.IsAlive() && ReadFile(errors).find("listening") == std::string::npos) {
+    const auto watch = [&] {
+        (void)unlink(errors.c_str());
+        auto started = std::make_unique<orvi_test::ChildProcess>(
+            "orvi-bus", std::vector<std::string>{"monitor", "--json"}, errors, inDirectory);
+        while (started->IsAlive() && ReadFile(errors).find('\n') == std::string::npos) {
             (void)sched_yield();
         }
-        return started.IsAlive() && unlink(errors.c_str()) == 0;
+        return started;
     };
-    {
-        orvi_test::ChildProcess killed("orvi-bus-monitor", {}, errors, inDirectory);
-        ASSERT_TRUE(isListening(killed));
-        EXPECT_EQ(orvi_test::ChildProcess("orvi-bus-monitor", {}, errors, inDirectory).Wait(), 1);
-        EXPECT_NE(ReadFile(errors).find("another monitor"), std::string::npos) << ReadFile(errors);
+    std::vector<std::unique_ptr<orvi_test::ChildProcess>> watchers;
+    for (int i = 0; i < 4; ++i) {
+        watchers.push_back(watch());
+        ASSERT_NE(ReadFile(errors).find("listening at " + directory + "/monitor." + std::to_string(i)),
+                  std::string::npos);
     }
-    orvi_test::ChildProcess monitor("orvi-bus-monitor", {}, errors, inDirectory);
-    ASSERT_TRUE(isListening(monitor)) << ReadFile(errors);
+    EXPECT_EQ(watch()->Wait(), 1);
+    EXPECT_NE(ReadFile(errors).find("is watched by 4 programs already"), std::string::npos) << ReadFile(errors);
+    watchers[2].reset();  // is killed
+    watchers[2] = watch();
+    EXPECT_NE(ReadFile(errors).find("/monitor.2+"), std::string::npos) << ReadFile(errors);
     EXPECT_EQ(client.Ask("call server t 2 36 0"), "reply 36 uid " + kUid);
-    std::string line;
-    ASSERT_TRUE(monitor.ReadLine(line));
-    EXPECT_EQ(line, "    0.000000 request client server/t id=0x2 seq=1 len=36 result=0 lost=1");
-    monitor.Signal(SIGSTOP);
-    EXPECT_EQ(client.Ask("sendmany server t 3 3000"), "sent 3000");  // more than a monitor's queue holds
-    monitor.Signal(SIGTERM);
-    monitor.Signal(SIGCONT);
-    EXPECT_EQ(monitor.Wait(), 0);
-    EXPECT_NE(access((directory + "/monitor").c_str(), F_OK), 0);
+    for (const auto& watcher : watchers) {
+        std::string line;
+        ASSERT_TRUE(watcher->ReadLine(line));
+        const std::regex expected(R"(\{"seconds":0.000000,"kind":"request","from":"client","to":"server","task":"t",)"
+                                  R"("name":"0x2","id":2,"size":36,"verdict":"ok","ms":[0-9.]+.*)");
+        EXPECT_TRUE(std::regex_match(line, expected)) << line;
+    }
+    watchers[0]->Signal(SIGSTOP);
+    EXPECT_EQ(client.Ask("sendmany server t 3 3000"), "sent 3000");  // more than a watcher's queue holds
+    for (const auto& watcher : watchers) {
+        watcher->Signal(SIGTERM);
+    }
+    watchers[0]->Signal(SIGCONT);
+    EXPECT_EQ(client.Ask("call server t 2 36 0"), "reply 36 uid " + kUid);
+    for (const auto& watcher : watchers) {
+        EXPECT_EQ(watcher->Wait(), 0);
+    }
+    EXPECT_NE(access((directory + "/monitor.0+").c_str(), F_OK), 0);
+    EXPECT_EQ(client.Ask("call server t 2 36 0"), "reply 36 uid " + kUid);
 }
 
 }  // namespace

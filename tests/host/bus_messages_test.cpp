@@ -90,9 +90,9 @@ TEST_F(BusTest, ADeadPeerEndsTheWaitAndLeavesNothingForItsSuccessor) {
 }
 
 TEST_F(BusTest, ALateAnswerIsRefusedAndMatchesNoLaterRequest) {
-    Peer& server = StartTask("server", "t", {{"ORVI_BUS_DEFAULT_WAIT_MS", "40"}});
-    Peer& client = StartTask("client", "c", {{"ORVI_BUS_DEFAULT_WAIT_MS", "40"}});
-    EXPECT_EQ(client.Ask(Call(kAnswerLater, 2, 30)), "error 7");
+    Peer& server = StartTask("server", "t");
+    Peer& client = StartTask("client", "c", {{"ORVI_BUS_DEFAULT_WAIT_MS", "200"}});  // enough to be sent under load
+    EXPECT_EQ(client.Ask(Call(kAnswerLater, 2, 200)), "error 7");
     EXPECT_EQ(client.Ask(Call(kAnswerLater, 3)), "error 7");  // 0: the bus's own limit
     EXPECT_EQ(server.Next(), Message("t", kAnswerLater, 2));
     EXPECT_EQ(server.Next(), Message("t", kAnswerLater, 3));

@@ -92,7 +92,7 @@ class BusStorm : public BusTest {
     std::map<uint32_t, std::shared_ptr<Messages>> senders_;  // of the messages that are under way
     std::vector<pid_t> orphans_;
     bool held_ = false;
-    uint32_t watches_ = 0;
+    bool watching_ = false;
     uint32_t swelling_ = 0;
 };
 
@@ -433,16 +433,18 @@ void BusStorm::HoldUp() {
     held_ = !held_;
 }
 
+// Each subscriber stays until the next of its name comes: what is wrongly told may come late.
 void BusStorm::WatchTheDead() {
     sweeper_->Tell("churn 4 sweeper joined 0");
     for (int subscriber = 0; subscriber < 8; ++subscriber) {
-        const std::string task = "w" + std::to_string(watches_++);
+        const std::string task = "w" + std::to_string(subscriber);
+        Require(!watching_ || watcher_->Ask("unreg watcher " + task) == "0", "no such task");
         Require(watcher_->Ask("task " + task) == "0" && watcher_->Ask("run " + task) == "0", "no task");
         for (int dead = 0; dead < 5; ++dead) {
             Require(watcher_->Ask("watch " + task + " dead" + std::to_string(dead)) == "0", "no watch");
         }
-        Require(watcher_->Ask("unreg watcher " + task) == "0", "no such task");
     }
+    watching_ = true;
     Require(sweeper_->Answer() == "4 joined", "the sweeper failed " + sweeper_->Errors());
     CheckWatcher();
 }

@@ -98,7 +98,7 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"checkin start --for 0s", 1, "OrviAiSrvCheckInStart returned -1"},  // neither id nor uuid
         {"checkin start-report --conference C --for 0s", 0, "done"},
         {"checkin stop-report", 0, "done"},
-        {"checkin page --view present", 0, "\n  present     0\n"},
+        {"checkin page --view present", 0, "\n  present     0  ....................\n"},
         {"checkin page --view 7", 2, "view is '7': everybody, present"},
         {"checkin page --page 57", 2, "page is '57': 1 to 56"},
         {"checkin photo user-0001", 0, "\n  no photo\n"},

@@ -42,7 +42,7 @@ void Complain(const std::string& text) {
 std::string Overview() {
     return "Makes the simulated conference room do anything, from any terminal.\n\n"
            "usage: orvi-room DIRECTION [WORD...]      orvi-room DIRECTION --help explains one\n\n"
-           "  status                                    applications, features, faults\n"
+           "  status                                    the clock, the clock, applications, features, faults\n"
            "  run FILE                                  the directions of a file, or of - for standard input\n" +
            orvi_sim::ExplainAll() +
            "\n  --completion bash                         print the completion for this shell\n"
@@ -134,7 +134,7 @@ ExitCode Perform(Words words) {
 }
 
 ExitCode Status() {
-    for (const char* line : {"clients", "state", "faults"}) {
+    for (const char* line : {"clock", "clients", "state", "faults"}) {
         std::printf("%s: ", line);
         if (const ExitCode code = Send(line); code != DONE) {
             return code;

@@ -126,10 +126,6 @@ std::string JoinLockPath(const Directory& directory) {
     return directory.path + '/' + kPresenceSuffix;
 }
 
-std::string MonitorPath(const Directory& directory) {
-    return directory.path + "/monitor";
-}
-
 std::string PresenceStem(const std::string& fileName) {
     const size_t suffix = sizeof(kPresenceSuffix) - 1;
     if (fileName.size() <= suffix || fileName.compare(fileName.size() - suffix, suffix, kPresenceSuffix) != 0) {

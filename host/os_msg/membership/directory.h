@@ -4,7 +4,7 @@
 //   <process>:<task>       the listening socket of a task; appears by renaming, so it is complete or absent
 //   .lock                  serialises joining, see join_lock.h
 //   ...~...                a file that is being made
-//   monitor                the socket of a program that watches the traffic, if there is one
+//   monitor.N, monitor.N+  the sockets of programs that watch the traffic, see wire/trace.h
 #ifndef ORVI_HOST_OS_MSG_DIRECTORY_H
 #define ORVI_HOST_OS_MSG_DIRECTORY_H
 
@@ -35,7 +35,6 @@ bool FindAgain(Directory* directory, std::string* why);
 std::string PresencePath(const Directory& directory, const char* procName);
 std::string EndpointPath(const Directory& directory, const char* procName, const char* taskName);
 std::string JoinLockPath(const Directory& directory);
-std::string MonitorPath(const Directory& directory);
 
 // The name of a process as PresencePath ends it, from the name of a file; empty when the file is no presence.
 std::string PresenceStem(const std::string& fileName);

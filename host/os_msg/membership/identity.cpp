@@ -52,7 +52,7 @@ bool WriteAll(const Fd& file, const uint8_t* content, size_t size) {
 }  // namespace
 
 int Identity::Join(const char* name) {
-    const Settings& settings = GetSettings();
+    (void)GetSettings();  // what is wrong with them is told first
     MutexLock joining(joining_);
     if (Joined()) {
         Log(kLogError, "cannot join as '%s': this process has joined as '%s'", name, name_);
@@ -71,9 +71,7 @@ int Identity::Join(const char* name) {
             spare_ = SpareDescriptor();
         }
     }
-    if (settings.trace) {
-        StartTrace(MonitorPath(directory_), name);
-    }
+    StartTrace(directory_.path, name);
     // The last step that can fail.
     const int result = TakeName(directory_, name, &why);
     if (result != 0) {

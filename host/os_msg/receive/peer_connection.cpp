@@ -146,6 +146,7 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     uint8_t head[kHeaderSize];
     EncodeHeader(header, head);
     Parcel parcel{head, sizeof(head), data, dataLen};
+    const int64_t sinceNs = IsWatched() ? MonotonicNs() : 0;
     int result = firstQueued_ == nullptr ? socket_.SendNow(&parcel) : ORVI_BUS_E_WOULD_BLOCK;
     if (result == ORVI_BUS_E_WOULD_BLOCK) {
         result = Enqueue(parcel) ? 0 : ORVI_BUS_E_GONE;
@@ -155,7 +156,10 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     if (result != ORVI_BUS_E_SYSTEM) {
         pending_ = 0;  // else it may be tried again
     }
-    Trace(header, hello.procName, "", result);
+    if (sinceNs != 0) {
+        TellWatchers({sinceNs, TraceKind::kReply, msgId, sequence, hello.stream, result, 0, nullptr, hello.procName, "",
+                      data, dataLen, data == nullptr});
+    }
     return result;
 }
 
@@ -230,8 +234,9 @@ int64_t Connection::AnswersDueNs() {
     return firstQueued_ != nullptr ? progressNs_ + LimitNs(GetSettings().sendWaitMs) : INT64_MAX;
 }
 
-Connection::Unread Connection::UnreadAnswers() {
+Connection::Unread Connection::UnreadAnswers(bool* answered) {
     MutexLock lock(mutex_);
+    *answered = pending_ == 0;
     if (!open_) {
         return Unread::kOver;
     }

@@ -78,7 +78,8 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     int64_t AnswersDueNs();
     // kSome: answers wait. kOver: the connection was given up for what its peer does not read.
     enum class Unread { kNone, kSome, kOver };
-    Unread UnreadAnswers();
+    // `answered`: no request of it waits for its answer.
+    Unread UnreadAnswers(bool* answered);
     // It asked for memory and does so no longer.
     void StopWaiting() { budget_->StopWaiting(account_.get()); }
     void Close() ORVI_BUS_REQUIRES(kLoop);

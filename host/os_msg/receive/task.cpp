@@ -12,6 +12,7 @@
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
 #include "wire/deadline.h"
+#include "wire/trace.h"
 
 namespace orvi_bus {
 
@@ -130,7 +131,7 @@ int Task::Loop() {
             until = NextDeadlineNs();
         }
         epoll_event events[EventLoop::kMostEvents];
-        const int count = loop_.Wait(until, events);
+        const int count = loop_.Wait(until, hasAnswered_, events);
         if (count < 0) {
             Log(kLogError, "the receive loop of task '%s' cannot go on: %s", name_, strerror(errno));
             return ORVI_BUS_E_SYSTEM;
@@ -139,6 +140,7 @@ int Task::Loop() {
             Log(kLogError, "the receive loop of task '%s' ends: its files in the bus directory are gone", name_);
             return ORVI_BUS_E_DIRECTORY;
         }
+        hasAnswered_ = false;
         served = ServeReady();
     }
 }
@@ -242,7 +244,9 @@ void Task::Serve(Connection* connection) {
                 } else if (!Dispatch(connection, header, payload)) {
                     return;
                 } else if (!loop_.Interrupted()) {  // a forked child takes no lock
-                    const Connection::Unread unread = connection->UnreadAnswers();
+                    bool answered = false;
+                    const Connection::Unread unread = connection->UnreadAnswers(&answered);
+                    hasAnswered_ = hasAnswered_ || (answered && header.kind == FrameKind::kRequest);
                     if (unread == Connection::Unread::kOver) {
                         connections_.Close(connection, nullptr);  // what it asks for now nobody will read
                         return;
@@ -328,7 +332,17 @@ bool Task::Dispatch(Connection* connection, const FrameHeader& header, const uin
         connection->ExpectAnswer(header.sequence);
         PutToken({connection->id, header.sequence}, &block);
     }
+    const int64_t began = IsWatched() ? MonotonicNs() : 0;
+    const uint64_t stream = connection->hello.stream;  // the handler may end the connection
+    char from[OS_MSG_NAME_SIZE] = {};
+    if (began != 0) {
+        SetName(from, connection->hello.procName);
+    }
     calls_.Call(&block);
+    if (began != 0) {
+        TellWatchers({MonotonicNs(), TraceKind::kHandled, header.msgId, header.sequence, stream, 0,
+                      MonotonicNs() - began, from, nullptr, name_, nullptr, header.dataLen, false});
+    }
     return true;
 }
 

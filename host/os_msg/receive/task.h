@@ -79,6 +79,7 @@ class Task {
     Connections connections_;
     Watches watches_;
     Order order_;
+    bool hasAnswered_ ORVI_BUS_GUARDED_BY(kLoop) = false;       // a request, in the latest turns
     int64_t restoreNs_ ORVI_BUS_GUARDED_BY(kLoop) = INT64_MAX;  // when `restore_` is tried again
 };
 

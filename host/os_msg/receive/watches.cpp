@@ -14,6 +14,7 @@
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
 #include "wire/deadline.h"
+#include "wire/trace.h"
 
 namespace orvi_bus {
 
@@ -343,7 +344,12 @@ void Watches::Announce(const Watch& watch, uint32_t eventId, const Incarnation& 
     sender.uid = watch.ownerUid;
     sender.incarnation = concerned.number;
     PutSender(sender, &block);
+    const int64_t began = IsWatched() ? MonotonicNs() : 0;
     calls_->Call(&block);
+    if (began != 0) {
+        TellWatchers({MonotonicNs(), TraceKind::kHandled, eventId, 0, 0, 0, MonotonicNs() - began, sender.procName,
+                      nullptr, taskName_, nullptr, 0, true});
+    }
 }
 
 int64_t Watches::NextDeadlineNs() {

@@ -8,6 +8,7 @@
 #include "send/reply_block.h"
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
+#include "wire/yielding.h"
 
 namespace orvi_bus {
 
@@ -90,6 +91,17 @@ int Outgoing::SendRest(const Deadline* deadline) {
     return result;
 }
 
+Socket::Received Outgoing::Await(uint8_t* at, size_t room, const Deadline& deadline, size_t* count) {
+    Yielding yielding;
+    while (yielding.Go()) {
+        const Socket::Received received = socket_.Receive(at, room, count);
+        if (received != Socket::Received::kNothing) {
+            return received;
+        }
+    }
+    return socket_.Await(at, room, deadline, count);
+}
+
 int Outgoing::AwaitReply(const Deadline& deadline, TagMsgBlock** reply) {
     for (bool first = true;; first = false) {
         FrameHeader header;
@@ -119,11 +131,8 @@ int Outgoing::AwaitReply(const Deadline& deadline, TagMsgBlock** reply) {
                     errno = ENOMEM;
                     return ORVI_BUS_E_SYSTEM;
                 }
-                if (!PollFor(Get(), POLLIN, deadline)) {
-                    return ORVI_BUS_E_TIMEOUT;
-                }
                 size_t count = 0;
-                switch (socket_.Receive(at, room, &count)) {
+                switch (Await(at, room, deadline, &count)) {
                     case Socket::Received::kBytes:
                         replies_.Received(count);
                         break;

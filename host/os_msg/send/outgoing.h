@@ -30,6 +30,7 @@ class Outgoing {
     // whether a byte of it was taken. After a failure the connection is good for another frame if none was and the
     // result is TIMEOUT or WOULD_BLOCK.
     int Send(const FrameHeader& header, const void* data, const Hello& hello, const Deadline* deadline, bool* begun);
+    uint32_t Sequence() const { return sequence_; }  // of the latest request
     uint32_t NextRequest() { return sequence_ = NextSequence(sequence_); }
 
     // The reply to the request of NextRequest. 0 and a block, TIMEOUT, GONE (errno EPROTO for a peer that does not keep
@@ -45,6 +46,7 @@ class Outgoing {
     struct Free {
         void operator()(uint8_t* bytes) const { free(bytes); }
     };
+    Socket::Received Await(uint8_t* at, size_t room, const Deadline& deadline, size_t* count);
     int Transmit(Parcel* parcel, const Deadline* deadline) const;
     bool KeepRest(const Parcel& parcel);
 

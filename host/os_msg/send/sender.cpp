@@ -167,6 +167,17 @@ struct Delivery {
     const Deadline* deadline;
 };
 
+// `sinceNs`: when the sending began; 0 when nobody watched then.
+void TellSent(const Delivery& delivery, uint64_t stream, int64_t sinceNs, uint32_t sequence, int result) {
+    if (sinceNs == 0) {
+        return;
+    }
+    const TagMsgBlock& block = delivery.block;
+    TellWatchers({sinceNs, delivery.kind == FrameKind::kRequest ? TraceKind::kRequest : TraceKind::kOneWay, block.msgId,
+                  sequence, stream, result, 0, nullptr, block.recvProcName, block.recvTaskName, block.data,
+                  block.dataLen, false});
+}
+
 // Sends one frame and leaves the connection that took it in `used`. What the kernel refuses before it took a byte,
 // since the receiver has restarted, goes over a fresh connection once; nothing is sent twice.
 int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used) {
@@ -180,11 +191,13 @@ int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used) 
     SetName(hello.procName, delivery.self.Name());
     hello.incarnation = delivery.self.Number();
     hello.stream = mine->Stream();
+    const int64_t sinceNs = IsWatched() ? MonotonicNs() : 0;
     for (bool again = true;; again = false) {
         Outgoing* connection = mine->Find(block);
         if (connection == nullptr) {
             const int result = mine->Open(delivery.self.Where(), block, delivery.deadline, &connection);
             if (result != 0) {
+                TellSent(delivery, mine->Stream(), sinceNs, 0, result);
                 return result;
             }
         }
@@ -194,7 +207,7 @@ int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used) 
         bool begun = false;
         const int result = connection->Send(header, block.data, hello, delivery.deadline, &begun);
         const int error = errno;
-        Trace(header, block.recvProcName, block.recvTaskName, result);
+        TellSent(delivery, mine->Stream(), sinceNs, header.sequence, result);
         if (result == 0) {
             *used = connection;
             return 0;
@@ -275,9 +288,15 @@ int SendRequest(const Identity& self, const TagMsgBlock& block, uint32_t waitMs,
     const Deadline deadline(waitMs);
     const Delivery delivery{self, block, FrameKind::kRequest, &deadline};
     Outgoing* connection = nullptr;
+    const int64_t began = IsWatched() ? MonotonicNs() : 0;
     int result = Deliver(delivery, mine, &connection);
     if (result == 0) {
         result = connection->AwaitReply(deadline, reply);
+        if (began != 0) {
+            TellWatchers({MonotonicNs(), TraceKind::kAnswered, block.msgId, connection->Sequence(), mine->Stream(),
+                          result, MonotonicNs() - began, nullptr, block.recvProcName, block.recvTaskName, nullptr,
+                          result == 0 ? (*reply)->dataLen : 0, result == 0 && (*reply)->data == nullptr});
+        }
         if (result != 0) {
             // After a wait that ran out too: the receiver then learns that nobody waits for its answer any more, and no
             // late answer fills this connection.

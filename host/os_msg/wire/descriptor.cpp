@@ -121,8 +121,8 @@ Fd Fd::StreamSocket(bool nonBlocking) {
     return Fd(Registry::Get().Add([type] { return socket(AF_UNIX, type, 0); }));
 }
 
-Fd Fd::DatagramSocket() {
-    return Fd(Registry::Get().Add([] { return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }));
+Fd Fd::PacketSocket() {
+    return Fd(Registry::Get().Add([] { return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0); }));
 }
 
 Fd Fd::Accept(int listener) {

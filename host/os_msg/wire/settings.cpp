@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <sched.h>
 
 #include "wire/bus_log.h"
 
@@ -24,6 +25,11 @@ uint32_t NumberFromEnvironment(const char* name, uint32_t least, uint32_t most, 
     return static_cast<uint32_t>(value);
 }
 
+bool HasOneProcessor() {
+    cpu_set_t processors;
+    return sched_getaffinity(0, sizeof(processors), &processors) == 0 && CPU_COUNT(&processors) == 1;
+}
+
 Settings Read() {
     SetStderrLimit(NumberFromEnvironment("ORVI_BUS_LOG", kLogNothing, kLogInfo, kLogError));
     constexpr uint32_t kDayMs = 24U * 60 * 60 * 1000;
@@ -32,7 +38,12 @@ Settings Read() {
     settings.sendWaitMs = NumberFromEnvironment("ORVI_BUS_SEND_WAIT_MS", 1, kDayMs, 1000);
     settings.frameWaitMs = NumberFromEnvironment("ORVI_BUS_FRAME_WAIT_MS", 1, kDayMs, 5000);
     settings.slowMs = NumberFromEnvironment("ORVI_BUS_SLOW_MS", 0, kDayMs, 1000);
-    settings.trace = NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, 0) != 0;
+    settings.yieldUs = NumberFromEnvironment("ORVI_BUS_YIELD_US", 0, 1000, 20);
+    if (HasOneProcessor()) {
+        settings.yieldUs = 0;  // whoever is expected runs as soon as this process sleeps, and no sooner
+    }
+    settings.trace = static_cast<Trace>(
+        NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, static_cast<uint32_t>(Trace::kWhenWatched)));
     return settings;
 }
 

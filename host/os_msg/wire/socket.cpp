@@ -9,6 +9,12 @@
 
 namespace orvi_bus {
 
+namespace {
+
+constexpr int64_t kCoarseNs = 25000000;  // longer than two ticks of any kernel
+
+}  // namespace
+
 bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* length) {
     *address = sockaddr_un{};
     address->sun_family = AF_UNIX;
@@ -74,9 +80,9 @@ PeerIdentity Socket::Peer() const {
     return {credentials.uid, credentials.pid};
 }
 
-Socket::Received Socket::Receive(uint8_t* at, size_t room, size_t* count) const {
+Socket::Received Socket::Take(uint8_t* at, size_t room, int flags, size_t* count) const {
     for (;;) {
-        const ssize_t received = recv(Get(), at, room, MSG_DONTWAIT);
+        const ssize_t received = recv(Get(), at, room, flags);
         if (received > 0) {
             *count = static_cast<size_t>(received);
             return Received::kBytes;
@@ -86,6 +92,9 @@ Socket::Received Socket::Receive(uint8_t* at, size_t room, size_t* count) const 
         }
         switch (errno) {
             case EINTR:
+                if ((flags & MSG_DONTWAIT) == 0) {
+                    return Received::kNothing;  // the kernel's limit would begin anew
+                }
                 break;
             case EAGAIN:
                 return Received::kNothing;
@@ -95,6 +104,38 @@ Socket::Received Socket::Receive(uint8_t* at, size_t room, size_t* count) const 
                 return Received::kFailed;
         }
     }
+}
+
+// The kernel's limit of a receive is as coarse as its ticks: it is kept short of the deadline, and the rest is waited for
+// exactly. It stays as it was set for the next wait that is about as long.
+bool Socket::LimitReceive(const Deadline& deadline) {
+    const int64_t most = deadline.RemainingNs() - kCoarseNs;
+    if (receiveLimitNs_ <= most && receiveLimitNs_ > most / 2) {
+        return true;
+    }
+    receiveLimitNs_ = 0;
+    if (most < 2 * kCoarseNs) {
+        return false;
+    }
+    const int64_t limit = most - kCoarseNs;
+    timeval value{};
+    value.tv_sec = static_cast<time_t>(limit / 1000000000);
+    value.tv_usec = static_cast<suseconds_t>(limit % 1000000000 / 1000);
+    if (setsockopt(Get(), SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value)) != 0) {
+        return false;
+    }
+    receiveLimitNs_ = limit;
+    return true;
+}
+
+Socket::Received Socket::Await(uint8_t* at, size_t room, const Deadline& deadline, size_t* count) {
+    if (LimitReceive(deadline)) {
+        const Received received = Take(at, room, 0, count);
+        if (received != Received::kNothing || errno == EINTR) {
+            return received;
+        }
+    }
+    return PollFor(Get(), POLLIN, deadline) ? Receive(at, room, count) : Received::kNothing;
 }
 
 int Socket::SendNow(Parcel* parcel) const {

@@ -60,7 +60,9 @@ class Socket {
     PeerIdentity Peer() const;
 
     // Never waits.
-    Received Receive(uint8_t* at, size_t room, size_t* count) const;
+    Received Receive(uint8_t* at, size_t room, size_t* count) const { return Take(at, room, MSG_DONTWAIT, count); }
+    // The same, and waits for bytes or the end; kNothing when the deadline has passed, or a signal came.
+    Received Await(uint8_t* at, size_t room, const Deadline& deadline, size_t* count);
     // Hands over what is left of the parcel as far as the kernel takes it. 0 when all is taken; WOULD_BLOCK, GONE or
     // SYSTEM with `parcel->taken` telling how much was. Raises no SIGPIPE.
     int SendNow(Parcel* parcel) const;
@@ -74,7 +76,11 @@ class Socket {
     void HangUp();
 
  private:
+    Received Take(uint8_t* at, size_t room, int flags, size_t* count) const;
+    bool LimitReceive(const Deadline& deadline);
+
     Fd fd_;
+    int64_t receiveLimitNs_ = 0;  // that the kernel keeps, 0: none that counts
 };
 
 }  // namespace orvi_bus

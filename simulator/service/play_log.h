@@ -1,0 +1,48 @@
+// What happened in the room, a line each in the order in which it did, by the room's time: what a person or a scenario
+// directed, what applications asked and were told.
+#ifndef ORVI_SIM_SERVICE_PLAY_LOG_H
+#define ORVI_SIM_SERVICE_PLAY_LOG_H
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "payload.h"
+#include "service/application.h"
+#include "service/request.h"
+
+namespace orvi_sim {
+
+// Two plays of a scenario with the same seed and the same applications give the same log, whatever the machine: it holds
+// no number of a process and nothing of the machine's time. An application is app1, app2, ... in the order of their first
+// messages. That one comes and goes is not in it: the announcement travels on its own, before or behind the first request
+// and the last. Private contents are masked. All functions on the stage.
+class PlayLog {
+ public:
+    PlayLog() = default;
+    ~PlayLog();
+    PlayLog(const PlayLog&) = delete;
+    PlayLog& operator=(const PlayLog&) = delete;
+
+    // Lines go to this file from now on, which is created or, unless `goesOn`, emptied; "-" is standard output. False
+    // with errno when it cannot be written.
+    bool Open(const std::string& path, bool goesOn);
+    bool IsOpen() const { return descriptor_ >= 0; }
+
+    using Time = std::chrono::milliseconds;
+    void Directed(Time at, const std::string& line);
+    void Asked(Time at, const Request& request, const std::string& ending);
+    void Told(Time at, const ApplicationId& application, uint32_t id, const Payload& payload, const char* ending);
+
+ private:
+    void Write(Time at, const std::string& text);
+    std::string NameOf(const ApplicationId& application);
+
+    int descriptor_ = -1;
+    std::map<ApplicationId, std::string> names_;
+};
+
+}  // namespace orvi_sim
+
+#endif

@@ -1,0 +1,274 @@
+// orvi-bus as its user sees it, on a bus with the simulated service.
+#include <fstream>
+#include <gtest/gtest.h>
+#include <regex>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "directions/words.h"
+#include "simulator_process.h"
+
+namespace orvi_test {
+namespace {
+
+class OrviBusTest : public testing::Test {
+ protected:
+    OrviBusTest() { EXPECT_EQ(setenv("ORVI_BUS_TRACE", "1", 1), 0); }
+    ~OrviBusTest() override { (void)unsetenv("ORVI_BUS_TRACE"); }
+
+    std::unique_ptr<ChildProcess> Start(const std::string& program, const std::string& line,
+                                        const std::vector<std::string>& wrapper = {}) {
+        std::vector<std::string> words;
+        EXPECT_TRUE(orvi_sim::SplitLine(line, words));
+        return std::make_unique<ChildProcess>(program, words, sandbox_.Path("errors"), wrapper);
+    }
+
+    static int End(ChildProcess& child, std::string& output) {
+        child.CloseInput();
+        for (std::string line; child.ReadLine(line);) {
+            output += line + "\n";
+        }
+        return child.Wait();
+    }
+
+    int Run(const std::string& program, const std::string& line, std::string& output,
+            const std::vector<std::string>& wrapper = {}) {
+        (void)std::remove(sandbox_.Path("errors").c_str());
+        const int code = End(*Start(program, line, wrapper), output);
+        output += ReadFile(sandbox_.Path("errors"));
+        return code;
+    }
+
+    // A monitor that listens.
+    std::unique_ptr<ChildProcess> Watch(const std::string& options) {
+        (void)std::remove(sandbox_.Path("errors").c_str());
+        auto monitor = Start("orvi-bus", "monitor " + options);
+        while (monitor->IsAlive() && ReadFile(sandbox_.Path("errors")).find("listening") == std::string::npos) {
+            (void)sched_yield();
+        }
+        return monitor;
+    }
+
+    std::string Stop(ChildProcess& monitor) {
+        monitor.Signal(SIGINT);
+        std::string output;
+        EXPECT_EQ(End(monitor, output), 0);
+        return output;
+    }
+
+    BusSandbox sandbox_;
+    SimulatorProcess simulator_{sandbox_};
+};
+
+TEST_F(OrviBusTest, MonitorJoinsQuestionsAndAnswers) {
+    simulator_.Start({"--arrival", "0"});
+    simulator_.Command("refuse caption.init busy --once");
+    simulator_.Command("silent nameplate.init");
+    const auto all = Watch("--json --reveal");
+    const auto masked = Watch("--task ai_v_task_i");
+    const auto slow = Watch("caption.* nameplate.init --slow 1s");
+    std::string ignored;
+    EXPECT_EQ(Run("orvi-ai", "lock state 4", ignored), 0);
+    EXPECT_EQ(Run("orvi-ai", "caption init", ignored), 1);
+    EXPECT_EQ(Run("orvi-ai", "model ask \"who are you\"", ignored), 0);
+    EXPECT_EQ(Run("orvi-ai", "nameplate init", ignored), 1);  // after 3 s
+    simulator_.Stop();
+    EXPECT_EQ(Run("orvi-ai", "lock state 4", ignored), 3);
+    const std::string json = Stop(*all);
+    for (
+        const char* line : {
+            R"("to":"AI_VISION","task":"VDirector","name":"lock.state","id":6291567,"size":4,"verdict":"ok","ms":[0-9.]+,)"
+            R"("values":\{"state":4\},"replySize":)",
+            R"("name":"caption.init",.*"verdict":"refused",.*"reply":\{"verdict":"busy"\}\})",
+            R"("name":"model.ask",.*"text":"who are you")",
+            R"("from":"AI_VISION","to":"ai_vpp[0-9]+","task":"ai_vpt[0-9]+","name":"model.begin",)",
+            R"("name":"nameplate.init","id":6291482,"size":0,"verdict":"unanswered"\})",
+            R"("name":"nameplate.init","id":6291482,"size":0,"verdict":"timeout","ms":3[0-9]{3}\.[0-9]+,"late":true\})",
+            R"("kind":"one-way",.*"name":"app.init",.*"verdict":"absent")",
+        }) {
+        EXPECT_TRUE(std::regex_search(json, std::regex(line))) << line << "\n" << json;
+    }
+    const std::string text = Stop(*masked);
+    EXPECT_NE(text.find(R"x(text="(private, 11 bytes)")x"), std::string::npos) << text;
+    EXPECT_EQ(text.find("lock.state"), std::string::npos) << text;
+    const std::string few = Stop(*slow);
+    EXPECT_TRUE(std::regex_match(few, std::regex("[^\n]*nameplate.init *0 B *unanswered\n"
+                                                 "[^\n]*nameplate.init *0 B *3[0-9]{3}.[0-9]{3} ms +timeout [^\n]*\n")))
+        << few;
+}
+
+// A process that is watched for the first time while it runs looks once a second.
+TEST_F(OrviBusTest, AttachesToWhatRuns) {
+    (void)unsetenv("ORVI_BUS_TRACE");
+    simulator_.Start({"--arrival", "0"});
+    std::string ignored;
+    EXPECT_EQ(Run("orvi-ai", "lock state 1", ignored), 0);
+    const auto monitor = Watch("lock.state");
+    std::string script = "lock state 2\n";
+    for (int i = 0; i < 25; ++i) {
+        script += "sleep 100ms\nlock state 3\n";
+    }
+    std::ofstream(sandbox_.Path("script")) << script;
+    EXPECT_EQ(Run("orvi-ai", "run " + sandbox_.Path("script"), ignored), 0);
+    const std::string lines = Stop(*monitor);
+    EXPECT_NE(lines.find("state=2"), std::string::npos) << lines;  // the new process at once
+    EXPECT_TRUE(std::regex_search(lines, std::regex("4 B => [0-9]+ B .*state=3"))) << lines;
+}
+
+TEST_F(OrviBusTest, TopCounts) {
+    simulator_.Start({"--arrival", "0"});
+    const auto top = Start("orvi-bus", "top --count 3 lock.state");
+    while (top->IsAlive()) {
+        std::string ignored;
+        (void)Run("orvi-ai", "lock state 1", ignored);
+    }
+    std::string table;
+    EXPECT_EQ(End(*top, table), 0);
+    EXPECT_TRUE(std::regex_search(table, std::regex("lock.state +[3-9] +0 +[0-9.]+ +[0-9.]+ +[0-9.]+\n"))) << table;
+}
+
+TEST_F(OrviBusTest, ListTellsWhoIsThere) {
+    std::string output;
+    EXPECT_EQ(Run("orvi-bus", "list", output), 0);
+    EXPECT_NE(output.find("nobody is on the bus in " + sandbox_.BusDirectory()), std::string::npos) << output;
+    simulator_.Start();
+    const auto application = Start("orvi-ai", "watch caption.line");
+    simulator_.Await("clients 1");
+    output.clear();
+    EXPECT_EQ(Run("orvi-bus", "list", output), 0);
+    const std::string pid = std::to_string(simulator_.Child().Pid());
+    if (*ORVI_TEST_EMULATOR == '\0') {
+        EXPECT_TRUE(std::regex_search(output, std::regex("AI_VISION +alive +" + pid + " .* ai_v_task_m \\([1-9]\\)")))
+            << output;
+    }
+    EXPECT_TRUE(std::regex_search(output, std::regex("\nai_vpp[0-9]+ +alive "))) << output;
+    application->Signal(SIGINT);
+    (void)application->Wait();
+    simulator_.Kill();
+    output.clear();
+    EXPECT_EQ(Run("orvi-bus", "list --all --json", output), 0);
+    EXPECT_NE(output.find("\"process\":\"AI_VISION\",\"state\":\"ended\""), std::string::npos) << output;
+}
+
+// Broken set-ups: what was done, and what the doctor says. Each starts with a service that runs.
+TEST_F(OrviBusTest, TheDoctorFindsWhatIsBroken) {
+    const std::string bus = sandbox_.BusDirectory();
+    const auto other = sandbox_.Path("other");
+    ASSERT_EQ(mkdir(other.c_str(), 0700), 0);
+    const struct {
+        const char* name;
+        std::vector<std::string> environment;  // of the doctor
+        std::function<void()> breaks;
+        std::function<void()> mends;
+        int code;
+        std::string says;
+    } cases[] = {
+        {"all is well", {}, [] {}, [] {}, 0, "a process that joins and asks itself has its answer"},
+        {"relative", {"ORVI_BUS_DIR=bus"}, [] {}, [] {}, 1, "ORVI_BUS_DIR is not an absolute path"},
+        {"missing", {"ORVI_BUS_DIR=/nowhere/bus"}, [] {}, [] {}, 1, "/nowhere/bus refused: No such file or directory"},
+        {"link",
+         {"ORVI_BUS_DIR=" + sandbox_.Path("link")},
+         [&] { ASSERT_EQ(symlink(bus.c_str(), sandbox_.Path("link").c_str()), 0); },
+         [] {},
+         1,
+         "it is a symbolic link"},
+        {"everybody's",
+         {"ORVI_BUS_DIR=" + other},
+         [&] { ASSERT_EQ(chmod(other.c_str(), 0777), 0); },
+         [&] { ASSERT_EQ(chmod(other.c_str(), 0700), 0); },
+         1,
+         "everybody may write to it (mode 0777)"},
+        {"too long",
+         {"ORVI_BUS_DIR=/tmp/" + std::string(100, 'x')},
+         [] {},
+         [] {},
+         1,
+         "too long for a socket's address"},
+        {"another directory", {"ORVI_BUS_DIR=" + other}, [] {}, [] {}, 1, "has another bus directory: " + bus},
+        {"nobody", {"ORVI_BUS_DIR=" + other}, [] {}, [] {}, 1, "nobody is on the bus"},
+        {"no number", {"ORVI_BUS_SLOW_MS=soon"}, [] {}, [] {}, 1, "ORVI_BUS_SLOW_MS is 'soon', which is no number"},
+        {"stopped",
+         {},
+         [&] { simulator_.Child().Signal(SIGSTOP); },
+         [&] { simulator_.Child().Signal(SIGCONT); },
+         1,
+         ") is stopped: requests to it wait to their end\n       -> kill -CONT "},
+        {"two names",
+         {},
+         [&] { ASSERT_EQ(link((bus + "/AI_VISION.lock").c_str(), (bus + "/twin.lock").c_str()), 0); },
+         [&] { ASSERT_EQ(unlink((bus + "/twin.lock").c_str()), 0); },
+         1,
+         "'AI_VISION' and 'twin' are the same file"},
+        {"strange",
+         {},
+         [&] { std::ofstream(bus + "/notes"); },
+         [&] { ASSERT_EQ(unlink((bus + "/notes").c_str()), 0); },
+         0,
+         "'notes' in the bus directory belongs to no process"},
+        {"task gone",
+         {},
+         [&] { ASSERT_EQ(rename((bus + "/AI_VISION:VDirector").c_str(), (other + "/V").c_str()), 0); },
+         [&] { ASSERT_EQ(rename((other + "/V").c_str(), (bus + "/AI_VISION:VDirector").c_str()), 0); },
+         1,
+         "the service's task VDirector cannot be reached"},
+        {"ended", {}, [&] { simulator_.Kill(); }, [] {}, 1, "the service AI_VISION has ended"},
+    };
+    simulator_.Start();
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.name);
+        one.breaks();
+        std::vector<std::string> wrapper{"/usr/bin/env"};
+        wrapper.insert(wrapper.end(), one.environment.begin(), one.environment.end());
+        std::string output;
+        // An emulator shows neither the other processes' state nor what they have loaded.
+        if (*ORVI_TEST_EMULATOR == '\0' || (*one.name != 's' && std::string(one.name) != "another directory")) {
+            EXPECT_EQ(Run("orvi-bus", "doctor", output, wrapper), one.code) << output;
+            EXPECT_NE(output.find(one.says), std::string::npos) << output;
+        }
+        one.mends();
+    }
+    // The service is another program's when its limits are to be low.
+    const auto poor = Start("orvi-vision-sim", "--verbose", {"/bin/sh", "-c", "ulimit -n 100; exec \"$@\"", "sh"});
+    ASSERT_TRUE(poor->ReadUntil("ready"));
+    std::string output;
+    EXPECT_EQ(Run("orvi-bus", "doctor --json", output), 0);
+    if (*ORVI_TEST_EMULATOR == '\0') {
+        EXPECT_NE(output.find(R"({"level":"note","finding":"AI_VISION may open 100 files only","todo":"raise)"),
+                  std::string::npos)
+            << output;
+    }
+}
+
+TEST_F(OrviBusTest, WrongWordsAreUsage) {
+    for (const auto& [line, says] : std::vector<std::pair<std::string, std::string>>{
+             {"", "A subcommand is required"},
+             {"monitor caption.strat", "there is no message 'caption.strat'"},
+             {"monitor --slow fast", "'fast' is no time"},
+             {"top --json", "--json"},
+             {"list all", "all"},
+         }) {
+        std::string output;
+        EXPECT_EQ(Run("orvi-bus", line, output), 2) << line;
+        EXPECT_NE(output.find(says), std::string::npos) << output;
+    }
+}
+
+TEST_F(OrviBusTest, DocumentationRuns) {
+    if (*ORVI_TEST_EMULATOR != '\0') {
+        GTEST_SKIP() << "a shell does not know the emulator";
+    }
+    simulator_.Start({"--arrival", "0"});
+    ASSERT_EQ(setenv("PATH", (std::string(ORVI_TEST_BIN_DIR ":") + getenv("PATH")).c_str(), 1), 0);
+    const std::string page = ReadFile(ORVI_SOURCE_DIR "/docs/host-bus.md");
+    const std::regex block("\n```sh\n([^`]*)```\n");
+    int blocks = 0;
+    for (std::sregex_iterator match(page.begin(), page.end(), block), end; match != end; ++match, ++blocks) {
+        ChildProcess shell("/bin/bash", {"-c", "set -e\n" + (*match)[1].str()}, sandbox_.Path("errors"));
+        std::string output;
+        EXPECT_EQ(End(shell, output), 0) << (*match)[1].str() << "\n" << output << ReadFile(sandbox_.Path("errors"));
+    }
+    EXPECT_GE(blocks, 2);
+}
+
+}  // namespace
+}  // namespace orvi_test

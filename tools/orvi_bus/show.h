@@ -1,0 +1,40 @@
+// Exchanges as lines for people and for programs, and which of them somebody wants to see.
+#ifndef ORVI_BUS_TOOL_SHOW_H
+#define ORVI_BUS_TOOL_SHOW_H
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "exchange.h"
+
+namespace orvi_bus_tool {
+
+struct Filter {
+    std::vector<std::string> messages;  // caption.start, caption.*, 0x600015; any of them
+    std::string task;
+    std::string process;  // that sends or receives
+    double slowMs = 0;    // only requests that took as long
+
+    void AddOptions(CLI::App& app);  // of a command line
+    bool Wants(const Exchange& exchange) const;
+};
+
+struct Display {
+    bool json = false;
+    bool reveal = false;  // private contents as they are
+
+    void AddOptions(CLI::App& app);
+};
+
+// One line without its end. Times count from `startNs`.
+std::string LineOf(const Exchange& exchange, const Display& display, int64_t startNs);
+
+// A time as a person writes it, 50ms; a check for options.
+std::optional<double> ParseMilliseconds(const std::string& text);
+
+}  // namespace orvi_bus_tool
+
+#endif
