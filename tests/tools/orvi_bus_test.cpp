@@ -1,6 +1,9 @@
 // orvi-bus as its user sees it, on a bus with the simulated service.
 #include <fstream>
 #include <gtest/gtest.h>
+#include <list>
+#include <map>
+#include <nlohmann/json.hpp>
 #include <regex>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -239,6 +242,75 @@ TEST_F(OrviBusTest, TheDoctorFindsWhatIsBroken) {
     }
 }
 
+// What is kept prints as what was seen, private contents overwritten; what is no such file is told with its byte.
+TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
+    simulator_.Start({"--arrival", "0"});
+    const std::string kept = sandbox_.Path("kept.pcapng");
+    const std::string open = sandbox_.Path("open.pcapng");
+    const std::string bare = sandbox_.Path("bare.pcapng");
+    const auto monitor = Watch("--reveal");
+    std::list<std::unique_ptr<ChildProcess>> captures;
+    for (const std::string& options : {kept + " --payloads", open + " --payloads --reveal", bare}) {
+        (void)std::remove(sandbox_.Path("errors").c_str());
+        captures.push_back(Start("orvi-bus", "capture " + options));
+        while (captures.back()->IsAlive() && ReadFile(sandbox_.Path("errors")).empty()) {
+            (void)sched_yield();
+        }
+    }
+    std::ofstream(sandbox_.Path("script")) << "model init\nmodel ask \"who are you\"\nlock state 4\nface create\n"
+                                              "face photos 1001 1002\nsleep 100ms\n";
+    std::string ignored;
+    EXPECT_EQ(Run("orvi-ai", "run " + sandbox_.Path("script"), ignored), 0);
+    const std::string seen = Stop(*monitor);
+    for (const auto& capture : captures) {
+        EXPECT_EQ(Stop(*capture), "");
+    }
+    const auto print = [this](const std::string& words, int expected = 0) {
+        std::string output;
+        EXPECT_EQ(Run("orvi-bus", "print " + words, output), expected) << output;
+        return output;
+    };
+    EXPECT_EQ(print(open + " --reveal"), seen);
+    EXPECT_NE(seen.find("who are you"), std::string::npos) << seen;
+    EXPECT_EQ(ReadFile(kept).find("who are you"), std::string::npos);
+    EXPECT_NE(print(kept + " --reveal model.ask").find("text=\"***********\""), std::string::npos) << print(kept);
+    EXPECT_EQ(print(bare + " lock.state").find("state="), std::string::npos);
+    EXPECT_NE(print(bare + " lock.state").find(" ok\n"), std::string::npos);
+
+    std::string table;
+    const std::string picture = sandbox_.Path("picture.json");
+    EXPECT_EQ(Run("orvi-bus", "timeline " + picture + " --from " + open, table), 0);
+    EXPECT_TRUE(std::regex_search(table, std::regex("\nlock.state +1 +0 +[0-9.]+ "))) << table;
+    const auto json = nlohmann::json::parse(ReadFile(picture));
+    std::map<std::string, int> phases;
+    for (const auto& event : json.at("traceEvents")) {
+        ++phases[event.at("ph").get<std::string>()];
+    }
+    EXPECT_GE(phases["X"], 8) << "the waits and the handlers of four requests";
+    EXPECT_GE(phases["s"], 4);
+    EXPECT_EQ(phases["s"], phases["f"]);
+
+    const std::string whole = ReadFile(open);
+    const struct {
+        std::string bytes;
+        const char* says;
+    } broken[] = {
+        {"", "is no pcapng file"},
+        {"notes\n and more notes", "is no pcapng file"},
+        {whole.substr(0, whole.size() - 1), "the file ends inside a block"},
+        {whole + std::string(8, '\xff'), "it is no block of a pcapng file"},
+        {whole.substr(0, whole.size() - 2) + "\xff\xff" + std::string("\6\0\0\0\x20\0\0\0", 8) + std::string(24, '\0'),
+         "the packet is none of this bus"},
+    };
+    for (const auto& one : broken) {
+        std::ofstream(sandbox_.Path("broken")) << one.bytes;
+        EXPECT_NE(print(sandbox_.Path("broken"), 1).find(one.says), std::string::npos) << one.says;
+    }
+    std::string full;
+    EXPECT_EQ(Run("orvi-bus", "capture /dev/full --for 1s", full), 1);
+    EXPECT_NE(full.find("No space left on device"), std::string::npos) << full;
+}
+
 TEST_F(OrviBusTest, WrongWordsAreUsage) {
     for (const auto& [line, says] : std::vector<std::pair<std::string, std::string>>{
              {"", "A subcommand is required"},
@@ -246,6 +318,8 @@ TEST_F(OrviBusTest, WrongWordsAreUsage) {
              {"monitor --slow fast", "'fast' is no time"},
              {"top --json", "--json"},
              {"list all", "all"},
+             {"capture", "file is required"},
+             {"capture x --reveal", "--payloads"},
          }) {
         std::string output;
         EXPECT_EQ(Run("orvi-bus", line, output), 2) << line;

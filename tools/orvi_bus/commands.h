@@ -12,6 +12,9 @@ enum ExitCode : int { DONE = 0, FAILED = 1, USAGE = 2 };
 // They leave the exit code in `result`, which outlives the command line.
 void AddMonitor(CLI::App& app, int& result);
 void AddTop(CLI::App& app, int& result);
+void AddCapture(CLI::App& app, int& result);
+void AddPrint(CLI::App& app, int& result);
+void AddTimeline(CLI::App& app, int& result);
 void AddList(CLI::App& app, int& result);
 void AddDoctor(CLI::App& app, int& result);
 

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "orvi_host_bus.h"
+#include "value.h"
 
 namespace orvi_bus_tool {
 namespace {
@@ -28,17 +29,29 @@ std::string ResultWord(int32_t result) {
 
 }  // namespace
 
-const orvi_protocol::Message* Exchange::Kind() const {
-    return orvi_protocol::FindMessage(message.msgId, message.to == SERVICE);
+bool IsToService(const TrafficRecord& record) {
+    return (record.kind == TraceKind::kReply ? record.from : record.to) == SERVICE;
 }
 
-std::string Exchange::Name() const {
-    if (const orvi_protocol::Message* const kind = Kind()) {
-        return std::string(kind->name);
+const orvi_protocol::Message* MessageOf(const TrafficRecord& record) {
+    return orvi_protocol::FindMessage(record.msgId, IsToService(record));
+}
+
+std::string NameOf(const TrafficRecord& record) {
+    if (const orvi_protocol::Message* const message = MessageOf(record)) {
+        return std::string(message->name);
     }
     char id[16];
-    std::snprintf(id, sizeof(id), "%#x", message.msgId);
+    std::snprintf(id, sizeof(id), "%#x", record.msgId);
     return id;
+}
+
+const orvi_protocol::Record* LayoutOf(const TrafficRecord& record) {
+    const orvi_protocol::Message* const message = MessageOf(record);
+    if (message == nullptr) {
+        return nullptr;
+    }
+    return record.kind == TraceKind::kReply ? orvi_protocol::ReplyRecord(*message, record.size) : message->payload;
 }
 
 std::string Exchange::Verdict() const {
@@ -48,7 +61,7 @@ std::string Exchange::Verdict() const {
     if (!answered) {
         return reply ? "answered" : "unanswered";
     }
-    const orvi_protocol::Message* const kind = Kind();
+    const orvi_protocol::Message* const kind = MessageOf(message);
     const bool isRefused = answered->result == 0 && kind != nullptr &&
                            kind->rule == orvi_protocol::ReplyRule::Verdict && reply && reply->payload &&
                            (reply->payload->empty() || reply->payload->front() != 0);

@@ -14,6 +14,13 @@
 
 namespace orvi_bus_tool {
 
+// Whether it belongs to what applications ask; a reply and the end of a wait belong to their request.
+bool IsToService(const TrafficRecord& record);
+const orvi_protocol::Message* MessageOf(const TrafficRecord& record);  // null for what the table does not know
+std::string NameOf(const TrafficRecord& record);                       // caption.start, or the id
+// The layout of its payload: that of the message, or of a reply to it. Null when there is none.
+const orvi_protocol::Record* LayoutOf(const TrafficRecord& record);
+
 struct Exchange {
     TrafficRecord message;                  // a one-way message or event, a request, or what the bus tells its handler
     std::optional<TrafficRecord> reply;     // as its sender told it
@@ -21,8 +28,7 @@ struct Exchange {
     bool isLate = false;                    // only the end of a wait whose request has been shown as unanswered
 
     bool IsRequest() const { return message.kind == TraceKind::kRequest; }
-    const orvi_protocol::Message* Kind() const;  // null for what the table does not know
-    std::string Name() const;                    // caption.start, or the id
+    std::string Name() const { return NameOf(message); }
     // "ok", "refused", "timeout", "gone", "absent", "error 10", or "unanswered" so far. Of what has no reply whether it was
     // taken.
     std::string Verdict() const;

@@ -25,6 +25,9 @@ int main(int argc, char** argv) {
         "Exit code: 0, 1 = it failed or found something, 2 = usage.");
     AddMonitor(app, result);
     AddTop(app, result);
+    AddCapture(app, result);
+    AddPrint(app, result);
+    AddTimeline(app, result);
     AddList(app, result);
     AddDoctor(app, result);
     try {

@@ -11,12 +11,12 @@ namespace {
 
 constexpr size_t WIDTH = 240;  // of the fields of one message
 
-bool Fits(const std::string& pattern, const Exchange& exchange) {
-    const std::string name = exchange.Name();
+bool Fits(const std::string& pattern, const TrafficRecord& record) {
+    const std::string name = NameOf(record);
     if (!pattern.empty() && pattern.back() == '*') {
         return name.compare(0, pattern.size() - 1, pattern, 0, pattern.size() - 1) == 0;
     }
-    return name == pattern || std::strtoul(pattern.c_str(), nullptr, 0) == exchange.message.msgId;
+    return name == pattern || std::strtoul(pattern.c_str(), nullptr, 0) == record.msgId;
 }
 
 // A pattern that no message can have would show nothing for ever.
@@ -32,7 +32,8 @@ std::string IsPattern(const std::string& pattern) {
     return isName || isId ? "" : "there is no message '" + pattern + "'; orvi-ai messages lists them";
 }
 
-std::string Fields(const TrafficRecord& record, const orvi_protocol::Record* layout, const Display& display) {
+std::string Fields(const TrafficRecord& record, const Display& display) {
+    const orvi_protocol::Record* const layout = LayoutOf(record);
     if (layout == nullptr || !record.payload || record.payload->empty()) {
         return "";
     }
@@ -41,11 +42,6 @@ std::string Fields(const TrafficRecord& record, const orvi_protocol::Record* lay
     const orvi_protocol::Decoded decoded =
         orvi_protocol::Decode(layout, record.payload->data(), record.payload->size());
     return display.json ? orvi_protocol::ToJson(decoded, style) : orvi_protocol::ToLine(decoded, style, WIDTH);
-}
-
-const orvi_protocol::Record* ReplyLayout(const Exchange& exchange) {
-    const orvi_protocol::Message* const kind = exchange.Kind();
-    return kind != nullptr && exchange.reply ? orvi_protocol::ReplyRecord(*kind, exchange.reply->size) : nullptr;
 }
 
 std::string Pad(std::string text, size_t width) {
@@ -73,13 +69,13 @@ std::string Json(const Exchange& exchange, const Display& display, double second
     if (exchange.isLate) {
         line += ",\"late\":true";
     }
-    if (message.payload && exchange.Kind() != nullptr) {
-        const std::string fields = Fields(message, exchange.Kind()->payload, display);
+    if (message.payload) {
+        const std::string fields = Fields(message, display);
         line += fields.empty() ? "" : ",\"values\":" + fields;
     }
     if (exchange.reply) {
         line += ",\"replySize\":" + std::to_string(exchange.reply->size);
-        const std::string fields = Fields(*exchange.reply, ReplyLayout(exchange), display);
+        const std::string fields = Fields(*exchange.reply, display);
         line += fields.empty() ? "" : ",\"reply\":" + fields;
     }
     const uint64_t lost = uint64_t{message.lost} + (exchange.reply ? exchange.reply->lost : 0) +
@@ -99,12 +95,16 @@ std::optional<double> ParseMilliseconds(const std::string& text) {
     return isNumber ? std::optional(number * factor) : std::nullopt;
 }
 
-void Filter::AddOptions(CLI::App& app) {
+void Filter::AddNames(CLI::App& app) {
     app.add_option("message", messages, "only these: caption.start, caption.*, an id")
         ->type_name("MESSAGE")
         ->check([](const std::string& text) { return text.empty() ? "a message is empty" : IsPattern(text); });
-    app.add_option("--task", task, "only messages to this task")->type_name("NAME");
     app.add_option("--process", process, "only what this process sends or receives")->type_name("NAME");
+}
+
+void Filter::AddOptions(CLI::App& app) {
+    AddNames(app);
+    app.add_option("--task", task, "only messages to this task")->type_name("NAME");
     app.add_option_function<std::string>(
            "--slow", [this](const std::string& text) { slowMs = *ParseMilliseconds(text); },
            "only requests that took as long, as 50ms, or have no answer")
@@ -114,14 +114,16 @@ void Filter::AddOptions(CLI::App& app) {
         });
 }
 
+bool Filter::WantsRecord(const TrafficRecord& record) const {
+    return (process.empty() || record.from == process || record.to == process) &&
+           (messages.empty() || std::any_of(messages.begin(), messages.end(),
+                                            [&](const std::string& pattern) { return Fits(pattern, record); }));
+}
+
 bool Filter::Wants(const Exchange& exchange) const {
-    const TrafficRecord& message = exchange.message;
     const bool isSlow =
         slowMs == 0 || (exchange.IsRequest() && (!exchange.answered || exchange.RoundTripMs() >= slowMs));
-    return isSlow && (task.empty() || message.task == task) &&
-           (process.empty() || message.from == process || message.to == process) &&
-           (messages.empty() || std::any_of(messages.begin(), messages.end(),
-                                            [&](const std::string& pattern) { return Fits(pattern, exchange); }));
+    return isSlow && (task.empty() || exchange.message.task == task) && WantsRecord(exchange.message);
 }
 
 void Display::AddOptions(CLI::App& app) {
@@ -150,11 +152,11 @@ std::string LineOf(const Exchange& exchange, const Display& display, int64_t sta
         line += Pad("", 12);
     }
     line += exchange.Verdict() + (exchange.isLate ? " (asked above)" : "");
-    if (!exchange.isLate && exchange.Kind() != nullptr) {
-        const std::string fields = Fields(message, exchange.Kind()->payload, display);
+    if (!exchange.isLate) {
+        const std::string fields = Fields(message, display);
         line += fields.empty() ? "" : "  " + fields;
     }
-    const std::string reply = exchange.reply ? Fields(*exchange.reply, ReplyLayout(exchange), display) : "";
+    const std::string reply = exchange.reply ? Fields(*exchange.reply, display) : "";
     line += reply.empty() ? "" : "  =>  " + reply;
     if (message.lost != 0) {
         line += "  (" + std::to_string(message.lost) + " records lost before)";

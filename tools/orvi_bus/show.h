@@ -19,7 +19,9 @@ struct Filter {
     double slowMs = 0;    // only requests that took as long
 
     void AddOptions(CLI::App& app);  // of a command line
+    void AddNames(CLI::App& app);    // those that are known of a record alone
     bool Wants(const Exchange& exchange) const;
+    bool WantsRecord(const TrafficRecord& record) const;  // by its names
 };
 
 struct Display {

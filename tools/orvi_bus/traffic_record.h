@@ -23,6 +23,7 @@ struct TrafficRecord {
     int32_t result = 0;
     uint32_t size = 0;  // of the payload
     bool hasNoData = false;
+    bool isMasked = false;  // private contents of the payload have been overwritten
     uint32_t lost = 0;      // that the teller could not tell before this one
     uint32_t wordBits = 0;  // of the teller
     int32_t pid = 0;        // of the teller, as the kernel knows it; 0 when it is not visible

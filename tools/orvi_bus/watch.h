@@ -1,0 +1,59 @@
+// The commands that watch the bus until Ctrl-C, for a time, or for a number of things.
+#ifndef ORVI_BUS_TOOL_WATCH_H
+#define ORVI_BUS_TOOL_WATCH_H
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "commands.h"
+#include "end_signal.h"
+#include "tap.h"
+#include "wire/deadline.h"
+
+namespace orvi_bus_tool {
+
+struct Limits {
+    double forMs = 0;
+    uint64_t count = 0;
+
+    void AddOptions(CLI::App& app);
+};
+
+// Gives every record to `take` and calls `tick` ten times a second and more often; either ends it with false. `lost`
+// receives how many records the bus could not tell.
+template <class Take, class Tick>
+int Watch(const Limits& limits, bool wantsPayloads, const EndSignal& end, Take take, Tick tick, uint64_t& lost) {
+    Tap tap(end);
+    std::string why;
+    if (!tap.Open(wantsPayloads, why)) {
+        return Fail(why);
+    }
+    std::fprintf(stderr, "orvi-bus: listening at %s\n", tap.Path().c_str());
+    const int64_t lastNs =
+        limits.forMs != 0 ? orvi_bus::MonotonicNs() + static_cast<int64_t>(limits.forMs * 1e6) : INT64_MAX;
+    std::vector<TrafficRecord> records;
+    bool goesOn = true;
+    const auto takeAll = [&] {
+        for (TrafficRecord& record : records) {
+            goesOn = take(std::move(record)) && goesOn;
+        }
+        records.clear();
+    };
+    while (goesOn && orvi_bus::MonotonicNs() < lastNs) {
+        goesOn = tap.Wait(Tap::Milliseconds(100), records);
+        takeAll();
+        goesOn = tick() && goesOn;
+    }
+    tap.Drain(records);
+    takeAll();
+    lost = tap.Lost();
+    return DONE;
+}
+
+}  // namespace orvi_bus_tool
+
+#endif
