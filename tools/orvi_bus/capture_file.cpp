@@ -110,6 +110,12 @@ FileRecord FileRecordOf(const TrafficRecord& record, bool isMasked) {
 
 }  // namespace
 
+CaptureWriter::~CaptureWriter() {
+    if (descriptor_ >= 0) {
+        (void)close(descriptor_);
+    }
+}
+
 bool CaptureWriter::Open(const std::string& path, std::string& why) {
     path_ = path;
     descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);

@@ -25,6 +25,11 @@ static_assert(sizeof(FileRecord) == 136, "the record has another size");
 
 class CaptureWriter {
  public:
+    CaptureWriter() = default;
+    ~CaptureWriter();
+    CaptureWriter(const CaptureWriter&) = delete;
+    CaptureWriter& operator=(const CaptureWriter&) = delete;
+
     // False with the reason when the file cannot be made.
     bool Open(const std::string& path, std::string& why);
 

@@ -14,6 +14,7 @@ void AddMonitor(CLI::App& app, int& result);
 void AddTop(CLI::App& app, int& result);
 void AddCapture(CLI::App& app, int& result);
 void AddPrint(CLI::App& app, int& result);
+void AddDissector(CLI::App& app, int& result);
 void AddTimeline(CLI::App& app, int& result);
 void AddList(CLI::App& app, int& result);
 void AddDoctor(CLI::App& app, int& result);

@@ -27,6 +27,7 @@ int main(int argc, char** argv) {
     AddTop(app, result);
     AddCapture(app, result);
     AddPrint(app, result);
+    AddDissector(app, result);
     AddTimeline(app, result);
     AddList(app, result);
     AddDoctor(app, result);
