@@ -111,6 +111,7 @@ int Run(Room& room, const Options& options) {
     }
     if (!room.roomTask.Start()) {
         Log("the bus refuses the task %s", ROOM_TASK);
+        room.service.Stop();
         return 1;
     }
     if (options.exitAfterMs != 0) {
@@ -122,7 +123,7 @@ int Run(Room& room, const Options& options) {
         player.Start();
     }
     if (options.speed == "max") {
-        room.stage.LetTimeJump();
+        room.stage.GetTimer().SetJumping();
     } else {
         room.stage.GetTimer().SetScale(*ParsePace(options.speed));
     }

@@ -113,7 +113,7 @@ Outcome ServiceDirections::TellClock() const {
 
 Outcome ServiceDirections::SetPace(const std::string& pace) {
     if (pace == "max") {
-        stage_.LetTimeJump();
+        stage_.GetTimer().SetJumping();
         return Done();
     }
     const auto scale = ParsePace(pace);

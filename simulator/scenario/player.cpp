@@ -89,6 +89,9 @@ void Player::Perform(size_t index) {
         isPlayed = IsPlayed();
     }
     if (isPlayed) {
+        if (stage_.GetTimer().Pace() == "max") {
+            stage_.GetTimer().SetScale(1);  // what goes on in the room is not to race on for ever
+        }
         Log("%s has been played, %zu lines answered no", scenario_.file.c_str(), refused_.load());
         if (atEnd_ != nullptr && answer.then == nullptr) {
             atEnd_->Raise(0);

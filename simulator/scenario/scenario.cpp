@@ -21,6 +21,7 @@ using Words = std::vector<std::string>;
 
 constexpr size_t MOST_REASONS = 20;
 constexpr size_t LONGEST_QUOTE = 64;
+constexpr int MOST_DEPTH = 8;
 
 std::string Quote(const std::string& text) {
     return "'" + text.substr(0, LONGEST_QUOTE) + (text.size() > LONGEST_QUOTE ? "..." : "") + "'";
@@ -59,6 +60,9 @@ std::string KeysOf(const Row& row) {
 Reason ReadWord(const std::string& key, const Json& value, std::string& word) {
     if (value.is_string()) {
         word = value.get<std::string>();
+        if (word.find('\0') != std::string::npos) {
+            return key + " has a NUL";
+        }
     } else if (value.is_number_integer()) {
         word = value.dump();
     } else if (value.is_boolean()) {
@@ -105,7 +109,8 @@ class LineReader {
     Reason ReadTime(const char* key, const Json& value, std::chrono::milliseconds& time) {
         const auto read = value.is_string() ? ParseTime(value.get<std::string>()) : std::nullopt;
         if (!read) {
-            return std::string(key) + ": " + Quote(value.dump()) + R"( is no time, as "500ms", "2s" or "1m30s")";
+            return std::string(key) + ": " + Quote(value.dump()) +
+                   R"( is no time up to a day, as "500ms", "2s" or "1m30s")";
         }
         time = *read;
         return std::nullopt;
@@ -227,7 +232,9 @@ class LineReader {
 Reason ParseLine(const std::string& text, Json& object) {
     std::string twice;
     std::vector<std::set<std::string>> names;
-    const auto look = [&](int, Json::parse_event_t event, Json& parsed) {
+    bool isDeep = false;
+    const auto look = [&](int depth, Json::parse_event_t event, Json& parsed) {
+        isDeep = isDeep || depth > MOST_DEPTH;
         if (event == Json::parse_event_t::object_start) {
             names.emplace_back();
         } else if (event == Json::parse_event_t::object_end) {
@@ -235,7 +242,7 @@ Reason ParseLine(const std::string& text, Json& object) {
         } else if (event == Json::parse_event_t::key && !names.back().insert(parsed.get<std::string>()).second) {
             twice = parsed.get<std::string>();
         }
-        return true;
+        return depth <= MOST_DEPTH;  // nothing deeper is kept
     };
     try {
         object = Json::parse(text, look);
@@ -243,6 +250,9 @@ Reason ParseLine(const std::string& text, Json& object) {
         const size_t read = std::min(text.size(), error.byte);
         const size_t begin = read - std::min(read, LONGEST_QUOTE / 2);
         return "no JSON behind " + Quote(text.substr(begin, read - begin));
+    }
+    if (isDeep) {
+        return "its values lie deeper than " + std::to_string(MOST_DEPTH) + " brackets";
     }
     if (!twice.empty()) {
         return Quote(twice) + " is given twice";

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include "log.h"
@@ -33,9 +35,10 @@ PlayLog::~PlayLog() {
 }
 
 bool PlayLog::Open(const std::string& path, bool goesOn) {
-    descriptor_ = path == "-"
-                      ? STDOUT_FILENO
-                      : open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | (goesOn ? 0 : O_TRUNC), 0644);
+    descriptor_ =
+        path == "-"
+            ? STDOUT_FILENO
+            : open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | (goesOn ? 0 : O_TRUNC), 0644);
     return descriptor_ >= 0;
 }
 
@@ -46,9 +49,14 @@ void PlayLog::Write(Time at, const std::string& text) {
     std::snprintf(time, sizeof(time), "%9lld.%03lld ", count / 1000, count % 1000);
     const std::string line = time + text + "\n";
     for (size_t written = 0; written < line.size();) {
-        const ssize_t size = write(descriptor_, line.data() + written, line.size() - written);
-        if (size < 0 && errno != EINTR) {
-            Log("the log of the play ends here: %s", std::strerror(errno));
+        pollfd room{descriptor_, POLLOUT, 0};
+        const int ready = poll(&room, 1, static_cast<int>(PATIENCE.count()));
+        // So much a pipe with room takes at once.
+        const ssize_t size =
+            ready > 0 ? write(descriptor_, line.data() + written, std::min<size_t>(line.size() - written, PIPE_BUF))
+                      : -1;
+        if (ready == 0 || (size < 0 && errno != EINTR)) {
+            Log("the log of the play ends here: %s", ready == 0 ? "its reader takes nothing" : std::strerror(errno));
             descriptor_ = -1;
             return;
         }

@@ -25,6 +25,9 @@ class PlayLog {
     PlayLog(const PlayLog&) = delete;
     PlayLog& operator=(const PlayLog&) = delete;
 
+    // A reader that takes nothing for PATIENCE ends the log, with one line in the service's own: nobody waits for it.
+    static constexpr std::chrono::milliseconds PATIENCE{1000};
+
     // Lines go to this file from now on, which is created or, unless `goesOn`, emptied; "-" is standard output. False
     // with errno when it cannot be written.
     bool Open(const std::string& path, bool goesOn);

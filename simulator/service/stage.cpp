@@ -15,7 +15,8 @@ constexpr std::chrono::seconds MOST_PATIENCE{1};  // with applications that do n
 }  // namespace
 
 Stage::Stage()
-    : applications_([this](const ApplicationId& application, const char* why) {
+    : timer_([this] { (void)applications_.GetMail().AwaitSent(std::chrono::steady_clock::now() + MOST_PATIENCE); }),
+      applications_([this](const ApplicationId& application, const char* why) {
           const Lock lock = Enter();
           Forget(application, why);
       }) {}
@@ -138,11 +139,6 @@ void Stage::After(std::chrono::milliseconds delay, std::function<void()> work) {
             work();
         }
     });
-}
-
-void Stage::LetTimeJump() {
-    timer_.SetJumping(
-        [this] { (void)applications_.GetMail().AwaitSent(std::chrono::steady_clock::now() + MOST_PATIENCE); });
 }
 
 void Stage::Announce(const ApplicationId& application, const std::string& task) {

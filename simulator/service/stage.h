@@ -81,9 +81,8 @@ class Stage {
 
     // --- Off the stage ---
 
-    // How the room's time goes. What jumps waits until everything that was told has been taken.
+    // How the room's time goes. Where there is no pause between two events it waits until the first has been taken.
     Timer& GetTimer() { return timer_; }
-    void LetTimeJump();
 
     // No timer runs any more, nobody is told anything, every wait ends.
     void Stop();

@@ -1,5 +1,6 @@
 #include "service/timer.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace orvi_sim {
@@ -10,14 +11,19 @@ Timer::Time Timer::Reading() const {
     return pinned_ ? *pinned_ : clock_.At(Machine::now());
 }
 
+Timer::Time Timer::Told() const {
+    return latest_ = std::max(latest_, Reading());
+}
+
 Timer::Time Timer::Now() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return Reading();
+    return Told();
 }
 
 void Timer::Set(Time time) {
     const std::lock_guard<std::mutex> lock(mutex_);
     clock_.Set(time, Machine::now());
+    latest_ = time;
 }
 
 void Timer::Start() {
@@ -38,7 +44,7 @@ void Timer::Add(Time due, Entry entry) {
 
 void Timer::After(Time delay, Work work) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    Add(Reading() + delay, {std::move(work), false});
+    Add(Told() + delay, {std::move(work), false});
 }
 
 void Timer::StandingAt(Time time, Work work) {
@@ -46,22 +52,22 @@ void Timer::StandingAt(Time time, Work work) {
     Add(time, {std::move(work), true});
 }
 
-void Timer::SetScale(uint32_t scale) {
-    const std::lock_guard<std::mutex> lock(mutex_);
+void Timer::SetPace(uint32_t scale, bool isJumping) {
     clock_.Set(Reading(), Machine::now());
     clock_.SetScale(scale, Machine::now());
-    settle_ = nullptr;
+    isJumping_ = isJumping;
     target_.reset();
     changed_.notify_all();
 }
 
-void Timer::SetJumping(Work settle) {
+void Timer::SetScale(uint32_t scale) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    clock_.Set(Reading(), Machine::now());
-    clock_.SetScale(0, Machine::now());
-    settle_ = std::move(settle);
-    target_.reset();
-    changed_.notify_all();
+    SetPace(scale, false);
+}
+
+void Timer::SetJumping() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    SetPace(0, true);
 }
 
 bool Timer::Step(Time step) {
@@ -70,9 +76,7 @@ bool Timer::Step(Time step) {
         return false;
     }
     Start();
-    clock_.Set(Reading(), Machine::now());
-    clock_.SetScale(0, Machine::now());
-    settle_ = nullptr;
+    SetPace(0, false);
     target_ = clock_.At(Machine::now()) + step;
     const uint64_t number = ++steps_;
     changed_.notify_all();
@@ -82,7 +86,7 @@ bool Timer::Step(Time step) {
 
 std::string Timer::Pace() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return settle_ ? "max" : clock_.Flows() ? std::to_string(clock_.Scale()) : "stands";
+    return isJumping_ ? "max" : clock_.Flows() ? std::to_string(clock_.Scale()) : "stands";
 }
 
 void Timer::Stop() {
@@ -101,7 +105,7 @@ void Timer::RunFirst(std::unique_lock<std::mutex>& lock) {
     const Time due = work_.begin()->first;
     const Entry entry = std::move(work_.begin()->second);
     work_.erase(work_.begin());
-    pinned_ = due;
+    pinned_ = std::max(due, latest_);
     lock.unlock();
     entry.work();
     lock.lock();
@@ -111,27 +115,35 @@ void Timer::RunFirst(std::unique_lock<std::mutex>& lock) {
     pinned_.reset();
 }
 
+void Timer::Settle(std::unique_lock<std::mutex>& lock) {
+    lock.unlock();
+    settle_();
+    lock.lock();
+}
+
 void Timer::Run() {
     std::unique_lock<std::mutex> lock(mutex_);
     while (!stopped_) {
         const bool isEmpty = work_.empty();
         const Time due = isEmpty ? Time(0) : work_.begin()->first;
-        if (settle_ && !isEmpty) {
-            const Work settle = settle_;
-            lock.unlock();
-            settle();
-            lock.lock();
-            if (!stopped_ && settle_ && !work_.empty()) {  // its effects may have come before what was first
+        const bool isInStep = !isEmpty && target_ && due <= *target_;
+        if (!isEmpty && (isJumping_ || isInStep)) {
+            Settle(lock);
+            // What has come meanwhile may be due before what was first.
+            if (!stopped_ && !work_.empty() && (isJumping_ || (target_ && work_.begin()->first <= *target_))) {
                 RunFirst(lock);
             }
-        } else if (!isEmpty && clock_.Flows() && due > clock_.At(Machine::now())) {
-            changed_.wait_until(lock, clock_.When(due));
-        } else if (!isEmpty && (clock_.Flows() || due <= clock_.At(Machine::now()) || (target_ && due <= *target_))) {
-            RunFirst(lock);
         } else if (target_) {
-            clock_.Set(*target_, Machine::now());
-            target_.reset();
-            changed_.notify_all();
+            Settle(lock);
+            if (target_ && (work_.empty() || work_.begin()->first > *target_)) {
+                clock_.Set(*target_, Machine::now());
+                target_.reset();
+                changed_.notify_all();
+            }
+        } else if (!isEmpty && due <= clock_.At(Machine::now())) {
+            RunFirst(lock);
+        } else if (!isEmpty && clock_.Flows()) {
+            changed_.wait_until(lock, clock_.When(due));
         } else {
             changed_.wait(lock);
         }

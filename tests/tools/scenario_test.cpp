@@ -1,7 +1,12 @@
 // Scenarios and the clock of the simulated room, as the user of orvi-vision-sim, orvi-room and orvi-ai sees them.
+#include <fcntl.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <list>
+#include <regex>
+#include <sstream>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "directions/words.h"
 #include "simulator_process.h"
@@ -50,7 +55,7 @@ class ScenarioTest : public testing::Test {
 
 TEST_F(ScenarioTest, WhatIsWrongIsToldWithItsLine) {
     const struct {
-        const char* line;
+        std::string line;
         const char* says;  // "" when it is right
     } cases[] = {
         {R"(# for the reader)", ""},
@@ -59,7 +64,7 @@ TEST_F(ScenarioTest, WhatIsWrongIsToldWithItsLine) {
         {R"({"at": "0s", "do": "expect", "message": "lock.state", "fields": {"state": 7}, "within": "1s"})", ""},
         {R"({"on": "caption.start", "after": "1m30s", "do": "mic off"})", ""},
         {R"({"at": "0s", "do": "person enters"})", "--name NAME is missing; it is: person enters --name NAME ["},
-        {R"({"at": "5x", "do": "faces 3"})", "at: '\"5x\"' is no time, as \"500ms\", \"2s\" or \"1m30s\""},
+        {R"({"at": "5x", "do": "faces 3"})", "at: '\"5x\"' is no time up to a day, as \"500ms\", \"2s\" or \"1m30s\""},
         {R"({"do": "faces 3"})", "it has either \"at\", a time since the start, or \"on\", a message"},
         {R"({"at": "1s", "after": "1s", "do": "faces 3"})", "\"after\" goes with \"on\" only"},
         {R"({"on": "caption.line", "do": "faces 3"})", "on: 'caption.line' is nothing that applications send"},
@@ -72,16 +77,19 @@ TEST_F(ScenarioTest, WhatIsWrongIsToldWithItsLine) {
         {R"({"at": "1s", "do": "caption", "text": ["a"]})", "text: '[\"a\"]' is no text, whole number, true or false"},
         {R"({"at": "1s", "do": "caption", "text": "a", "partial": 1})", "partial: '1' is neither true nor false"},
         {R"({"at": "1s" "do": "faces 3"})", R"(no JSON behind '{"at": "1s" "do"')"},
+        {"{\"at\": " + std::string(100000, '[') + std::string(100000, ']') + ", \"do\": \"faces 3\"}",
+         "its values lie deeper"},
+        {R"({"at": "1s", "do": "caption", "text": "a\u0000b"})", "text has a NUL"},
+        {R"({"at": "25h", "do": "faces 3"})", "is no time up to a day"},
         {R"([1])", "it is no object, as {\"at\": \"2s\", \"do\": \"faces 3\"}"},
         {"{\"at\": \"1s\", \"do\": \"faces 3\"}\n{\"at\": \"999ms\", \"do\": \"faces 3\"}",
          "at 999ms is before line 1, at 1s"},
         {"", "it has no line, as {\"at\": \"2s\""},
     };
     for (const auto& one : cases) {
-        SCOPED_TRACE(one.line);
+        SCOPED_TRACE(one.line.substr(0, 200));
         const bool isComment = one.line[0] == '#';
-        const std::string file =
-            Write("s", std::string(one.line) + (isComment ? "\n{\"at\":\"0s\",\"do\":\"mark\"}" : ""));
+        const std::string file = Write("s", one.line + (isComment ? "\n{\"at\":\"0s\",\"do\":\"mark\"}" : ""));
         std::string output;
         (void)std::remove(sandbox_.Path("errors").c_str());
         EXPECT_EQ(End(*Start("orvi-vision-sim", "--scenario " + file + " --check"), output), *one.says == '\0' ? 0 : 2);
@@ -154,6 +162,45 @@ TEST_F(ScenarioTest, ALineThatIsAnsweredNoIsCounted) {
               std::string::npos)
         << simulator_.Log();
     EXPECT_NE(simulator_.Log().find(" has been played, 2 lines answered no"), std::string::npos) << simulator_.Log();
+}
+
+// A log that nobody takes ends, and the service does not wait for it.
+TEST_F(ScenarioTest, NobodyWaitsForTheLog) {
+    const std::string scenario = Write("s", "{\"at\": \"0s\", \"do\": \"await clients 1\"}\n");
+    const std::string fifo = sandbox_.Path("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const int reader = open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    const std::string full(4096, 'x');
+    while (write(reader, full.data(), full.size()) > 0) {
+    }
+    simulator_.Start({"--scenario", scenario, "--log", fifo});
+    std::string ignored;
+    EXPECT_EQ(End(*Start("orvi-ai", "lock state 1"), ignored), 0);
+    EXPECT_EQ(simulator_.Stop(), 0);
+    EXPECT_NE(simulator_.Log().find("the log of the play ends here: its reader takes nothing"), std::string::npos);
+    (void)close(reader);
+}
+
+// What an application asks late is never before what it has been told.
+TEST_F(ScenarioTest, TimeNeverGoesBack) {
+    const std::string scenario = Write("s",
+                                       "{\"at\": \"0s\", \"do\": \"conversation off\"}\n"
+                                       "{\"on\": \"caption.start\", \"do\": \"caption\", \"text\": \"one\"}\n"
+                                       "{\"at\": \"1h\", \"do\": \"await request caption.stop 1\"}\n");
+    simulator_.Start({"--scenario", scenario, "--speed", "10000", "--log", sandbox_.Path("log"), "--exit-at-end"});
+    std::string output;
+    const std::string calls =
+        "caption init\ncaption start --conference C --report\nwait caption.line --within 20s\ncaption stop\n";
+    EXPECT_EQ(End(*Start("orvi-ai", "run " + Write("calls", calls)), output), 0);
+    EXPECT_EQ(simulator_.Child().Wait(), 0);
+    EXPECT_TRUE(std::regex_search(output, std::regex("caption.line +number=1 final=1 start=[0-9]{1,7} "))) << output;
+    double last = 0;
+    std::istringstream lines(ReadFile(sandbox_.Path("log")));
+    for (std::string line; std::getline(lines, line);) {
+        const double at = std::stod(line);
+        EXPECT_GE(at, last) << line;
+        last = at;
+    }
 }
 
 TEST_F(ScenarioTest, TheClockStandsStepsAndRuns) {
