@@ -90,7 +90,7 @@ struct Field {
     int64_t most = 0;
     Rows<Word> words;
     std::string_view counter;  // the field that tells the elements in use, or the bytes in use when this is no list
-    std::string_view whole;  // the field that tells how many there can be of what this one counts
+    std::string_view whole;    // the field that tells how many there can be of what this one counts
     std::string_view unit;
     std::string_view initial;  // what an encoder puts in when nobody names a value
     std::string_view meaning;

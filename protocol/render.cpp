@@ -286,10 +286,10 @@ void AddTable(const std::vector<Value>& values, const Style& style, const std::s
                     {std::string(value.field->name) + "[" + std::to_string(i) + "]", Shown(value.items[i], style)});
             }
         } else {
-            rows.push_back(
-                {std::string(value.field->name),
-                 Shown(value, style) + (value.field->unit.empty() ? "" : " " + std::string(value.field->unit)) +
-                     Bar(value, values)});
+            rows.push_back({std::string(value.field->name),
+                            Shown(value, style) +
+                                (value.field->unit.empty() ? "" : " " + std::string(value.field->unit)) +
+                                Bar(value, values)});
         }
     }
     AddRows(rows, indent, out);

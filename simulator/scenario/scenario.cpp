@@ -82,7 +82,7 @@ Reason ReadFields(const Json& value, Words& words) {
         if (auto reason = ReadWord("fields: " + name, field, word)) {
             return reason;
         }
-        words.push_back(name + "=" + word);
+        words.push_back(std::string(name).append("=").append(word));
     }
     return std::nullopt;
 }

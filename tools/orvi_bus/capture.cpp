@@ -27,11 +27,15 @@ int Capture(const Options& options) {
     }
     uint64_t kept = 0;
     bool hasFailed = false;
+    uint32_t lostBefore = 0;  // that records told which are not kept
     const auto take = [&](TrafficRecord record) {
+        record.lost += lostBefore;
+        lostBefore = record.lost;
         if (!options.filter.WantsRecord(record) || hasFailed ||
             (options.limits.count != 0 && kept >= options.limits.count)) {
             return !hasFailed;
         }
+        lostBefore = 0;
         const bool isMasked = options.payloads && !options.reveal;
         if (!options.payloads) {
             record.payload.reset();

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
+#include <fstream>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -195,7 +196,7 @@ class Doctor {
         const std::map<std::string, std::string> mine = EnvironmentOf(getpid(), "ORVI_BUS_");
         const std::unique_ptr<DIR, int (*)(DIR*)> processes(opendir("/proc"), closedir);
         while (const dirent* entry = processes ? readdir(processes.get()) : nullptr) {
-            const pid_t pid = static_cast<pid_t>(std::atoi(entry->d_name));
+            const pid_t pid = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
             if (pid <= 0 || pid == getpid() || ReadProc(pid, "maps").find("/liborvi_os_msg.so") == std::string::npos) {
                 continue;
             }
@@ -231,18 +232,18 @@ class Doctor {
             }
             std::istringstream limits(ReadProc(member.pid, "limits"));
             for (std::string line; std::getline(limits, line);) {
-                unsigned long most = 0;
-                if (std::sscanf(line.c_str(), "Max open files %lu", &most) == 1 && most < FEW_DESCRIPTORS) {
+                constexpr char OPEN_FILES[] = "Max open files";
+                const unsigned long most = line.rfind(OPEN_FILES, 0) == 0
+                                               ? std::strtoul(line.c_str() + sizeof(OPEN_FILES) - 1, nullptr, 10)
+                                               : FEW_DESCRIPTORS;
+                if (most != 0 && most < FEW_DESCRIPTORS) {  // 0: "unlimited"
                     Note(member.name + " may open " + std::to_string(most) + " files only",
                          "raise its limit (ulimit -n 1024): each connection of the bus is one");
                 }
             }
         }
         int instances = FEW_WATCHES;
-        if (const std::unique_ptr<FILE, int (*)(FILE*)> file{fopen("/proc/sys/fs/inotify/max_user_instances", "re"),
-                                                             fclose}) {
-            (void)std::fscanf(file.get(), "%d", &instances);
-        }
+        std::ifstream("/proc/sys/fs/inotify/max_user_instances") >> instances;
         if (instances < FEW_WATCHES) {
             Note("a user may have " + std::to_string(instances) + " inotify instances",
                  "raise fs.inotify.max_user_instances: who gets none looks every 50 ms instead");

@@ -84,7 +84,7 @@ class Picture {
                                 : record.stream != 0 ? "thread " + std::to_string(record.stream)
                                                      : "bus";
         const auto [place, isNewRow] = rows_.emplace(process + "/" + row, rows_.size() + 1);
-        const std::string where = pid + ",\"tid\":" + std::to_string(place->second);
+        std::string where = pid + ",\"tid\":" + std::to_string(place->second);
         if (isNewRow) {
             Event("M", -1, "\"thread_name\"", where + ",\"args\":{\"name\":" + JsonString(row) + "}");
         }

@@ -26,7 +26,7 @@ class Fd {
 
     // Each returns an empty Fd with errno set on failure.
     static Fd StreamSocket(bool nonBlocking);
-    static Fd PacketSocket();  // SOCK_SEQPACKET, non-blocking
+    static Fd PacketSocket();        // SOCK_SEQPACKET, non-blocking
     static Fd Accept(int listener);  // non-blocking
     static Fd Open(const char* path, int flags, mode_t mode);
     static Fd Open(const std::string& path, int flags, mode_t mode) { return Open(path.c_str(), flags, mode); }

@@ -42,8 +42,8 @@ Settings Read() {
     if (HasOneProcessor()) {
         settings.yieldUs = 0;  // whoever is expected runs as soon as this process sleeps, and no sooner
     }
-    settings.trace = static_cast<Trace>(
-        NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, static_cast<uint32_t>(Trace::kWhenWatched)));
+    settings.trace =
+        static_cast<Trace>(NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, static_cast<uint32_t>(Trace::kWhenWatched)));
     return settings;
 }
 

@@ -54,7 +54,9 @@ class Watchers {
         for (int slot = 0; slot < kMonitorSlots; ++slot) {
             for (const bool payloads : {false, true}) {
                 if (!watchers_[slot].socket) {
-                    socket = socket ? std::move(socket) : Fd::PacketSocket();
+                    if (!socket) {
+                        socket = Fd::PacketSocket();
+                    }
                     Connect(places_[slot][payloads ? 1 : 0], payloads, &socket, &watchers_[slot]);
                 }
             }

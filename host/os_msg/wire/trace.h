@@ -34,7 +34,7 @@ constexpr uint8_t kTracePayload = 1;  // a flag: `pieceSize` bytes of the payloa
 constexpr uint8_t kTraceNoData = 2;   // a reply without data
 constexpr uint32_t kTraceMagic = 0x5452564F;
 constexpr uint16_t kTraceVersion = 1;
-constexpr size_t kTracePiece = 48 * 1024;  // bytes of payload in one record
+constexpr size_t kTracePiece = size_t{48} * 1024;  // bytes of payload in one record
 
 // Little-endian and alike for every word size. Names are cut to their fields, with a NUL.
 struct TraceRecord {
