@@ -57,7 +57,7 @@ class Watchers {
                     if (!socket) {
                         socket = Fd::PacketSocket();
                     }
-                    Connect(places_[slot][payloads ? 1 : 0], payloads, &socket, &watchers_[slot]);
+                    socket = Connect(places_[slot][payloads ? 1 : 0], payloads, std::move(socket), &watchers_[slot]);
                 }
             }
         }
@@ -98,20 +98,20 @@ class Watchers {
         bool isReachable = false;
     };
 
-    // Leaves the socket for the next place when nobody listens at this one.
-    static void Connect(const Place& place, bool payloads, Fd* socket, Watcher* watcher) {
-        if (!place.isReachable || !*socket ||
-            connect(socket->Get(), reinterpret_cast<const sockaddr*>(&place.address), place.length) != 0) {
-            return;
+    // Gives the socket back, for the next place, when nobody listens at this one.
+    static Fd Connect(const Place& place, bool payloads, Fd socket, Watcher* watcher) {
+        if (!place.isReachable || !socket ||
+            connect(socket.Get(), reinterpret_cast<const sockaddr*>(&place.address), place.length) != 0) {
+            return socket;
         }
         ucred peer{};
         socklen_t size = sizeof(peer);
-        if (getsockopt(socket->Get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
-            return;
+        if (getsockopt(socket.Get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0) {
+            watcher->socket = std::move(socket);
+            watcher->wantsPayloads = payloads && (peer.uid == geteuid() || peer.uid == 0);
+            watcher->lost = 0;
         }
-        watcher->socket = std::move(*socket);
-        watcher->wantsPayloads = payloads && (peer.uid == geteuid() || peer.uid == 0);
-        watcher->lost = 0;
+        return {};
     }
 
     // False when the watcher has gone.
