@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <cstring>
 #include <dirent.h>
+#include <fcntl.h>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "membership/presence.h"
 #include "membership/presence_record.h"
@@ -117,8 +118,18 @@ Census TakeCensus(const orvi_bus::Directory& directory) {
 }
 
 std::string ReadProc(pid_t pid, const char* file) {
-    std::ifstream stream("/proc/" + std::to_string(pid) + "/" + file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    const std::string path = "/proc/" + std::to_string(pid) + "/" + file;
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    std::string text;
+    char piece[4096];
+    for (ssize_t size = 1; descriptor >= 0 && size > 0;) {
+        size = read(descriptor, piece, sizeof(piece));  // fails once the process has ended
+        text.append(piece, static_cast<size_t>(std::max<ssize_t>(size, 0)));
+    }
+    if (descriptor >= 0) {
+        (void)close(descriptor);
+    }
+    return text;
 }
 
 char StateOf(pid_t pid) {
