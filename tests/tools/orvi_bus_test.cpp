@@ -192,7 +192,13 @@ TEST_F(OrviBusTest, TheDoctorFindsWhatIsBroken) {
         {"no number", {"ORVI_BUS_SLOW_MS=soon"}, [] {}, [] {}, 1, "ORVI_BUS_SLOW_MS is 'soon', which is no number"},
         {"stopped",
          {},
-         [&] { simulator_.Child().Signal(SIGSTOP); },
+         [&] {
+             simulator_.Child().Signal(SIGSTOP);
+             const std::string state = "/proc/" + std::to_string(simulator_.Child().Pid()) + "/stat";
+             while (ReadFile(state).find(") T ") == std::string::npos) {
+                 (void)sched_yield();  // it takes effect when the process is next looked at
+             }
+         },
          [&] { simulator_.Child().Signal(SIGCONT); },
          1,
          ") is stopped: requests to it wait to their end\n       -> kill -CONT "},
