@@ -1,7 +1,7 @@
 #include "directions/service_directions.h"
 
 #include <chrono>
-#include <regex>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -135,17 +135,23 @@ Outcome ServiceDirections::Step(std::chrono::milliseconds time) {
 // Today's, in universal time.
 Outcome ServiceDirections::SetTime(const std::string& text) {
     constexpr uint32_t DAY = 24 * 3600;
-    // HH:MM or HH:MM:SS.
-    static const std::regex pattern("([01]?[0-9]|2[0-3]):([0-5][0-9])(?::([0-5][0-9]))?");
-    std::smatch parts;
-    if (!std::regex_match(text, parts, pattern)) {
-        return Refused("'" + text + "' is no time of day, as 09:30 or 09:30:15");
+    uint32_t parts[3] = {0, 0, 0};
+    constexpr uint32_t MOST[] = {23, 59, 59};
+    size_t count = 0;
+    std::istringstream words(text);
+    for (std::string word; std::getline(words, word, ':'); ++count) {
+        const auto number = word.size() <= 2 && (count == 0 || word.size() == 2) ? ParseNumber(word) : std::nullopt;
+        if (count >= std::size(parts) || !number || *number > MOST[count]) {
+            count = 0;
+            break;
+        }
+        parts[count] = *number;
     }
-    const auto number = [&parts](size_t part) {
-        return parts[part].matched ? static_cast<uint32_t>(std::stoul(parts[part].str())) : 0;
-    };
+    if (count < 2 || text.back() == ':') {
+        return Refused("'" + text.substr(0, LONGEST_QUOTE) + "' is no time of day, as 09:30 or 09:30:15");
+    }
     const uint32_t today = stage_.TimeOfDay() / DAY * DAY;
-    stage_.SetTimeOfDay(today + number(1) * 3600 + number(2) * 60 + number(3));
+    stage_.SetTimeOfDay(today + parts[0] * 3600 + parts[1] * 60 + parts[2]);
     return Done();
 }
 

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
-#include <regex>
 
 #include "payload.h"
 #include "service/clock.h"
@@ -69,16 +68,32 @@ std::string JoinWords(const std::vector<std::string>& words) {
 std::optional<std::chrono::milliseconds> ParseTime(const std::string& text) {
     constexpr double MOST = 24.0 * 3600 * 1000;
     // One number with its unit after another, the longer units first.
-    static const std::regex pattern(
-        R"((?:([0-9]+(?:\.[0-9]+)?)h)?(?:([0-9]+(?:\.[0-9]+)?)m)?(?:([0-9]+(?:\.[0-9]+)?)s)?(?:([0-9]+(?:\.[0-9]+)?)ms)?)");
-    std::smatch parts;
-    if (text.empty() || text.size() > LONGEST_TIME || !std::regex_match(text, parts, pattern)) {
+    constexpr struct {
+        const char* unit;
+        double factor;
+    } UNITS[] = {{"h", 3600000}, {"m", 60000}, {"s", 1000}, {"ms", 1}};
+    constexpr char DIGITS[] = "0123456789";
+    if (text.empty() || text.size() > LONGEST_TIME) {
         return std::nullopt;
     }
-    constexpr double FACTORS[] = {3600000, 60000, 1000, 1};
     double milliseconds = 0;
-    for (size_t i = 0; i < std::size(FACTORS); ++i) {
-        milliseconds += parts[i + 1].matched ? std::strtod(parts[i + 1].str().c_str(), nullptr) * FACTORS[i] : 0;
+    size_t next = 0;  // unit that may follow
+    for (size_t at = 0; at < text.size();) {
+        const size_t behind = std::min(text.find_first_not_of("0123456789.", at), text.size());
+        const size_t end = std::min(text.find_first_of(DIGITS, behind), text.size());
+        const std::string number = text.substr(at, behind - at);
+        const std::string unit = text.substr(behind, end - behind);
+        while (next < std::size(UNITS) && unit != UNITS[next].unit) {
+            ++next;
+        }
+        const size_t point = number.find('.');
+        const bool isNumber =
+            !number.empty() && number.front() != '.' && number.back() != '.' && point == number.rfind('.');
+        if (!isNumber || next == std::size(UNITS)) {
+            return std::nullopt;
+        }
+        milliseconds += std::strtod(number.c_str(), nullptr) * UNITS[next++].factor;
+        at = end;
     }
     if (milliseconds > MOST) {
         return std::nullopt;
