@@ -73,14 +73,6 @@ void SetName(char (&field)[OS_MSG_NAME_SIZE], const std::string& name) {
     (void)name.copy(field, sizeof(field) - 1);
 }
 
-template <size_t N>
-std::string Name(const char (&field)[N]) {
-    std::string name(field, strnlen(field, N));
-    std::replace_if(
-        name.begin(), name.end(), [](char c) { return c < '!' || c > '~'; }, '?');
-    return name;
-}
-
 FileRecord FileRecordOf(const TrafficRecord& record, bool isMasked) {
     FileRecord file{};
     orvi_bus::TraceRecord& told = file.told;
@@ -230,34 +222,17 @@ bool CaptureReader::Read(TrafficRecord& record, std::string& why) {
         std::memcpy(&kept, body.data() + 12, sizeof(kept));
         std::memcpy(&file, body.data() + PACKET_HEAD, sizeof(file));
         const orvi_bus::TraceRecord& told = file.told;
-        const auto kind = static_cast<TraceKind>(told.kind);
-        if (told.magic != orvi_bus::kTraceMagic || told.version != orvi_bus::kTraceVersion ||
-            kind < TraceKind::kOneWay || kind > TraceKind::kHandled || kept > body.size() - PACKET_HEAD - 4 ||
-            kept != sizeof(file) + told.pieceSize || told.pieceSize > told.dataLen ||
-            told.dataLen > orvi_bus::kMaxDataLen) {
+        const std::optional<TrafficRecord> read = FromTrace(told);
+        if (!read || kept > body.size() - PACKET_HEAD - 4 || kept != sizeof(file) + told.pieceSize ||
+            told.pieceSize > told.dataLen) {
             at_ = at;
             why = Where() + "the packet is none of this bus";
             return false;
         }
-        record = {};
-        record.kind = kind;
-        record.timeNs = told.timeNs;
-        record.durationNs = std::max<int64_t>(told.durationNs, 0);
-        record.stream = told.stream;
-        record.sequence = told.sequence;
-        record.msgId = told.msgId;
-        record.result = told.result;
-        record.size = told.dataLen;
-        record.hasNoData = (told.flags & orvi_bus::kTraceNoData) != 0;
+        record = *read;
         record.isMasked = (told.flags & FILE_MASKED) != 0;
-        record.lost = told.lost;
-        record.wordBits = told.wordBits;
         record.pid = file.pid;
         record.uid = file.uid;
-        record.from = Name(told.from);
-        record.to = Name(told.to);
-        record.task = Name(told.task);
-        record.teller = Name(told.teller);
         if ((told.flags & orvi_bus::kTracePayload) != 0) {
             const char* const payload = body.data() + PACKET_HEAD + sizeof(file);
             record.payload.emplace(payload, payload + told.pieceSize);

@@ -18,16 +18,6 @@ using orvi_bus::TraceRecord;
 
 constexpr int BACKLOG = 128;
 constexpr int MOST_AT_ONCE = 256;  // records of one process before the next one's turn
-constexpr uint32_t LONGEST_PAYLOAD = orvi_bus::kMaxDataLen;
-
-// A name from a teller's record: printable, whatever it sent.
-template <size_t N>
-std::string Name(const char (&field)[N]) {
-    std::string name(field, strnlen(field, N));
-    std::replace_if(
-        name.begin(), name.end(), [](char c) { return c < '!' || c > '~'; }, '?');
-    return name;
-}
 
 }  // namespace
 
@@ -133,48 +123,31 @@ bool Tap::Take(Teller& teller, const uint8_t* bytes, size_t size) {
         return false;
     }
     std::memcpy(&told, bytes, sizeof(told));
-    const auto kind = static_cast<TraceKind>(told.kind);
-    if (told.magic != orvi_bus::kTraceMagic || told.version != orvi_bus::kTraceVersion || kind < TraceKind::kOneWay ||
-        kind > TraceKind::kHandled || told.dataLen > LONGEST_PAYLOAD || told.pieceSize != size - sizeof(told) ||
-        told.pieceOffset > told.dataLen || told.pieceSize > told.dataLen - told.pieceOffset) {
+    std::optional<TrafficRecord> record = FromTrace(told);
+    if (!record || told.pieceSize != size - sizeof(told) || told.pieceOffset > told.dataLen ||
+        told.pieceSize > told.dataLen - told.pieceOffset) {
         return false;
     }
     if (told.pieceOffset == 0) {
         lost_ += told.lost;
-        teller.unfinished = std::make_unique<TrafficRecord>();
-        TrafficRecord& record = *teller.unfinished;
-        record.kind = kind;
-        record.timeNs = told.timeNs;
-        record.durationNs = std::max<int64_t>(told.durationNs, 0);
-        record.stream = told.stream;
-        record.sequence = told.sequence;
-        record.msgId = told.msgId;
-        record.result = told.result;
-        record.size = told.dataLen;
-        record.hasNoData = (told.flags & orvi_bus::kTraceNoData) != 0;
-        record.lost = told.lost;
-        record.wordBits = told.wordBits;
-        record.pid = teller.pid;
-        record.uid = teller.uid;
-        record.from = Name(told.from);
-        record.to = Name(told.to);
-        record.task = Name(told.task);
-        record.teller = Name(told.teller);
+        record->pid = teller.pid;
+        record->uid = teller.uid;
         if ((told.flags & orvi_bus::kTracePayload) != 0) {
-            record.payload.emplace();
+            record->payload.emplace();
         }
+        teller.unfinished = std::make_unique<TrafficRecord>(std::move(*record));
     }
     // A piece whose beginning was lost is lost with it.
     if (!teller.unfinished || (teller.unfinished->payload && teller.unfinished->payload->size() != told.pieceOffset)) {
         teller.unfinished.reset();
         return true;
     }
-    TrafficRecord& record = *teller.unfinished;
-    if (record.payload) {
-        record.payload->insert(record.payload->end(), bytes + sizeof(told), bytes + size);
+    TrafficRecord& whole = *teller.unfinished;
+    if (whole.payload) {
+        whole.payload->insert(whole.payload->end(), bytes + sizeof(told), bytes + size);
     }
-    if (!record.payload || record.payload->size() == record.size) {
-        waiting_.emplace(record.timeNs, std::move(record));
+    if (!whole.payload || whole.payload->size() == whole.size) {
+        waiting_.emplace(whole.timeNs, std::move(whole));
         teller.unfinished.reset();
     }
     return true;

@@ -35,6 +35,10 @@ struct TrafficRecord {
     std::optional<std::vector<uint8_t>> payload;  // when payloads are told
 };
 
+// What a record holds without its payload; pid and uid are left to who knows them. Nothing when it is no record of this
+// version. Names are printable, whatever was told.
+std::optional<TrafficRecord> FromTrace(const orvi_bus::TraceRecord& told);
+
 }  // namespace orvi_bus_tool
 
 #endif
