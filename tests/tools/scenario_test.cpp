@@ -169,7 +169,7 @@ TEST_F(ScenarioTest, ALineThatIsAnsweredNoIsCounted) {
 
 // A log that nobody takes ends, and the service does not wait for it.
 TEST_F(ScenarioTest, NobodyWaitsForTheLog) {
-    const std::string scenario = Write("s", "{\"at\": \"0s\", \"do\": \"await clients 1\"}\n");
+    const std::string scenario = Write("s", "{\"at\": \"1h\", \"do\": \"faces 3\"}\n");
     const std::string fifo = sandbox_.Path("fifo");
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     const int reader = open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
