@@ -19,6 +19,21 @@ function(orvi_compile_options target)
     target_link_libraries(${target} PRIVATE Threads::Threads)
 endfunction()
 
+# What runs on a workstation is to be tried a minute after a checkout: the standard headers that most of its sources
+# include are read once a target, and the debug information is that of back traces.
+function(orvi_quick_build target)
+    if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
+        target_compile_options(${target} PRIVATE -g1)
+    endif()
+    target_precompile_headers(${target} PRIVATE <algorithm> <chrono> <cstdint> <functional> <map> <memory> <mutex>
+                                                <optional> <string> <vector>)
+endfunction()
+
+# Sources that are mostly a library's templates: optimising and describing those takes longer than the rest of a program.
+function(orvi_template_sources)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "-O0;-g0" SKIP_PRECOMPILE_HEADERS ON)
+endfunction()
+
 # A program that is installed: it knows its version and has a page made of its help; COMPLETION: it prints its completion
 # for bash. install.cmake has the rest.
 function(orvi_tool target)
