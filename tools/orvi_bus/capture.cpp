@@ -1,24 +1,10 @@
 // orvi-bus capture: keeps the traffic in a file. orvi-bus print: shows such a file.
-#include <memory>
-
 #include "capture_file.h"
-#include "show.h"
+#include "commands.h"
 #include "value.h"
-#include "watch.h"
 
 namespace orvi_bus_tool {
-namespace {
-
-struct Options {
-    std::string file;
-    Filter filter;
-    Display display;
-    Limits limits;
-    bool payloads = false;
-    bool reveal = false;
-};
-
-int Capture(const Options& options) {
+int Capture(const CaptureOptions& options) {
     const EndSignal end;
     CaptureWriter writer;
     std::string why;
@@ -59,7 +45,7 @@ int Capture(const Options& options) {
     return result;
 }
 
-int Print(const Options& options) {
+int Print(const PrintOptions& options) {
     const EndSignal end;
     CaptureReader reader;
     std::string why;
@@ -81,29 +67,6 @@ int Print(const Options& options) {
     }
     exchanges.Finish();
     return why.empty() ? DONE : Fail(why);
-}
-
-}  // namespace
-
-void AddCapture(CLI::App& app, int& result) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("capture", "keep the traffic in a file that network analysers read");
-    command->add_option("file", options->file, "pcapng; an old one is replaced")->required()->type_name("FILE");
-    options->filter.AddNames(*command);
-    options->limits.AddOptions(*command);
-    CLI::Option* const payloads = command->add_flag("--payloads", options->payloads, "keep what messages hold, too");
-    command->add_flag("--reveal", options->reveal, "with photos, names and texts as they are; otherwise overwritten")
-        ->needs(payloads);
-    command->callback([options, &result] { result = Capture(*options); });
-}
-
-void AddPrint(CLI::App& app, int& result) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("print", "print a file of traffic as monitor would have");
-    command->add_option("file", options->file, "of orvi-bus capture")->required()->type_name("FILE");
-    options->filter.AddOptions(*command);
-    options->display.AddOptions(*command);
-    command->callback([options, &result] { result = Print(*options); });
 }
 
 }  // namespace orvi_bus_tool

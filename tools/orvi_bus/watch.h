@@ -2,14 +2,12 @@
 #ifndef ORVI_BUS_TOOL_WATCH_H
 #define ORVI_BUS_TOOL_WATCH_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "commands.h"
 #include "end_signal.h"
 #include "tap.h"
 #include "wire/deadline.h"
@@ -17,11 +15,13 @@
 namespace orvi_bus_tool {
 
 struct Limits {
-    double forMs = 0;
-    uint64_t count = 0;
-
-    void AddOptions(CLI::App& app);
+    double forMs = 0;    // 0: until Ctrl-C
+    uint64_t count = 0;  // 0: any number
 };
+
+enum ExitCode : int { DONE = 0, FAILED = 1, USAGE = 2 };
+
+int Fail(const std::string& what);  // FAILED, after a line
 
 // Gives every record to `take` and calls `tick` ten times a second and more often; either ends it with false. `lost`
 // receives how many records the bus could not tell.
