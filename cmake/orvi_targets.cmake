@@ -19,14 +19,28 @@ function(orvi_compile_options target)
     target_link_libraries(${target} PRIVATE Threads::Threads)
 endfunction()
 
-# What runs on a workstation is to be tried a minute after a checkout: the standard headers that most of its sources
-# include are read once a target, and the debug information is that of back traces.
+# What runs on a workstation is to be tried a minute after a checkout. The standard headers that most of its sources
+# include are read once, which needs the same options everywhere; nobody waits for what these programs compute, and the
+# debug information is that of back traces.
 function(orvi_quick_build target)
-    if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
-        target_compile_options(${target} PRIVATE -g1)
+    if(NOT TARGET orvi_standard_headers)
+        file(WRITE ${CMAKE_BINARY_DIR}/standard_headers.cpp "")
+        add_library(orvi_standard_headers OBJECT ${CMAKE_BINARY_DIR}/standard_headers.cpp)
+        orvi_compile_options(orvi_standard_headers)
+        orvi_quick_options(orvi_standard_headers)
+        target_precompile_headers(orvi_standard_headers PRIVATE <algorithm> <chrono> <cstdint> <functional> <map>
+                                                                <memory> <mutex> <optional> <string> <vector>)
     endif()
-    target_precompile_headers(${target} PRIVATE <algorithm> <chrono> <cstdint> <functional> <map> <memory> <mutex>
-                                                <optional> <string> <vector>)
+    orvi_quick_options(${target})
+    target_precompile_headers(${target} REUSE_FROM orvi_standard_headers)
+endfunction()
+
+function(orvi_quick_options target)
+    if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
+        target_compile_options(${target} PRIVATE -O1 -g1)
+    endif()
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF) # as the next line says
+    target_compile_options(${target} PRIVATE -fPIC)
 endfunction()
 
 # Sources that are mostly a library's templates: optimising and describing those takes longer than the rest of a program.
