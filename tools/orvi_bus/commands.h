@@ -4,6 +4,7 @@
 #define ORVI_BUS_TOOL_COMMANDS_H
 
 #include <string>
+#include <vector>
 
 #include "show.h"
 #include "watch.h"
@@ -47,6 +48,19 @@ struct TimelineOptions {
     Limits limits;
 };
 int Timeline(const TimelineOptions& options);
+
+struct ReplayOptions {
+    std::string file;
+    std::string side;         // "service" or "application": what is played
+    std::string application;  // whose session; empty: the only one's
+    double speed = 1;         // 0: without pauses
+    double patienceMs = 10000;
+    std::vector<std::string> allowed;  // fields that may differ
+    bool exitAtEnd = false;            // of the service's side; else it ends with the application
+    Limits limits;
+    Display display;
+};
+int Replay(const ReplayOptions& options);
 
 struct ListOptions {
     bool json = false;

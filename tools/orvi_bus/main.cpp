@@ -1,6 +1,7 @@
 // orvi-bus: sees the workstation's message bus: its traffic, who is on it, and what is wrong with it.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -16,13 +17,15 @@ int Fail(const std::string& what) {
 
 namespace {
 
+std::string IsTime(const std::string& text) {
+    return ParseMilliseconds(text) ? "" : "'" + text + "' is no time, as 500us, 50ms or 2s";
+}
+
 void AddTime(CLI::App& app, const char* name, double& milliseconds, const char* help) {
     app.add_option_function<std::string>(
            name, [&milliseconds](const std::string& text) { milliseconds = *ParseMilliseconds(text); }, help)
         ->type_name("TIME")
-        ->check([](const std::string& text) {
-            return ParseMilliseconds(text) ? std::string() : "'" + text + "' is no time, as 500us, 50ms or 2s";
-        });
+        ->check(IsTime);
 }
 
 void Add(CLI::App& app, Limits& limits) {
@@ -90,6 +93,44 @@ void Add(CLI::App& app, TimelineOptions& options) {
     Add(app, options.limits);
 }
 
+std::string IsSpeed(const std::string& text) {
+    char* end = nullptr;
+    const double speed = std::strtod(text.c_str(), &end);
+    const bool isNumber = *end == '\0' && text[0] >= '0' && text[0] <= '9' && speed >= 0.01 && speed <= 10000;
+    return text == "max" || isNumber ? "" : "'" + text + "' is neither a number from 0.01 to 10000 nor max";
+}
+
+void Add(CLI::App& app, ReplayOptions& options) {
+    AddFile(app, options.file, "of orvi-bus capture --payloads --reveal");
+    app.add_option("--as", options.side, "what is played: service or application; the other one lives")
+        ->required()
+        ->check(CLI::IsMember({"service", "application"}))
+        ->option_text("SIDE REQUIRED");
+    app.add_option("--app", options.application, "whose session, where the file has several")->type_name("NAME");
+    app.add_option_function<std::string>(
+           "--speed",
+           [&options](const std::string& text) {
+               options.speed = text == "max" ? 0 : std::strtod(text.c_str(), nullptr);
+           },
+           "how many times as fast; max: without the recorded pauses [1]")
+        ->type_name("N|max")
+        ->check(IsSpeed);
+    AddTime(app, "--patience", options.patienceMs, "how long to wait for what was recorded, beyond its time [10s]");
+    app.add_option("--allow", options.allowed, "a field that may differ, as speaker or faces[].score; may be repeated")
+        ->type_name("FIELD")
+        ->allow_extra_args(false);
+    CLI::Option* const atEnd =
+        app.add_flag("--exit-at-end", options.exitAtEnd, "as service: end without waiting until the application ends");
+    AddTime(app, "--for", options.limits.forMs, "as service: end after this time");
+    app.parse_complete_callback([&options, atEnd] {
+        if (options.side == "application" && (!atEnd->empty() || options.limits.forMs != 0)) {
+            throw CLI::ValidationError(
+                "--exit-at-end and --for are the service's: an application ends when all is said");
+        }
+    });
+    Add(app, options.display);
+}
+
 void Add(CLI::App& app, ListOptions& options) {
     AddJson(app, options.json);
     app.add_flag("--all", options.all, "those that have ended, too, whose names are still there");
@@ -121,7 +162,7 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     app.footer(
         "The bus is the one that ORVI_BUS_DIR names, or the user's own. Ctrl-C ends what goes on.\n"
-        "Exit code: 0, 1 = it failed or found something, 2 = usage.");
+        "Exit code: 0, 1 = it failed or found something, 2 = usage or a bad file, 3 = replay found nobody.");
     AddCommand(app, "monitor", "print each message on the bus with its answer", Monitor, chosen);
     AddCommand(app, "top", "count, median, 99th percentile and worst wait of each message", Top, chosen);
     AddCommand(app, "capture", "keep the traffic in a file that network analysers read", Capture, chosen);
@@ -130,6 +171,8 @@ int main(int argc, char** argv) {
         ->callback([&chosen] { chosen = PrintDissector; });
     AddCommand(app, "timeline", "draw the traffic, live or from a file, for a browser's trace viewer or Perfetto",
                Timeline, chosen);
+    AddCommand(app, "replay", "play the service or the application of a captured session to the other, and compare",
+               Replay, chosen);
     AddCommand(app, "list", "the processes on the bus, their tasks and connections", List, chosen);
     AddCommand(app, "doctor", "what is wrong with the bus, and what to do about it", Examine, chosen);
     try {

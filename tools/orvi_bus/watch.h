@@ -19,7 +19,7 @@ struct Limits {
     uint64_t count = 0;  // 0: any number
 };
 
-enum ExitCode : int { DONE = 0, FAILED = 1, USAGE = 2 };
+enum ExitCode : int { DONE = 0, FAILED = 1, USAGE = 2, NOBODY = 3 };
 
 int Fail(const std::string& what);  // FAILED, after a line
 
