@@ -97,7 +97,7 @@ int Run(Room& room, const Options& options) {
         Log("cannot write %s: %s", options.playLog.c_str(), std::strerror(errno));
         return 1;
     }
-    Player player(room.stage, room.directions, options.scenario, options.exitAtEnd ? &room.stop : nullptr);
+    Player player(room.stage, room.directions, options.scenario, room.stop, options.exitAtEnd);
     if (!options.scenarioFile.empty()) {
         room.stage.SetTimeAtStart(START_OF_SCENARIO);
         room.service.SetListener(&player);

@@ -167,6 +167,35 @@ TEST_F(ScenarioTest, ALineThatIsAnsweredNoIsCounted) {
     EXPECT_NE(simulator_.Log().find(" has been played, 2 lines answered no"), std::string::npos) << simulator_.Log();
 }
 
+// A wait that the end of the service cuts short is neither in vain nor a no of the applications; nor has what did not
+// come by then stayed away.
+TEST_F(ScenarioTest, TheEndCutsAWaitShort) {
+    for (const char* wait :
+         {"await request caption.start 1 1h", "await clients 9 1h", "expect no caption.start --within 1h"}) {
+        simulator_.Start({"--scenario", Write("s", std::string("{\"at\": \"0s\", \"do\": \"") + wait + "\"}\n")});
+        const auto room = Start("orvi-room", wait);
+        EXPECT_EQ(simulator_.Stop(), 0) << wait;
+        EXPECT_EQ(simulator_.Log().find("1 lines answered no"), std::string::npos) << simulator_.Log();
+        EXPECT_NE(room->Wait(), 0) << wait;
+    }
+}
+
+// What a message has made due comes after the restart as well, and a restart may be the last line.
+TEST_F(ScenarioTest, WhatIsDueOutlivesARestart) {
+    if (*ORVI_TEST_EMULATOR != '\0') {
+        GTEST_SKIP() << "an emulated service cannot start itself again";
+    }
+    const std::string scenario = Write("s",
+                                       "{\"at\": \"0s\", \"do\": \"await request lock.state 1\"}\n"
+                                       "{\"on\": \"lock.state\", \"after\": \"10s\", \"do\": \"faces 4\"}\n"
+                                       "{\"at\": \"5s\", \"do\": \"restart\"}\n"
+                                       "{\"at\": \"60s\", \"do\": \"restart\"}\n");
+    const std::string log = Play(scenario, "max", Write("calls", "lock state 1\n"));
+    EXPECT_NE(log.find("5.000 room: restart\n       10.000 room: faces 4\n       60.000 room: restart\n"),
+              std::string::npos)
+        << log;
+}
+
 // A log that nobody takes ends, and the service does not wait for it.
 TEST_F(ScenarioTest, NobodyWaitsForTheLog) {
     const std::string scenario = Write("s", "{\"at\": \"1h\", \"do\": \"faces 3\"}\n");
