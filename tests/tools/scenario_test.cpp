@@ -79,6 +79,7 @@ TEST_F(ScenarioTest, WhatIsWrongIsToldWithItsLine) {
         {R"({"at": "1s", "at": "2s", "do": "faces 3"})", "'at' is given twice"},
         {R"({"at": "1s", "do": "caption", "text": ["a"]})", "text: '[\"a\"]' is no text, whole number, true or false"},
         {R"({"at": "1s", "do": "caption", "text": "a", "partial": 1})", "partial: '1' is neither true nor false"},
+        {R"({"at": 1e999, "do": "faces 3"})", "s:1: a number in it is too big"},
         {R"({"at": "1s" "do": "faces 3"})", R"(no JSON behind '{"at": "1s" "do"')"},
         {"{\"at\": " + std::string(100000, '[') + std::string(100000, ']') + ", \"do\": \"faces 3\"}",
          "its values lie deeper"},
@@ -208,9 +209,42 @@ TEST_F(ScenarioTest, NobodyWaitsForTheLog) {
     simulator_.Start({"--scenario", scenario, "--log", fifo});
     std::string ignored;
     EXPECT_EQ(End(*Start("orvi-ai", "lock state 1"), ignored), 0);
-    EXPECT_EQ(simulator_.Stop(), 0);
+    EXPECT_EQ(simulator_.Stop(), 1);  // it is not all
     EXPECT_NE(simulator_.Log().find("the log of the play ends here: its reader takes nothing"), std::string::npos);
     (void)close(reader);
+}
+
+// Options that would do nothing or harm, and descriptors that the caller has closed: what takes their numbers is neither
+// read nor written to.
+TEST_F(ScenarioTest, NothingIsLostOrLeftOut) {
+    const std::string lines = "{\"at\": \"0s\", \"do\": \"faces 3\"}\n";
+    const std::string scenario = Write("s", lines);
+    const std::string play = "--exit-at-end --scenario " + scenario;
+    const struct {
+        std::string words;
+        int code;
+        const char* says;
+    } cases[] = {
+        {"--check --scenario ''", 2, "--scenario: the file's name is empty"},
+        {"--log '' " + play, 2, "--log: the file's name is empty"},
+        {"--log " + scenario + " " + play, 2, "the scenario would be overwritten"},
+        {"--exit-after 0 " + play, 2, "--exit-after: "},
+        {"--log /dev/full " + play, 1, "the log of the play ends here: No space left on device"},
+        {"--log - " + play + " <&- >&-", 1, "the log of the play ends here: Bad file descriptor"},
+    };
+    for (const auto& one : cases) {
+        if (*ORVI_TEST_EMULATOR != '\0' && one.words.find(">&-") != std::string::npos) {
+            continue;  // the emulator may take the descriptors for itself
+        }
+        (void)std::remove(sandbox_.Path("errors").c_str());
+        ChildProcess shell(
+            "/bin/sh", {"-c", std::string(ORVI_TEST_EMULATOR) + " " ORVI_TEST_BIN_DIR "/orvi-vision-sim " + one.words},
+            sandbox_.Path("errors"));
+        std::string ignored;
+        EXPECT_EQ(End(shell, ignored), one.code) << one.words;
+        EXPECT_NE(ReadFile(sandbox_.Path("errors")).find(one.says), std::string::npos) << one.words;
+    }
+    EXPECT_EQ(ReadFile(scenario), lines);
 }
 
 // What an application asks late is never before what it has been told.
