@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "commands.h"
+#include "standard_streams.h"
 
 namespace orvi_bus_tool {
 
@@ -15,6 +16,7 @@ int Fail(const std::string& what) {
 
 int main(int argc, char** argv) {
     using namespace orvi_bus_tool;
+    orvi_tools::FillStandardStreams();
     int result = DONE;
     CLI::App app("Shows the workstation's message bus: its traffic, who is on it, and what is wrong with it.");
     app.name("orvi-bus");
