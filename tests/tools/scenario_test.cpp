@@ -247,6 +247,25 @@ TEST_F(ScenarioTest, NothingIsLostOrLeftOut) {
     EXPECT_EQ(ReadFile(scenario), lines);
 }
 
+// An application that stands still costs one moment of patience, not one with every event.
+TEST_F(ScenarioTest, WhoTakesNothingIsNotWaitedForAgain) {
+    std::string lines = "{\"at\": \"0s\", \"do\": \"await request lock.state 1\"}\n";
+    for (int i = 0; i < 100; ++i) {
+        lines += "{\"at\": \"1s\", \"do\": \"push assistant.mic zeros:20000 --raw\"}\n";
+    }
+    simulator_.Start({"--scenario", Write("s", lines), "--speed", "max", "--exit-at-end"});
+    const auto stuck = Start("orvi-ai", "watch assistant.mic");
+    simulator_.Await("clients 1");
+    stuck->Signal(SIGSTOP);
+    std::string ignored;
+    EXPECT_EQ(End(*Start("orvi-ai", "lock state 1"), ignored), 0);
+    EXPECT_EQ(simulator_.Child().Wait(), 0) << simulator_.Log();
+    const std::string log = simulator_.Log();
+    const size_t told = log.find(" takes nothing: the room does not wait for it");
+    EXPECT_NE(told, std::string::npos) << log;
+    EXPECT_EQ(log.find(" takes nothing", told + 1), std::string::npos) << log;
+}
+
 // What an application asks late is never before what it has been told.
 TEST_F(ScenarioTest, TimeNeverGoesBack) {
     const std::string scenario = Write("s",
