@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "standard_streams.h"
 
 namespace orvi_bus_tool {
 
@@ -155,6 +156,7 @@ void AddCommand(CLI::App& app, const char* name, const char* help, int (*command
 
 int main(int argc, char** argv) {
     using namespace orvi_bus_tool;
+    orvi_tools::FillStandardStreams();
     std::function<int()> chosen;
     CLI::App app("Shows the workstation's message bus: its traffic, who is on it, and what is wrong with it.");
     app.name("orvi-bus");
