@@ -271,6 +271,8 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
     std::string full;
     EXPECT_EQ(Run("orvi-bus", "capture /dev/full --for 1s", full), 1);
     EXPECT_NE(full.find("No space left on device"), std::string::npos) << full;
+    EXPECT_EQ(Run("orvi-bus", "capture " + bare + " --run \"kill -9 $$\"", full), 1);
+    EXPECT_NE(full.find("kill -9 $$ ended with 137"), std::string::npos) << full;
 }
 
 TEST_F(OrviBusTest, WrongWordsAreUsage) {

@@ -30,6 +30,7 @@ struct CaptureOptions {
     Limits limits;
     bool payloads = false;
     bool reveal = false;  // private contents as they are
+    std::string command;  // of a shell, which is captured until it ends; empty: until Ctrl-C
 };
 int Capture(const CaptureOptions& options);
 

@@ -79,6 +79,7 @@ void Add(CLI::App& app, CaptureOptions& options) {
     CLI::Option* const payloads = app.add_flag("--payloads", options.payloads, "keep what messages hold, too");
     app.add_flag("--reveal", options.reveal, "with photos, names and texts as they are; otherwise overwritten")
         ->needs(payloads);
+    app.add_option("--run", options.command, "run this command of a shell, and end with it")->type_name("COMMAND");
 }
 
 void Add(CLI::App& app, PrintOptions& options) {
