@@ -68,6 +68,6 @@ function(orvi_host_library name)
         orvi_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/platform>
                             $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/host>
                             $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>)
-    target_link_options(orvi_${name} PRIVATE -Wl,-z,nodelete -Wl,--no-undefined)
+    target_link_options(orvi_${name} PRIVATE -Wl,-z,nodelete ${ORVI_NO_UNDEFINED})
     set_property(GLOBAL APPEND PROPERTY ORVI_HOST_LIBRARIES ${name})
 endfunction()
