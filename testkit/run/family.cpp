@@ -1,0 +1,131 @@
+#include "family.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <map>
+#include <poll.h>
+#include <set>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "order.h"
+
+namespace orvi_test_run {
+namespace {
+
+// The parent of a process, as the kernel lists it; 0 for one that has gone or is a zombie.
+pid_t LivingParent(const char* pid) {
+    char path[64];
+    char text[512];
+    std::snprintf(path, sizeof(path), "/proc/%.20s/stat", pid);
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (file < 0) {
+        return 0;
+    }
+    const ssize_t size = read(file, text, sizeof(text) - 1);
+    close(file);
+    if (size <= 0) {
+        return 0;
+    }
+    text[size] = '\0';
+    // The name before it may hold anything, brackets as well.
+    const char* const behindName = std::strrchr(text, ')');
+    char state = '\0';
+    int parent = 0;
+    if (behindName == nullptr || std::sscanf(behindName + 1, " %c %d", &state, &parent) != 2) {
+        return 0;
+    }
+    return state == 'Z' || state == 'X' ? 0 : parent;
+}
+
+std::vector<pid_t> Descendants() {
+    std::multimap<pid_t, pid_t> children;
+    DIR* const processes = opendir("/proc");
+    if (processes == nullptr) {
+        return {};
+    }
+    while (const dirent* const entry = readdir(processes)) {
+        const pid_t pid = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
+        if (pid > 0) {
+            if (const pid_t parent = LivingParent(entry->d_name); parent > 0) {
+                children.emplace(parent, pid);
+            }
+        }
+    }
+    closedir(processes);
+    std::vector<pid_t> found{getpid()};
+    for (size_t i = 0; i < found.size(); ++i) {
+        const auto [begin, end] = children.equal_range(found[i]);
+        for (auto child = begin; child != end; ++child) {
+            found.push_back(child->second);
+        }
+    }
+    found.erase(found.begin());
+    return found;
+}
+
+}  // namespace
+
+void AdoptOrphans() {
+    (void)prctl(PR_SET_CHILD_SUBREAPER, 1);
+}
+
+void KillDescendants(pid_t spared) {
+    for (;;) {
+        bool anyLives = false;
+        for (const pid_t pid : Descendants()) {
+            if (pid != spared) {
+                anyLives = kill(pid, SIGKILL) == 0 || anyLives;
+            }
+        }
+        // Those who have been killed are reaped as they come; who was their child is this one's by then.
+        bool anyReaped = false;
+        for (;;) {
+            siginfo_t ended{};
+            // What is spared keeps its state for whoever waits for it.
+            if (waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) != 0 || ended.si_pid == 0 ||
+                ended.si_pid == spared) {
+                break;
+            }
+            anyReaped = waitpid(ended.si_pid, nullptr, 0) > 0 || anyReaped;
+        }
+        if (!anyLives && !anyReaped) {
+            return;
+        }
+        (void)poll(nullptr, 0, 1);  // the kernel takes a moment to end them
+    }
+}
+
+pid_t StartChild(char* const* words, int input, int output, int errors) {
+    const pid_t keeper = getpid();
+    const pid_t child = fork();
+    if (child != 0) {
+        return child;
+    }
+    (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != keeper) {
+        _exit(NOT_STARTED);  // it ended before the line above
+    }
+    setpgid(0, 0);
+    if ((input >= 0 && dup2(input, STDIN_FILENO) < 0) || (output >= 0 && dup2(output, STDOUT_FILENO) < 0) ||
+        (errors >= 0 && dup2(errors, STDERR_FILENO) < 0)) {
+        _exit(NOT_STARTED);
+    }
+    signal(SIGPIPE, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    execvp(words[0], words);
+    const int reason = errno;
+    std::fprintf(stderr, "orvi-test-run: %s cannot be run: %s\n", words[0], std::strerror(reason));
+    _exit(reason == ENOENT ? NOT_FOUND : NOT_EXECUTABLE);
+}
+
+}  // namespace orvi_test_run
