@@ -79,8 +79,7 @@ class Run {
             return Fail(128 + interruption_, "");
         }
         if (isLate_ && !hasEnded) {
-            return Fail(TIMED_OUT,
-                        "the command was not done within " + std::to_string(order_.timeout.count()) + " ms");
+            return Fail(TIMED_OUT, "the command was not done within " + std::to_string(order_.timeout.count()) + " ms");
         }
         if (serviceFailed) {
             return Fail(SERVICE_ENDED, "the service " + EndText(*serviceStatus_) + " while the command ran");
@@ -106,16 +105,16 @@ class Run {
     }
 
     int JudgeService() {
-        if (order_.mayEnd || (serviceStatus_ && *serviceStatus_ == 0)) {
+        if (serviceStatus_ && (*serviceStatus_ == 0 || (order_.mayEnd && WIFSIGNALED(*serviceStatus_)))) {
             return 0;
         }
         if (!serviceStatus_) {
             return Fail(TIMED_OUT, "the service did not end in time");
         }
-        return WIFEXITED(*serviceStatus_) ? Fail(SCENARIO_FAILED, "the command succeeded, but the service " +
-                                                                      EndText(*serviceStatus_) +
-                                                                      ": a direction of its scenario was answered no")
-                                          : Fail(SERVICE_ENDED, "the service " + EndText(*serviceStatus_));
+        return WIFEXITED(*serviceStatus_)
+                   ? Fail(SCENARIO_FAILED, "the command succeeded, but the service " + EndText(*serviceStatus_) +
+                                               ": a direction of its scenario was answered no")
+                   : Fail(SERVICE_ENDED, "the service " + EndText(*serviceStatus_));
     }
 
     void StartService() {

@@ -25,10 +25,12 @@ constexpr char FOOTER[] =
     "Options that are not listed here go to orvi-vision-sim, whose --help explains them:\n"
     "  orvi-test-run --scenario tea.jsonl --speed 60 -- ./my-application-test\n\n"
     "COMMAND starts once the service is ready, with ORVI_BUS_DIR set to a directory of its own. When COMMAND and the\n"
-    "service succeed nothing is printed; else both logs are. With --exit-at-end the run ends when COMMAND has ended and\n"
+    "service succeed nothing is printed; else both logs are. With --exit-at-end the run ends when COMMAND has ended "
+    "and\n"
     "the scenario has been played. Whatever COMMAND leaves behind is ended.\n\n"
     "Exit code: COMMAND's, or 128 + the signal that ended it; 1 = COMMAND succeeded, but a direction of the scenario\n"
-    "was answered no; 2 = usage; 123 = the service ended while COMMAND ran; 124 = the time was over; 125 = there was no\n"
+    "was answered no; 2 = usage; 123 = the service ended while COMMAND ran; 124 = the time was over; 125 = there was "
+    "no\n"
     "service, COMMAND has not run; 126, 127 = COMMAND cannot be run, is not there.";
 
 constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
