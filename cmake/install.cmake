@@ -72,7 +72,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/testkit/include/ DESTINATION ${CMAKE_INS
 install(FILES ${PROJECT_SOURCE_DIR}/testkit/cmake/orvi_add_test.cmake DESTINATION ${orvi_package_dir}
         COMPONENT testkit)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/template DESTINATION ${CMAKE_INSTALL_DATADIR}/orvi-ai-srv
-        COMPONENT testkit)
+        COMPONENT testkit USE_SOURCE_PERMISSIONS)
 
 # --- CMake package and pkg-config ---
 
