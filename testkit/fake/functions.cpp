@@ -1,4 +1,4 @@
-// The 49 functions of the client library: each performs its script, or else what is usual.
+// The functions of the client library: each performs its script, or else what is usual.
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -187,8 +187,9 @@ int OrviAiSrvGetCheckinData(tagCheckinTotalData* checkinData, OrviAiCheckInShowT
 }
 
 int OrviAiSrvGetCheckinPhoto(const char* userId, uint32_t userIdLen, uint8_t* photoBuffer, uint32_t* photoLen) {
-    return of<OrviAiSrvGetCheckinPhoto>().Perform([](auto&&, auto&&, auto&&, uint32_t* length) { return Cleared(length); },
-                                                  userId, userIdLen, photoBuffer, photoLen);
+    return of<OrviAiSrvGetCheckinPhoto>().Perform(
+        [](auto&&, auto&&, auto&&, uint32_t* length) { return Cleared(length); }, userId, userIdLen, photoBuffer,
+        photoLen);
 }
 
 // --- Signature and minutes ---

@@ -151,7 +151,7 @@ int Main(int argc, char** argv) {
         if (read(endings, &info, sizeof(info)) == sizeof(info)) {
             // A second one is in a hurry.
             const int told = ending == 0 ? static_cast<int>(info.ssi_signo) : SIGKILL;
-            ending = static_cast<int>(info.ssi_signo);
+            ending = ending == 0 ? told : ending;
             (void)send(link[0], &told, sizeof(told), MSG_NOSIGNAL);
         }
     }
@@ -160,6 +160,8 @@ int Main(int argc, char** argv) {
         std::fprintf(stderr, "orvi-test-run: its keeper was killed; the service and the command went with it\n");
         return NOT_STARTED;
     }
+    char none;
+    (void)recv(link[0], &none, sizeof(none), 0);  // its end: nobody is to find it once this process has ended
     if (ending != 0 && result.code >= 128) {
         EndBy(ending);
     }

@@ -67,8 +67,9 @@ std::tuple<typename Kept<Arguments>::Type...> Keep(Arguments... arguments) {
 }
 
 inline std::tuple<void*, std::vector<int>, int, tagOrviAiSrvPhotoResult*> Keep(void* handle, int* ids, int count,
-                                                                              tagOrviAiSrvPhotoResult* result) {
-    return {handle, ids != nullptr && count > 0 ? std::vector<int>(ids, ids + count) : std::vector<int>(), count, result};
+                                                                               tagOrviAiSrvPhotoResult* result) {
+    return {handle, ids != nullptr && count > 0 ? std::vector<int>(ids, ids + count) : std::vector<int>(), count,
+            result};
 }
 
 inline std::tuple<std::vector<OrviAiAssistantIntentName>, int> Keep(OrviAiAssistantIntentName* intents, int count) {

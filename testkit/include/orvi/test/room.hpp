@@ -363,8 +363,9 @@ class Room {
         if (hasOwnService) {
             static bool isSecond = false;
             if (std::exchange(isSecond, true)) {
-                throw Failure("a process has one bus, and so one room with a service of its own; run each test in its "
-                              "own process, or all of them by orvi-test-run with Room{}");
+                throw Failure(
+                    "a process has one bus, and so one room with a service of its own; run each test in its "
+                    "own process, or all of them by orvi-test-run with Room{}");
             }
             words = {detail::Program("orvi-test-run"), "--show", "--timeout",
                      std::to_string(options.timeout.count()) + "s"};
