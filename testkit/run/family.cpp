@@ -8,7 +8,6 @@
 #include <fcntl.h>
 #include <map>
 #include <poll.h>
-#include <set>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -20,46 +19,56 @@
 namespace orvi_test_run {
 namespace {
 
-// The parent of a process, as the kernel lists it; 0 for one that has gone or is a zombie.
-pid_t LivingParent(const char* pid) {
+struct Process {
+    pid_t pid;
+    pid_t parent;
+    pid_t session;
+};
+
+// False for one that has gone or is a zombie.
+bool ReadProcess(const char* pid, Process& process) {
     char path[64];
     char text[512];
     std::snprintf(path, sizeof(path), "/proc/%.20s/stat", pid);
     const int file = open(path, O_RDONLY | O_CLOEXEC);
     if (file < 0) {
-        return 0;
+        return false;
     }
     const ssize_t size = read(file, text, sizeof(text) - 1);
     close(file);
     if (size <= 0) {
-        return 0;
+        return false;
     }
     text[size] = '\0';
     // The name before it may hold anything, brackets as well.
     const char* const behindName = std::strrchr(text, ')');
     char state = '\0';
-    int parent = 0;
-    if (behindName == nullptr || std::sscanf(behindName + 1, " %c %d", &state, &parent) != 2) {
-        return 0;
+    process.pid = static_cast<pid_t>(std::strtol(pid, nullptr, 10));
+    return behindName != nullptr &&
+           std::sscanf(behindName + 1, " %c %d %*d %d", &state, &process.parent, &process.session) == 3 &&
+           state != 'Z' && state != 'X';
+}
+
+std::vector<Process> AllProcesses() {
+    std::vector<Process> all;
+    DIR* const processes = opendir("/proc");
+    while (const dirent* const entry = processes != nullptr ? readdir(processes) : nullptr) {
+        Process process{};
+        if (entry->d_name[0] >= '1' && entry->d_name[0] <= '9' && ReadProcess(entry->d_name, process)) {
+            all.push_back(process);
+        }
     }
-    return state == 'Z' || state == 'X' ? 0 : parent;
+    if (processes != nullptr) {
+        closedir(processes);
+    }
+    return all;
 }
 
 std::vector<pid_t> Descendants() {
     std::multimap<pid_t, pid_t> children;
-    DIR* const processes = opendir("/proc");
-    if (processes == nullptr) {
-        return {};
+    for (const Process& process : AllProcesses()) {
+        children.emplace(process.parent, process.pid);
     }
-    while (const dirent* const entry = readdir(processes)) {
-        const pid_t pid = static_cast<pid_t>(std::strtol(entry->d_name, nullptr, 10));
-        if (pid > 0) {
-            if (const pid_t parent = LivingParent(entry->d_name); parent > 0) {
-                children.emplace(parent, pid);
-            }
-        }
-    }
-    closedir(processes);
     std::vector<pid_t> found{getpid()};
     for (size_t i = 0; i < found.size(); ++i) {
         const auto [begin, end] = children.equal_range(found[i]);
@@ -100,6 +109,16 @@ void KillDescendants(pid_t spared) {
             return;
         }
         (void)poll(nullptr, 0, 1);  // the kernel takes a moment to end them
+    }
+}
+
+void KillSession(pid_t session) {
+    for (bool anyLives = true; anyLives;) {
+        anyLives = false;
+        for (const Process& process : AllProcesses()) {
+            anyLives = (process.session == session && kill(process.pid, SIGKILL) == 0) || anyLives;
+        }
+        (void)poll(nullptr, 0, 1);
     }
 }
 

@@ -13,6 +13,9 @@ void AdoptOrphans();
 // Kills and reaps all descendants but `spared` (0: none), however often they fork meanwhile.
 void KillDescendants(pid_t spared);
 
+// Kills all processes of a session, whose number is the process id of its first one.
+void KillSession(pid_t session);
+
 // Runs `words` as a child with its output in these descriptors (-1: those of this process) and the signal mask empty. It
 // leads a process group of its own and dies with this process. -1 and errno when there is no process for it; a program
 // that cannot be executed ends with NOT_FOUND or NOT_EXECUTABLE after a line.

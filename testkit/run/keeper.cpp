@@ -17,7 +17,6 @@
 #include <unistd.h>
 
 #include "family.h"
-#include "scratch.h"
 
 namespace orvi_test_run {
 namespace {
@@ -42,7 +41,7 @@ int CodeOf(int status) {
 
 class Run {
  public:
-    Run(const Order& order, int link) : order_(order), link_(link) {
+    Run(const Order& order, const Scratch& scratch, int link) : order_(order), scratch_(scratch), link_(link) {
         sigset_t signals;
         sigemptyset(&signals);
         sigaddset(&signals, SIGCHLD);
@@ -275,8 +274,8 @@ class Run {
     }
 
     const Order& order_;
+    const Scratch& scratch_;
     int link_;
-    Scratch scratch_;
     int childSignals_ = -1;
     int serviceOutput_ = -1;
     int serviceLog_ = -1;
@@ -304,18 +303,19 @@ void WriteAll(const std::string& text) {
 
 }  // namespace
 
-void Keep(const Order& order, int link) {
+void Keep(const Order& order, Scratch& scratch, int link) {
     Result result{NOT_STARTED};
     std::string told;
     AdoptOrphans();
     try {
-        Run run(order, link);
+        Run run(order, scratch, link);
         result.code = run.Perform();
         told = run.Told();
     } catch (const std::exception& exception) {
         told = std::string("orvi-test-run: ") + exception.what() + "\n";
     }
     KillDescendants(0);
+    scratch.Remove();
     WriteAll(told);  // when nothing is left that a reader who does not read could keep
     (void)send(link, &result, sizeof(result), MSG_NOSIGNAL);
 }

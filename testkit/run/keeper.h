@@ -3,6 +3,7 @@
 #define ORVI_TEST_RUN_KEEPER_H
 
 #include "order.h"
+#include "scratch.h"
 
 namespace orvi_test_run {
 
@@ -11,10 +12,10 @@ struct Result {
     int code;  // for the caller of orvi-test-run
 };
 
-// Runs the order: directory, service, command, and the end of all of them. `link` is a socket to the process that was
+// Runs the order: service, command, and the end of both and of the directory. `link` is a socket to the process that was
 // called: an int that arrives is a signal for the command, after which the run ends; its end means that this process has
 // gone, and ends the run as well. The result is written there. What is told goes to standard error.
-void Keep(const Order& order, int link);
+void Keep(const Order& order, Scratch& scratch, int link);
 
 }  // namespace orvi_test_run
 

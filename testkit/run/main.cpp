@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <poll.h>
 #include <signal.h>
 #include <sys/signalfd.h>
@@ -15,13 +16,14 @@
 #include <unistd.h>
 
 #include "directions/words.h"
+#include "family.h"
 #include "keeper.h"
+#include "scratch.h"
 
 namespace orvi_test_run {
 namespace {
 
 constexpr char FOOTER[] =
-    "usage: orvi-test-run [OPTIONS] [OPTIONS OF orvi-vision-sim] -- COMMAND [ARGUMENT...]\n\n"
     "Options that are not listed here go to orvi-vision-sim, whose --help explains them:\n"
     "  orvi-test-run --scenario tea.jsonl --speed 60 -- ./my-application-test\n\n"
     "COMMAND starts once the service is ready, with ORVI_BUS_DIR set to a directory of its own. When COMMAND and the\n"
@@ -32,6 +34,13 @@ constexpr char FOOTER[] =
     "was answered no; 2 = usage; 123 = the service ended while COMMAND ran; 124 = the time was over; 125 = there was "
     "no\n"
     "service, COMMAND has not run; 126, 127 = COMMAND cannot be run, is not there.";
+
+class HelpText : public CLI::Formatter {
+ public:
+    std::string make_usage(const CLI::App*, std::string) const override {
+        return "Usage: orvi-test-run [OPTIONS] [OPTIONS OF orvi-vision-sim] -- COMMAND [ARGUMENT...]\n";
+    }
+};
 
 constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
@@ -49,6 +58,7 @@ int ReadOrder(int argc, char** argv, Order& order) {
     std::string timeout = "60s";
     CLI::App app("Runs COMMAND beside a simulated vision service on a message bus of their own.");
     app.name("orvi-test-run");
+    app.formatter(std::make_shared<HelpText>());
     app.set_version_flag("--version", "orvi-test-run " ORVI_VERSION, "print the version");
     app.add_option("--timeout", timeout, "how long it may take, as 500ms, 30s or 2m; 0s: as long as it takes")
         ->type_name("TIME")
@@ -85,8 +95,8 @@ int ReadOrder(int argc, char** argv, Order& order) {
     return -1;
 }
 
-// Makes the keeper a child of nobody here. False when there is no process for it.
-bool StartKeeper(const Order& order, int ours, int keepers) {
+// Makes the keeper a child of nobody here. The session of the keeper and all whom it starts; -1 when there is no process.
+pid_t StartKeeper(const Order& order, Scratch& scratch, int ours, int keepers) {
     const pid_t between = fork();
     if (between == 0) {
         setsid();
@@ -94,7 +104,7 @@ bool StartKeeper(const Order& order, int ours, int keepers) {
         if (keeper == 0) {
             close(ours);
             signal(SIGPIPE, SIG_IGN);
-            Keep(order, keepers);
+            Keep(order, scratch, keepers);
             _exit(0);
         }
         _exit(keeper > 0 ? 0 : 1);
@@ -102,7 +112,7 @@ bool StartKeeper(const Order& order, int ours, int keepers) {
     int status = -1;
     while (between > 0 && waitpid(between, &status, 0) < 0 && errno == EINTR) {
     }
-    return between > 0 && status == 0;
+    return between > 0 && status == 0 ? between : -1;
 }
 
 // Ends as the signal would have ended it, so that a shell stops as well.
@@ -121,6 +131,8 @@ int Main(int argc, char** argv) {
     if (const int code = ReadOrder(argc, argv, order); code >= 0) {
         return code;
     }
+    Scratch scratch;  // the keeper removes it before it tells its result
+    signal(SIGCHLD, SIG_DFL);
     // The keeper takes the mask along: its children's ends arrive by descriptor.
     sigset_t signals;
     sigemptyset(&signals);
@@ -131,9 +143,10 @@ int Main(int argc, char** argv) {
     sigaddset(&all, SIGCHLD);
     sigprocmask(SIG_BLOCK, &all, nullptr);
     int link[2];
+    pid_t session = -1;
     const int endings = signalfd(-1, &signals, SFD_CLOEXEC);
     if (endings < 0 || socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, link) != 0 ||
-        !StartKeeper(order, link[0], link[1])) {
+        (session = StartKeeper(order, scratch, link[0], link[1])) < 0) {
         std::fprintf(stderr, "orvi-test-run: cannot start: %s\n", std::strerror(errno));
         return NOT_STARTED;
     }
@@ -157,9 +170,11 @@ int Main(int argc, char** argv) {
     }
     Result result{};
     if (recv(link[0], &result, sizeof(result), 0) != sizeof(result)) {
-        std::fprintf(stderr, "orvi-test-run: its keeper was killed; the service and the command went with it\n");
+        KillSession(session);
+        std::fprintf(stderr, "orvi-test-run: its keeper was killed, and the service and the command with it\n");
         return NOT_STARTED;
     }
+    scratch.Forget();
     char none;
     (void)recv(link[0], &none, sizeof(none), 0);  // its end: nobody is to find it once this process has ended
     if (ending != 0 && result.code >= 128) {

@@ -1,4 +1,5 @@
-// The private directory of one run: the bus directory and the logs. It goes with the object.
+// The private directory of one run: the bus directory and the logs. It goes with the object, in whichever process
+// that is destroyed.
 #ifndef ORVI_TEST_RUN_SCRATCH_H
 #define ORVI_TEST_RUN_SCRATCH_H
 
@@ -24,6 +25,7 @@ class Scratch {
     std::string Shown(const char* name, const char* heading) const;
 
     void Remove();
+    void Forget() { directory_.clear(); }  // another process has removed it
 
  private:
     std::string directory_;

@@ -103,6 +103,7 @@ TEST_F(TestRunTest, Endings) {
         {{"--timeout", "400ms"}, {"sh", "-c", "sleep 1000"}, 124, "not done within 400 ms"},
         {{}, {"sh", "-c", room + "crash; sleep 1000"}, 123, "the service was ended by signal 9 (Killed) while"},
         {{}, {"sh", "-c", room + "quit; sleep 1000"}, 123, "the service ended with exit code 0 while"},
+        {{}, {"sh", "-c", "kill -9 $PPID; sleep 1000"}, 125, "its keeper was killed"},
         {{"--service-may-end"}, {"sh", "-c", room + "crash; ! " + room + "faces 3"}, 0, ""},
         {{"--speed", "nonsense"}, {"true"}, 125, "the service did not start: it ended with exit code 2"},
         {{"--scenario", refused}, {"sh", "-c", room + "await sent"}, 1, "a direction of its scenario was answered no"},
