@@ -42,11 +42,16 @@ bool ReadProcess(const char* pid, Process& process) {
     text[size] = '\0';
     // The name before it may hold anything, brackets as well.
     const char* const behindName = std::strrchr(text, ')');
-    char state = '\0';
+    if (behindName == nullptr || size < behindName - text + 4) {
+        return false;
+    }
+    const char state = behindName[2];
+    char* at = const_cast<char*>(behindName) + 3;
     process.pid = static_cast<pid_t>(std::strtol(pid, nullptr, 10));
-    return behindName != nullptr &&
-           std::sscanf(behindName + 1, " %c %d %*d %d", &state, &process.parent, &process.session) == 3 &&
-           state != 'Z' && state != 'X';
+    process.parent = static_cast<pid_t>(std::strtol(at, &at, 10));
+    (void)std::strtol(at, &at, 10);  // its process group
+    process.session = static_cast<pid_t>(std::strtol(at, &at, 10));
+    return state != 'Z' && state != 'X';
 }
 
 std::vector<Process> AllProcesses() {

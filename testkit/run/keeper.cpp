@@ -145,6 +145,7 @@ class Run {
 
     static pid_t Start(std::vector<std::string> words, int input, int output, int errors) {
         std::vector<char*> argv;
+        argv.reserve(words.size() + 1);
         for (std::string& word : words) {
             argv.push_back(word.data());
         }
@@ -178,7 +179,7 @@ class Run {
         int wait = -1;
         if (until != Clock::time_point::max()) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
-            wait = static_cast<int>(std::clamp<long long>(left, 0, 3600 * 1000));
+            wait = static_cast<int>(std::clamp<long long>(left, 0, 3600LL * 1000));
         }
         pollfd watched[] = {{childSignals_, POLLIN, 0}, {link_, POLLIN, 0}, {serviceOutput_, POLLIN, 0}};
         const int count = poll(watched, std::size(watched), wait);

@@ -88,7 +88,7 @@ Answer Join() {
 }
 
 Answer Send(const std::string& line) {
-    if (const Answer joined = Join(); joined.code != DONE) {
+    if (Answer joined = Join(); joined.code != DONE) {
         return joined;
     }
     TagMsgBlock block{};

@@ -36,8 +36,6 @@
 #include <utility>
 #include <vector>
 
-extern char** environ;
-
 namespace orvi::test {
 
 // What is not as the test says, or cannot be done, in the words of the service or of orvi-room.
@@ -107,6 +105,7 @@ class Peer {
         }
         ours_ = ends[0];
         std::vector<char*> argv;
+        argv.reserve(words.size() + 1);
         for (std::string& word : words) {
             argv.push_back(word.data());
         }
