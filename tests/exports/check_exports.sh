@@ -26,7 +26,7 @@ library)
 faked) # without what the tests script it by
     # shellcheck disable=SC2016 # backquotes are meant
     sed -n 's/^| `\([^`]*\)` |.*/\1/p' "$list" >"$work/unsorted"
-    "$tool" -gC --defined-only "$1" | sed -n 's/^[0-9a-f]* T //p' | sed -e '/^orvi::test::/d' -e 's/(.*//' |
+    "$tool" -gC --defined-only "$1" | sed -n 's/^[0-9a-f]* T //p' | sed -e '/^orvi::test::/d' -e '/^__/d' -e 's/(.*//' |
         sort >"$work/built" ;;
 documented) # without the methods of the proxy, which the functions stand for; without argument lists
     # shellcheck disable=SC2016 # backquotes are meant
