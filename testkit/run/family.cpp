@@ -14,7 +14,7 @@
 #include <unistd.h>
 #include <vector>
 
-#include "order.h"
+#include "run_order.h"
 
 namespace orvi_test_run {
 namespace {

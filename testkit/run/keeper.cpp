@@ -23,7 +23,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds GRACE{2};           // for a command that is told to end
+constexpr std::chrono::seconds GRACE{5};           // for a command that is told to end
 constexpr std::chrono::seconds SERVICE_GRACE{10};  // for the service, whose answer counts
 constexpr char READY[] = "ready AI_VISION ";
 
@@ -63,8 +63,10 @@ class Run {
             if (interruption_ != 0) {
                 return Fail(128 + interruption_, "");
             }
-            return Fail(NOT_STARTED, hasEnded ? "the service did not start: it " + EndText(*serviceStatus_)
-                                              : "the service was not ready in time");
+            if (isLate_ && !hasEnded) {
+                return Fail(TIMED_OUT, "the service was not ready, and so the command not done within " + Limit());
+            }
+            return Fail(NOT_STARTED, "the service did not start: it " + EndText(*serviceStatus_));
         }
         StartCommand();
         Await([this] { return commandStatus_ || (serviceStatus_ && !MayServiceEnd()); });
@@ -78,7 +80,7 @@ class Run {
             return Fail(128 + interruption_, "");
         }
         if (isLate_ && !hasEnded) {
-            return Fail(TIMED_OUT, "the command was not done within " + std::to_string(order_.timeout.count()) + " ms");
+            return Fail(TIMED_OUT, "the command was not done within " + Limit());
         }
         if (serviceFailed) {
             return Fail(SERVICE_ENDED, "the service " + EndText(*serviceStatus_) + " while the command ran");
@@ -102,6 +104,8 @@ class Run {
         const auto& words = order_.service;
         return std::find(words.begin(), words.end(), "--exit-at-end") != words.end();
     }
+
+    std::string Limit() const { return std::to_string(order_.timeout.count()) + " ms"; }
 
     int JudgeService() {
         if (serviceStatus_ && (*serviceStatus_ == 0 || (order_.mayEnd && WIFSIGNALED(*serviceStatus_)))) {

@@ -2,7 +2,7 @@
 #ifndef ORVI_TEST_RUN_KEEPER_H
 #define ORVI_TEST_RUN_KEEPER_H
 
-#include "order.h"
+#include "run_order.h"
 #include "scratch.h"
 
 namespace orvi_test_run {

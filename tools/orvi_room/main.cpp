@@ -61,8 +61,10 @@ std::string Overview() {
            "usage: orvi-room DIRECTION [WORD...]      orvi-room DIRECTION --help explains one\n\n"
            "  status                                    the clock, the clock, applications, features, faults\n"
            "  run FILE                                  the directions of a file, or of - for standard input\n"
-           "  serve                                     for programs: after a line with $ORVI_BUS_DIR the directions of\n"
-           "                                            standard input, each answered by a line with its exit code and\n"
+           "  serve                                     for programs: after a line with $ORVI_BUS_DIR the directions "
+           "of\n"
+           "                                            standard input, each answered by a line with its exit code "
+           "and\n"
            "                                            the bytes of the text that follows\n" +
            orvi_sim::ExplainAll() +
            "\n  --completion bash                         print the completion for this shell\n"

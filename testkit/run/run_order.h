@@ -1,6 +1,6 @@
 // What the command line of orvi-test-run asks for.
-#ifndef ORVI_TEST_RUN_ORDER_H
-#define ORVI_TEST_RUN_ORDER_H
+#ifndef ORVI_TEST_RUN_RUN_ORDER_H
+#define ORVI_TEST_RUN_RUN_ORDER_H
 
 #include <chrono>
 #include <string>
