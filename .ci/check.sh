@@ -28,7 +28,7 @@ for_each() {
 
 check_text() {
     local bad=0 files
-    mapfile -t files < <(cd -- "$root" && find . \( -path ./build -o -path ./out -o -path ./.git \) -prune -o -type f -print)
+    mapfile -t files < <(cd -- "$root" && find . \( -path ./build -o -path ./out -o -path ./.git -o -path ./tests/fuzz/seeds \) -prune -o -type f -print)
     cd -- "$root" || return
     if grep -nIE '[[:blank:]]+$|'$'\r''$' "${files[@]}"; then
         echo "blanks or carriage returns at a line's end, see above"

@@ -19,6 +19,35 @@ function(orvi_compile_options target)
     target_link_libraries(${target} PRIVATE Threads::Threads)
 endfunction()
 
+# What runs on a workstation is to be tried a minute after a checkout. The standard headers that most of its sources
+# include are read once, which needs the same options everywhere; nobody waits for what these programs compute, and the
+# debug information is that of back traces.
+function(orvi_quick_build target)
+    if(NOT TARGET orvi_standard_headers)
+        file(WRITE ${CMAKE_BINARY_DIR}/standard_headers.cpp "")
+        add_library(orvi_standard_headers OBJECT ${CMAKE_BINARY_DIR}/standard_headers.cpp)
+        orvi_compile_options(orvi_standard_headers)
+        orvi_quick_options(orvi_standard_headers)
+        target_precompile_headers(orvi_standard_headers PRIVATE <algorithm> <chrono> <cstdint> <functional> <map>
+                                                                <memory> <mutex> <optional> <string> <vector>)
+    endif()
+    orvi_quick_options(${target})
+    target_precompile_headers(${target} REUSE_FROM orvi_standard_headers)
+endfunction()
+
+function(orvi_quick_options target)
+    if(NOT CMAKE_BUILD_TYPE STREQUAL "Release")
+        target_compile_options(${target} PRIVATE -O1 -g1)
+    endif()
+    set_target_properties(${target} PROPERTIES POSITION_INDEPENDENT_CODE OFF) # as the next line says
+    target_compile_options(${target} PRIVATE -fPIC)
+endfunction()
+
+# Sources that are mostly a library's templates: optimising and describing those takes longer than the rest of a program.
+function(orvi_template_sources)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "-O0;-g0" SKIP_PRECOMPILE_HEADERS ON)
+endfunction()
+
 # A program that is installed: it knows its version and has a page made of its help; COMPLETION: it prints its completion
 # for bash; TESTKIT: it belongs to the test kit and not to the workstation's parts. install.cmake has the rest.
 function(orvi_tool target)
@@ -43,6 +72,6 @@ function(orvi_host_library name)
         orvi_${name} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/platform>
                             $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/host>
                             $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}>)
-    target_link_options(orvi_${name} PRIVATE -Wl,-z,nodelete -Wl,--no-undefined)
+    target_link_options(orvi_${name} PRIVATE -Wl,-z,nodelete ${ORVI_NO_UNDEFINED})
     set_property(GLOBAL APPEND PROPERTY ORVI_HOST_LIBRARIES ${name})
 endfunction()

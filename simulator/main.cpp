@@ -23,6 +23,7 @@
 #include "options.h"
 #include "room.h"
 #include "scenario/player.h"
+#include "standard_streams.h"
 
 namespace orvi_sim {
 namespace {
@@ -97,7 +98,7 @@ int Run(Room& room, const Options& options) {
         Log("cannot write %s: %s", options.playLog.c_str(), std::strerror(errno));
         return 1;
     }
-    Player player(room.stage, room.directions, options.scenario, options.exitAtEnd ? &room.stop : nullptr);
+    Player player(room.stage, room.directions, options.scenario, room.stop, options.exitAtEnd);
     if (!options.scenarioFile.empty()) {
         room.stage.SetTimeAtStart(START_OF_SCENARIO);
         room.service.SetListener(&player);
@@ -138,13 +139,16 @@ int Run(Room& room, const Options& options) {
         control.join();
     }
     Log("ended");
-    return player.RefusedCount() != 0 ? std::max(room.stop.ExitCode(), 1) : room.stop.ExitCode();
+    // Whoever asked for a log is told that it is not all.
+    const bool hasFailed = player.RefusedCount() != 0 || room.stage.GetPlayLog().IsBroken();
+    return hasFailed ? std::max(room.stop.ExitCode(), 1) : room.stop.ExitCode();
 }
 
 }  // namespace
 }  // namespace orvi_sim
 
 int main(int argc, char** argv) {
+    orvi_tools::FillStandardStreams();
     try {
         orvi_sim::Room room;
         orvi_sim::Options options;

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <filesystem>
 #include <optional>
 
 #include "directions/vocabulary.h"
@@ -19,6 +20,10 @@ std::string IsPace(const std::string& text) {
                                             : "it is a number from 1 to " + std::to_string(Clock::FASTEST) + ", or max";
 }
 
+std::string IsGiven(const std::string& text) {
+    return text.empty() ? "the file's name is empty" : "";
+}
+
 }  // namespace
 
 int ReadOptions(int argc, char** argv, Options& options) {
@@ -28,7 +33,9 @@ int ReadOptions(int argc, char** argv, Options& options) {
     app.set_version_flag("--version", "orvi-vision-sim " ORVI_VERSION, "print the version");
     app.add_flag("-v,--verbose", options.verbose, "log every message");
     app.add_flag("-c,--control", options.control, "take commands on standard input, see below");
-    app.add_option("-e,--exit-after", options.exitAfterMs, "end after this time")->type_name("MS");
+    app.add_option("-e,--exit-after", options.exitAfterMs, "end after this time")
+        ->type_name("MS")
+        ->check(CLI::Range(1U, UINT32_MAX), "");
     app.add_option("-q,--queue-size", options.queueSize, "messages that may wait for one client")
         ->type_name("N")
         ->check(CLI::Range(1U, 65536U))
@@ -46,7 +53,8 @@ int ReadOptions(int argc, char** argv, Options& options) {
         ->type_name("MESSAGE[:WORD,...][@MS]")
         ->allow_extra_args(false);
     app.add_option("-s,--scenario", options.scenarioFile, "play this file: directions at their times, see below")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(IsGiven, "");
     app.add_flag("--check", options.check, "only tell what is wrong with the scenario, and end")->needs("--scenario");
     app.add_flag("--exit-at-end", options.exitAtEnd, "end when the scenario has been played")->needs("--scenario");
     app.add_option("--speed", options.speed,
@@ -60,7 +68,8 @@ int ReadOptions(int argc, char** argv, Options& options) {
         ->capture_default_str();
     app.add_option("--log", options.playLog,
                    "write what happened, a line each, by the room's time; - for standard output")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->check(IsGiven, "");
     app.footer(
         std::string("It prints \"ready\" once every task can be reached, and ends at SIGTERM, SIGINT or Ctrl-C.\n"
                     "ORVI_BUS_DIR names the bus directory.\n\n"
@@ -95,6 +104,11 @@ int ReadOptions(int argc, char** argv, Options& options) {
         std::printf("%s: %zu lines, %s\n", options.scenarioFile.c_str(), options.scenario.lines.size(),
                     TimeText(options.scenario.length).c_str());
         return 0;
+    }
+    std::error_code none;  // of a log that is not there yet
+    if (!options.scenarioFile.empty() && std::filesystem::equivalent(options.scenarioFile, options.playLog, none)) {
+        std::fprintf(stderr, "orvi-vision-sim: --log %s: the scenario would be overwritten\n", options.playLog.c_str());
+        return EXIT_USAGE;
     }
     for (const std::string& text : options.pushes) {
         std::string reason;

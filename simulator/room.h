@@ -44,7 +44,7 @@ struct Room {
     Service service{stage, stop, features};
     ServiceDirections serviceDirections{stage, service, stop, features};
     FaultDirections faultDirections{stage, service};
-    JournalDirections journalDirections{service.GetTraffic()};
+    JournalDirections journalDirections{service.GetTraffic(), stop};
     Directions directions{stage};
     RoomTask roomTask{directions};
 

@@ -203,6 +203,9 @@ Outcome JournalDirections::Expect(const Arguments& arguments, bool isWanted) con
             break;
         }
     }
+    if (stop_.Raised()) {
+        return Refused("the service ends, and the wait with it");
+    }
     if (!isWanted) {
         return Done("yes, it did not come");
     }

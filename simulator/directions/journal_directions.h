@@ -10,13 +10,15 @@
 
 #include "directions/direction.h"
 #include "service/traffic.h"
+#include "stop_signal.h"
 
 namespace orvi_sim {
 
 // None of them enters the stage.
 class JournalDirections {
  public:
-    explicit JournalDirections(Traffic& traffic) : traffic_(traffic) {}  // outlives the object
+    // Both outlive the object.
+    JournalDirections(Traffic& traffic, const StopSignal& stop) : traffic_(traffic), stop_(stop) {}
 
     std::vector<Direction> OffStage();
 
@@ -25,6 +27,7 @@ class JournalDirections {
     Outcome Expect(const Arguments& arguments, bool isWanted) const;
 
     Traffic& traffic_;
+    const StopSignal& stop_;
     std::atomic<uint64_t> mark_{0};  // the last entry before it
 };
 

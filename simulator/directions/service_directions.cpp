@@ -23,10 +23,6 @@ std::chrono::milliseconds WaitOf(const Argument& given) {
     return given.isGiven ? given.time : DEFAULT_WAIT;
 }
 
-Outcome Waited(bool isDone, const Argument& given) {
-    return isDone ? Done() : Refused("waited " + TimeText(WaitOf(given)) + " in vain");
-}
-
 Outcome ListEvents() {
     size_t count = 0;
     const EventRow* rows = EventTable(count);
@@ -176,6 +172,13 @@ Outcome ServiceDirections::DescribeAll() const {
         all += (all.empty() || one.empty() ? "" : " ") + one;
     }
     return Done(all);
+}
+
+Outcome ServiceDirections::Waited(bool isDone, const Argument& given) const {
+    if (!isDone && stop_.Raised()) {
+        return Refused("the service ends, and the wait with it");
+    }
+    return isDone ? Done() : Refused("waited " + TimeText(WaitOf(given)) + " in vain");
 }
 
 Outcome ServiceDirections::AwaitClients(const Arguments& arguments) {

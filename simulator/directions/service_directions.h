@@ -31,6 +31,7 @@ class ServiceDirections {
     Outcome SetTime(const std::string& text);
     Outcome ListClients() const;
     Outcome DescribeAll() const;
+    Outcome Waited(bool isDone, const Argument& given) const;
     Outcome AwaitClients(const Arguments& arguments);
     Outcome AwaitRequest(const Arguments& arguments);
     Outcome AwaitSent(const Arguments& arguments);

@@ -11,7 +11,7 @@ namespace orvi_sim {
 namespace {
 
 // Where a scenario was that has restarted its service: the room's time in nanoseconds, the count of refused lines, and of
-// each line whether it had begun. It travels in the environment, which the next process takes over.
+// each line its state; then when each of those that are due is. It travels in the environment, which the next process takes over.
 constexpr char PLACE[] = "ORVI_VISION_SIM_PLACE";
 
 }  // namespace
@@ -20,12 +20,14 @@ bool Player::GoesOn() {
     return std::getenv(PLACE) != nullptr;
 }
 
-Player::Player(Stage& stage, const Directions& directions, const Scenario& scenario, StopSignal* atEnd)
+Player::Player(Stage& stage, const Directions& directions, const Scenario& scenario, StopSignal& stop, bool isEnd)
     : stage_(stage),
       directions_(directions),
       scenario_(scenario),
-      atEnd_(atEnd),
-      states_(scenario.lines.size(), State::Waits) {}
+      stop_(stop),
+      isEnd_(isEnd),
+      states_(scenario.lines.size(), State::Waits),
+      dueAt_(scenario.lines.size()) {}
 
 void Player::Prepare() {
     Timer& timer = stage_.GetTimer();
@@ -40,7 +42,13 @@ void Player::Prepare() {
         timer.Set(Timer::Time(time));
         refused_ = refused;
         for (size_t i = 0; i < std::min(done.size(), states_.size()); ++i) {
-            states_[i] = done[i] == '1' ? State::Done : State::Waits;
+            int64_t due = 0;
+            if (done[i] == 'd' && words >> due) {
+                states_[i] = State::Due;
+                dueAt_[i] = Timer::Time(due);
+            } else {
+                states_[i] = done[i] == '1' ? State::Done : State::Waits;
+            }
         }
         (void)unsetenv(PLACE);
         return;
@@ -58,11 +66,16 @@ void Player::Prepare() {
 
 void Player::Start() {
     const Stage::Lock lock = stage_.Enter();
+    hasStarted_ = true;
     for (size_t i = 0; i < scenario_.lines.size(); ++i) {
         if (states_[i] == State::Waits && !scenario_.lines[i].on) {
             stage_.GetTimer().StandingAt(scenario_.lines[i].at, [this, i] { Perform(i); });
+        } else if (states_[i] == State::Due) {
+            stage_.GetTimer().StandingAt(dueAt_[i], [this, i] { Perform(i); });
         }
     }
+    // All may be done by now, before the time goes or by the restart that was the last line.
+    stage_.GetTimer().StandingAt(stage_.GetTimer().Now(), [this] { EndWhenPlayed(); });
 }
 
 void Player::OnAsked(const Request& request) {
@@ -70,7 +83,8 @@ void Player::OnAsked(const Request& request) {
         const ScenarioLine& line = scenario_.lines[i];
         if (states_[i] == State::Waits && line.on == request.id) {
             states_[i] = State::Due;
-            stage_.GetTimer().StandingAt(stage_.GetTimer().Now() + line.at, [this, i] { Perform(i); });
+            dueAt_[i] = stage_.GetTimer().Now() + line.at;
+            stage_.GetTimer().StandingAt(dueAt_[i], [this, i] { Perform(i); });
         }
     }
 }
@@ -79,27 +93,38 @@ void Player::Perform(size_t index) {
     const ScenarioLine& line = scenario_.lines[index];
     const Directions::Answer answer = directions_.Perform(line.direction);
     if (answer.text.compare(0, 2, "ok") != 0) {
-        ++refused_;
         Log("%s:%zu: %s: %s", scenario_.file.c_str(), line.number, line.direction.c_str(), answer.text.c_str());
+        if (stop_.Raised()) {
+            return;
+        }
+        ++refused_;
     }
-    bool isPlayed = false;
     {
         const Stage::Lock lock = stage_.Enter();
         states_[index] = State::Done;
-        isPlayed = IsPlayed();
     }
-    if (isPlayed) {
-        if (stage_.GetTimer().Pace() == "max") {
-            stage_.GetTimer().SetScale(1);  // what goes on in the room is not to race on for ever
-        }
-        Log("%s has been played, %zu lines answered no", scenario_.file.c_str(), refused_.load());
-        if (atEnd_ != nullptr && answer.then == nullptr) {
-            atEnd_->Raise(0);
-        }
-    }
-    if (answer.then != nullptr) {
+    if (answer.then != nullptr) {  // this process ends here, and the next one may have nothing left to play
         KeepPlace();
         answer.then();
+    } else {
+        EndWhenPlayed();
+    }
+}
+
+void Player::EndWhenPlayed() {
+    {
+        const Stage::Lock lock = stage_.Enter();
+        if (!hasStarted_ || hasEnded_ || !IsPlayed()) {
+            return;
+        }
+        hasEnded_ = true;
+    }
+    if (stage_.GetTimer().Pace() == "max") {
+        stage_.GetTimer().SetScale(1);  // what goes on in the room is not to race on for ever
+    }
+    Log("%s has been played, %zu lines answered no", scenario_.file.c_str(), refused_.load());
+    if (isEnd_) {
+        stop_.Raise(0);
     }
 }
 
@@ -122,7 +147,10 @@ void Player::KeepPlace() const {
         const Stage::Lock lock = stage_.Enter();
         std::string text;
         for (const State state : states_) {
-            text += state == State::Done ? '1' : '0';
+            text += static_cast<char>(state);
+        }
+        for (size_t i = 0; i < states_.size(); ++i) {
+            text += states_[i] == State::Due ? " " + std::to_string(dueAt_[i].count()) : "";
         }
         return text;
     }();

@@ -15,12 +15,13 @@
 namespace orvi_sim {
 
 // The room's time stands while a line is performed: one that waits, as `await request` does, is where the scenario and
-// the applications meet. A line that is answered no is told in the log, counts, and the next one follows.
+// the applications meet. A line that is answered no is told in the log, counts, and the next one follows. One that the
+// service's end cuts short is told, and does not count.
 class Player : public RequestListener {
  public:
-    // All outlive the object's last line, which the stage's end comes before. `atEnd` is raised with 0 when the scenario
-    // has been played, but for what waits for messages that have not come; may be null.
-    Player(Stage& stage, const Directions& directions, const Scenario& scenario, StopSignal* atEnd);
+    // All outlive the object's last line, which the stage's end comes before. A scenario that `isEnd` raises `stop` with 0
+    // when it has been played, but for what waits for messages that have not come.
+    Player(Stage& stage, const Directions& directions, const Scenario& scenario, StopSignal& stop, bool isEnd);
 
     // What the scenario begins with, up to the first line that is due later or waits for something. The room's time
     // stands, so that this comes before anything that an application asks. Before the service starts.
@@ -37,15 +38,20 @@ class Player : public RequestListener {
 
  private:
     void Perform(size_t index);
+    void EndWhenPlayed();
     bool IsPlayed() const;
     void KeepPlace() const;
 
     Stage& stage_;
     const Directions& directions_;
     const Scenario& scenario_;
-    StopSignal* const atEnd_;
+    StopSignal& stop_;
+    const bool isEnd_;
     enum class State : char { Waits = '0', Due = 'd', Done = '1' };
-    std::vector<State> states_;  // of the lines. On the stage
+    std::vector<State> states_;       // of the lines. On the stage
+    std::vector<Timer::Time> dueAt_;  // of the lines that are State::Due. On the stage
+    bool hasStarted_ = false;         // on the stage; what Prepare performs ends nothing
+    bool hasEnded_ = false;           // on the stage
     std::atomic<size_t> refused_{0};
 };
 

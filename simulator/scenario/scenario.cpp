@@ -250,6 +250,8 @@ Reason ParseLine(const std::string& text, Json& object) {
         const size_t read = std::min(text.size(), error.byte);
         const size_t begin = read - std::min(read, LONGEST_QUOTE / 2);
         return "no JSON behind " + Quote(text.substr(begin, read - begin));
+    } catch (const Json::out_of_range&) {
+        return "a number in it is too big";
     }
     if (isDeep) {
         return "its values lie deeper than " + std::to_string(MOST_DEPTH) + " brackets";

@@ -1,5 +1,6 @@
 #include "service/mail.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -152,6 +153,24 @@ bool Mail::AwaitSent(std::chrono::steady_clock::time_point deadline) {
     return !stopped_ && isSent();
 }
 
+void Mail::Settle(std::chrono::milliseconds patience) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    const auto isNoMatter = [](const BoxPtr& box) { return box->hasTriedPatience; };
+    const auto isSettled = [&] {
+        return stopped_ || (!sending_ && std::all_of(ready_.begin(), ready_.end(), isNoMatter) &&
+                            std::all_of(blocked_.begin(), blocked_.end(), isNoMatter));
+    };
+    if (changed_.wait_for(lock, patience, isSettled)) {
+        return;
+    }
+    for (const BoxPtr& box : blocked_) {
+        if (!box->hasTriedPatience) {
+            Log("%s takes nothing: the room does not wait for it", box->application.process.c_str());
+        }
+        box->hasTriedPatience = true;
+    }
+}
+
 void Mail::Stop() {
     std::vector<std::pair<std::string, size_t>> dropped;
     {
@@ -212,6 +231,7 @@ bool Mail::SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box) {
     if (result == ORVI_BUS_E_WOULD_BLOCK) {
         return false;
     }
+    box->hasTriedPatience = false;
     ++(result == 0 ? box->counts.sent : box->counts.failed);
     if (!box->closed) {
         box->queue.pop_front();

@@ -56,6 +56,10 @@ class Mail {
     // Waits until the bus has taken everything that may be sent. False at the deadline or after Stop.
     bool AwaitSent(std::chrono::steady_clock::time_point deadline);
 
+    // The same, but no longer than `patience`; an application that has used it up is waited for again only when it has
+    // taken something.
+    void Settle(std::chrono::milliseconds patience);
+
     // Drops what is queued and joins the thread.
     void Stop();
 
@@ -70,6 +74,7 @@ class Mail {
         bool delivering = false;  // what is posted may be sent
         bool scheduled = false;   // in ready_ or blocked_
         bool closed = false;
+        bool hasTriedPatience = false;  // of Settle, and has taken nothing since
         std::deque<Letter> queue;
         std::deque<Letter> waiting;  // for Deliver
         MailCounts counts;

@@ -57,7 +57,11 @@ void PlayLog::Write(Time at, const std::string& text) {
                       : -1;
         if (ready == 0 || (size < 0 && errno != EINTR)) {
             Log("the log of the play ends here: %s", ready == 0 ? "its reader takes nothing" : std::strerror(errno));
+            if (descriptor_ != STDOUT_FILENO) {
+                (void)close(descriptor_);
+            }
             descriptor_ = -1;
+            isBroken_ = true;
             return;
         }
         written += size > 0 ? static_cast<size_t>(size) : 0;

@@ -26,12 +26,14 @@ class PlayLog {
     PlayLog& operator=(const PlayLog&) = delete;
 
     // A reader that takes nothing for PATIENCE ends the log, with one line in the service's own: nobody waits for it.
+    // So does a disk that is full.
     static constexpr std::chrono::milliseconds PATIENCE{1000};
 
     // Lines go to this file from now on, which is created or, unless `goesOn`, emptied; "-" is standard output. False
     // with errno when it cannot be written.
     bool Open(const std::string& path, bool goesOn);
     bool IsOpen() const { return descriptor_ >= 0; }
+    bool IsBroken() const { return isBroken_; }  // it lacks what came last
 
     using Time = std::chrono::milliseconds;
     void Directed(Time at, const std::string& line);
@@ -43,6 +45,7 @@ class PlayLog {
     std::string NameOf(const ApplicationId& application);
 
     int descriptor_ = -1;
+    bool isBroken_ = false;
     std::map<ApplicationId, std::string> names_;
 };
 

@@ -15,7 +15,7 @@ constexpr std::chrono::seconds MOST_PATIENCE{1};  // with applications that do n
 }  // namespace
 
 Stage::Stage()
-    : timer_([this] { (void)applications_.GetMail().AwaitSent(std::chrono::steady_clock::now() + MOST_PATIENCE); }),
+    : timer_([this] { applications_.GetMail().Settle(MOST_PATIENCE); }),
       applications_([this](const ApplicationId& application, const char* why) {
           const Lock lock = Enter();
           Forget(application, why);

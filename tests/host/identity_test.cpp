@@ -19,6 +19,8 @@
 #include "bus_peer.h"
 #include "child.h"
 #include "leak_check.h"
+#include "membership/join_lock.h"
+#include "membership/sweep.h"
 
 namespace {
 
@@ -283,6 +285,34 @@ TEST_F(BusIdentity, ARecordThatIsLinkedUnderAnotherNameStaysHeld) {
         waitpid(hostile, nullptr, 0);
         Peer second({{"ORVI_BUS_DIR", directory}});
         EXPECT_EQ(second.Ask("join watcher"), "4");
+    });
+}
+
+// The same of the lock under which processes join: whoever joins looks at what stands under its own name, and at old
+// records of others.
+TEST_F(BusIdentity, AJoinLockThatIsLinkedAsARecordStaysHeld) {
+    orvi_bus::Directory place;
+    std::string why;
+    ASSERT_TRUE(orvi_bus::FindDirectory(&place, &why)) << why;
+    const orvi_bus::Fd lock = orvi_bus::TakeJoinLock(place, 0, &why);
+    ASSERT_TRUE(lock) << why;
+    const timespec longAgo[2] = {{1, 0}, {1, 0}};
+    ASSERT_EQ(futimens(lock.Get(), longAgo), 0);
+    for (const char* file : {"me.lock", "other.lock"}) {
+        ASSERT_EQ(link(At(".lock").c_str(), At(file).c_str()), 0);
+    }
+    struct stat status {};
+    ASSERT_EQ(fstat(lock.Get(), &status), 0);
+    const orvi_bus::OwnFiles own{{}, orvi_bus::FileId(status)};
+    orvi_bus::Fd none;
+    const orvi_bus::BootId boot = orvi_bus::ThisBoot();
+    EXPECT_TRUE(orvi_bus::LookAtRecord({boot, own, &none}, At("me.lock").c_str(), "me").foreign);
+    orvi_bus::SweepDead(place, "me", own);
+    InChild({}, "", [&] {
+        std::string reason;
+        EXPECT_FALSE(orvi_bus::TakeJoinLock(place, 0, &reason));
+        EXPECT_NE(reason.find("process " + std::to_string(getppid()) + " does not let go"), std::string::npos)
+            << reason;
     });
 }
 

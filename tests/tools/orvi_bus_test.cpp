@@ -8,59 +8,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "directions/words.h"
-#include "simulator_process.h"
+#include "tool_test.h"
 
 namespace orvi_test {
 namespace {
 
-class OrviBusTest : public testing::Test {
+class OrviBusTest : public ToolTest {
  protected:
     OrviBusTest() { EXPECT_EQ(setenv("ORVI_BUS_TRACE", "1", 1), 0); }
     ~OrviBusTest() override { (void)unsetenv("ORVI_BUS_TRACE"); }
 
-    std::unique_ptr<ChildProcess> Start(const std::string& program, const std::string& line,
-                                        const std::vector<std::string>& wrapper = {}) {
-        std::vector<std::string> words;
-        EXPECT_TRUE(orvi_sim::SplitLine(line, words));
-        return std::make_unique<ChildProcess>(program, words, sandbox_.Path("errors"), wrapper);
-    }
-
-    static int End(ChildProcess& child, std::string& output) {
-        child.CloseInput();
-        for (std::string line; child.ReadLine(line);) {
-            output += line + "\n";
-        }
-        return child.Wait();
-    }
-
-    int Run(const std::string& program, const std::string& line, std::string& output,
-            const std::vector<std::string>& wrapper = {}) {
-        (void)std::remove(sandbox_.Path("errors").c_str());
-        const int code = End(*Start(program, line, wrapper), output);
-        output += ReadFile(sandbox_.Path("errors"));
-        return code;
-    }
-
-    // A monitor that listens.
     std::unique_ptr<ChildProcess> Watch(const std::string& options) {
-        (void)std::remove(sandbox_.Path("errors").c_str());
-        auto monitor = Start("orvi-bus", "monitor " + options);
-        while (monitor->IsAlive() && ReadFile(sandbox_.Path("errors")).find("listening") == std::string::npos) {
-            (void)sched_yield();
-        }
-        return monitor;
+        return StartListening("orvi-bus", "monitor " + options);
     }
-
-    std::string Stop(ChildProcess& monitor) {
-        monitor.Signal(SIGINT);
-        std::string output;
-        EXPECT_EQ(End(monitor, output), 0);
-        return output;
-    }
-
-    BusSandbox sandbox_;
-    SimulatorProcess simulator_{sandbox_};
 };
 
 TEST_F(OrviBusTest, MonitorJoinsQuestionsAndAnswers) {
@@ -257,11 +217,7 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
     const auto monitor = Watch("--reveal");
     std::list<std::unique_ptr<ChildProcess>> captures;
     for (const std::string& options : {kept + " --payloads", open + " --payloads --reveal", bare}) {
-        (void)std::remove(sandbox_.Path("errors").c_str());
-        captures.push_back(Start("orvi-bus", "capture " + options));
-        while (captures.back()->IsAlive() && ReadFile(sandbox_.Path("errors")).empty()) {
-            (void)sched_yield();
-        }
+        captures.push_back(StartListening("orvi-bus", "capture " + options));
     }
     std::ofstream(sandbox_.Path("script")) << "model init\nmodel ask \"who are you\"\nlock state 4\nface create\n"
                                               "face photos 1001 1002\nsleep 100ms\n";
@@ -315,6 +271,8 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
     std::string full;
     EXPECT_EQ(Run("orvi-bus", "capture /dev/full --for 1s", full), 1);
     EXPECT_NE(full.find("No space left on device"), std::string::npos) << full;
+    EXPECT_EQ(Run("orvi-bus", "capture " + bare + " --run \"kill -9 $$\"", full), 1);
+    EXPECT_NE(full.find("kill -9 $$ ended with 137"), std::string::npos) << full;
 }
 
 TEST_F(OrviBusTest, WrongWordsAreUsage) {

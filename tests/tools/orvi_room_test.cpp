@@ -39,6 +39,12 @@ class OrviRoomTest : public testing::Test {
         return End(*child);
     }
 
+    // A file with more than the bus carries at once.
+    std::string Long() {
+        std::ofstream(sandbox_.Path("long")) << "say " << std::string(17U << 20, 'x') << "\n";
+        return sandbox_.Path("long");
+    }
+
     BusSandbox sandbox_;
     SimulatorProcess simulator_{sandbox_};
 };
@@ -47,7 +53,7 @@ TEST_F(OrviRoomTest, SaysWhatCameOfIt) {
     EXPECT_EQ(Run("state").code, 3);
     simulator_.Start({"--arrival", "0"});
     const struct {
-        const char* line;
+        std::string line;
         int code;
         const char* says;
     } cases[] = {
@@ -67,6 +73,8 @@ TEST_F(OrviRoomTest, SaysWhatCameOfIt) {
         {"expect lock.state", 1, "no lock.state came; nothing else did"},
         {"run /dev/null", 0, ""},
         {"run /absent", 2, "/absent cannot be read"},
+        {"run /", 2, "/ cannot be read"},
+        {"run " + Long(), 2, "this direction is too long: "},
         {"quit", 0, ""},
     };
     for (const auto& testCase : cases) {
@@ -76,6 +84,22 @@ TEST_F(OrviRoomTest, SaysWhatCameOfIt) {
         EXPECT_NE(ended.output.find(testCase.says), std::string::npos) << ended.output;
     }
     EXPECT_EQ(simulator_.Child().Wait(), 0);
+}
+
+// Nor is an answer put into whatever has the number of a closed output.
+TEST_F(OrviRoomTest, AnAnswerThatCannotBeWrittenIsAFailure) {
+    if (*ORVI_TEST_EMULATOR != '\0') {
+        GTEST_SKIP() << "the emulator may take the descriptors for itself";
+    }
+    simulator_.Start({"--arrival", "0"});
+    for (const char* output : {">&-", ">/dev/full"}) {
+        ChildProcess shell("/bin/sh",
+                           {"-c", std::string(ORVI_TEST_EMULATOR) + " " ORVI_TEST_BIN_DIR "/orvi-room clock " + output},
+                           sandbox_.Path("errors"));
+        const Ended ended = End(shell);
+        EXPECT_EQ(ended.code, 1) << output;
+        EXPECT_NE(ended.output.find("orvi-room: what was told cannot be written\n"), std::string::npos) << ended.output;
+    }
 }
 
 // One that waits holds up nobody, and is told when the service dies.

@@ -79,6 +79,7 @@ TEST_F(ScenarioTest, WhatIsWrongIsToldWithItsLine) {
         {R"({"at": "1s", "at": "2s", "do": "faces 3"})", "'at' is given twice"},
         {R"({"at": "1s", "do": "caption", "text": ["a"]})", "text: '[\"a\"]' is no text, whole number, true or false"},
         {R"({"at": "1s", "do": "caption", "text": "a", "partial": 1})", "partial: '1' is neither true nor false"},
+        {R"({"at": 1e999, "do": "faces 3"})", "s:1: a number in it is too big"},
         {R"({"at": "1s" "do": "faces 3"})", R"(no JSON behind '{"at": "1s" "do"')"},
         {"{\"at\": " + std::string(100000, '[') + std::string(100000, ']') + ", \"do\": \"faces 3\"}",
          "its values lie deeper"},
@@ -167,6 +168,35 @@ TEST_F(ScenarioTest, ALineThatIsAnsweredNoIsCounted) {
     EXPECT_NE(simulator_.Log().find(" has been played, 2 lines answered no"), std::string::npos) << simulator_.Log();
 }
 
+// A wait that the end of the service cuts short is neither in vain nor a no of the applications; nor has what did not
+// come by then stayed away.
+TEST_F(ScenarioTest, TheEndCutsAWaitShort) {
+    for (const char* wait :
+         {"await request caption.start 1 1h", "await clients 9 1h", "expect no caption.start --within 1h"}) {
+        simulator_.Start({"--scenario", Write("s", std::string("{\"at\": \"0s\", \"do\": \"") + wait + "\"}\n")});
+        const auto room = Start("orvi-room", wait);
+        EXPECT_EQ(simulator_.Stop(), 0) << wait;
+        EXPECT_EQ(simulator_.Log().find("1 lines answered no"), std::string::npos) << simulator_.Log();
+        EXPECT_NE(room->Wait(), 0) << wait;
+    }
+}
+
+// What a message has made due comes after the restart as well, and a restart may be the last line.
+TEST_F(ScenarioTest, WhatIsDueOutlivesARestart) {
+    if (*ORVI_TEST_EMULATOR != '\0') {
+        GTEST_SKIP() << "an emulated service cannot start itself again";
+    }
+    const std::string scenario = Write("s",
+                                       "{\"at\": \"0s\", \"do\": \"await request lock.state 1\"}\n"
+                                       "{\"on\": \"lock.state\", \"after\": \"10s\", \"do\": \"faces 4\"}\n"
+                                       "{\"at\": \"5s\", \"do\": \"restart\"}\n"
+                                       "{\"at\": \"60s\", \"do\": \"restart\"}\n");
+    const std::string log = Play(scenario, "max", Write("calls", "lock state 1\n"));
+    EXPECT_NE(log.find("5.000 room: restart\n       10.000 room: faces 4\n       60.000 room: restart\n"),
+              std::string::npos)
+        << log;
+}
+
 // A log that nobody takes ends, and the service does not wait for it.
 TEST_F(ScenarioTest, NobodyWaitsForTheLog) {
     const std::string scenario = Write("s", "{\"at\": \"1h\", \"do\": \"faces 3\"}\n");
@@ -179,9 +209,61 @@ TEST_F(ScenarioTest, NobodyWaitsForTheLog) {
     simulator_.Start({"--scenario", scenario, "--log", fifo});
     std::string ignored;
     EXPECT_EQ(End(*Start("orvi-ai", "lock state 1"), ignored), 0);
-    EXPECT_EQ(simulator_.Stop(), 0);
+    EXPECT_EQ(simulator_.Stop(), 1);  // it is not all
     EXPECT_NE(simulator_.Log().find("the log of the play ends here: its reader takes nothing"), std::string::npos);
     (void)close(reader);
+}
+
+// Options that would do nothing or harm, and descriptors that the caller has closed: what takes their numbers is neither
+// read nor written to.
+TEST_F(ScenarioTest, NothingIsLostOrLeftOut) {
+    const std::string lines = "{\"at\": \"0s\", \"do\": \"faces 3\"}\n";
+    const std::string scenario = Write("s", lines);
+    const std::string play = "--exit-at-end --scenario " + scenario;
+    const struct {
+        std::string words;
+        int code;
+        const char* says;
+    } cases[] = {
+        {"--check --scenario ''", 2, "--scenario: the file's name is empty"},
+        {"--log '' " + play, 2, "--log: the file's name is empty"},
+        {"--log " + scenario + " " + play, 2, "the scenario would be overwritten"},
+        {"--exit-after 0 " + play, 2, "--exit-after: "},
+        {"--log /dev/full " + play, 1, "the log of the play ends here: No space left on device"},
+        {"--log - " + play + " <&- >&-", 1, "the log of the play ends here: Bad file descriptor"},
+    };
+    for (const auto& one : cases) {
+        if (*ORVI_TEST_EMULATOR != '\0' && one.words.find(">&-") != std::string::npos) {
+            continue;  // the emulator may take the descriptors for itself
+        }
+        (void)std::remove(sandbox_.Path("errors").c_str());
+        ChildProcess shell(
+            "/bin/sh", {"-c", std::string(ORVI_TEST_EMULATOR) + " " ORVI_TEST_BIN_DIR "/orvi-vision-sim " + one.words},
+            sandbox_.Path("errors"));
+        std::string ignored;
+        EXPECT_EQ(End(shell, ignored), one.code) << one.words;
+        EXPECT_NE(ReadFile(sandbox_.Path("errors")).find(one.says), std::string::npos) << one.words;
+    }
+    EXPECT_EQ(ReadFile(scenario), lines);
+}
+
+// An application that stands still costs one moment of patience, not one with every event.
+TEST_F(ScenarioTest, WhoTakesNothingIsNotWaitedForAgain) {
+    std::string lines = "{\"at\": \"0s\", \"do\": \"await request lock.state 1\"}\n";
+    for (int i = 0; i < 100; ++i) {
+        lines += "{\"at\": \"1s\", \"do\": \"push assistant.mic zeros:20000 --raw\"}\n";
+    }
+    simulator_.Start({"--scenario", Write("s", lines), "--speed", "max", "--exit-at-end"});
+    const auto stuck = Start("orvi-ai", "watch assistant.mic");
+    simulator_.Await("clients 1");
+    stuck->Signal(SIGSTOP);
+    std::string ignored;
+    EXPECT_EQ(End(*Start("orvi-ai", "lock state 1"), ignored), 0);
+    EXPECT_EQ(simulator_.Child().Wait(), 0) << simulator_.Log();
+    const std::string log = simulator_.Log();
+    const size_t told = log.find(" takes nothing: the room does not wait for it");
+    EXPECT_NE(told, std::string::npos) << log;
+    EXPECT_EQ(log.find(" takes nothing", told + 1), std::string::npos) << log;
 }
 
 // What an application asks late is never before what it has been told.

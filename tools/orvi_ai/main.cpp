@@ -7,9 +7,11 @@
 #include "interrupt.h"
 #include "library_log.h"
 #include "session.h"
+#include "standard_streams.h"
 
 int main(int argc, char** argv) {
     using namespace orvi_ai;
+    orvi_tools::FillStandardStreams();
     try {
         Globals globals;
         Call call;

@@ -1,24 +1,58 @@
 // orvi-bus capture: keeps the traffic in a file. orvi-bus print: shows such a file.
-#include <memory>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "capture_file.h"
-#include "show.h"
+#include "commands.h"
 #include "value.h"
-#include "watch.h"
 
 namespace orvi_bus_tool {
 namespace {
 
-struct Options {
-    std::string file;
-    Filter filter;
-    Display display;
-    Limits limits;
-    bool payloads = false;
-    bool reveal = false;
+// A shell's command that runs while the traffic is kept, with the signals of who started this program.
+class Program {
+ public:
+    // 0, or why it does not run.
+    int Start(const std::string& command) {
+        const char* const arguments[] = {"sh", "-c", command.c_str(), nullptr};
+        (void)setenv("ORVI_BUS_TRACE", "1", 1);  // so that its first message is told
+        posix_spawnattr_t attributes;
+        sigset_t none;
+        sigset_t pipe;
+        sigemptyset(&none);
+        sigemptyset(&pipe);
+        sigaddset(&pipe, SIGPIPE);
+        (void)posix_spawnattr_init(&attributes);
+        (void)posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        (void)posix_spawnattr_setsigmask(&attributes, &none);
+        (void)posix_spawnattr_setsigdefault(&attributes, &pipe);
+        const int error =
+            posix_spawn(&pid_, "/bin/sh", nullptr, &attributes, const_cast<char* const*>(arguments), environ);
+        (void)posix_spawnattr_destroy(&attributes);
+        return error;
+    }
+
+    bool Runs() {
+        hasEnded_ = hasEnded_ || waitpid(pid_, &status_, WNOHANG) != 0;
+        return !hasEnded_;
+    }
+
+    // As a shell tells it.
+    int Code() const { return WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_); }
+
+ private:
+    pid_t pid_ = -1;
+    int status_ = 0;
+    bool hasEnded_ = false;
 };
 
-int Capture(const Options& options) {
+}  // namespace
+
+int Capture(const CaptureOptions& options) {
     const EndSignal end;
     CaptureWriter writer;
     std::string why;
@@ -46,9 +80,24 @@ int Capture(const Options& options) {
         ++kept;
         return !hasFailed && (options.limits.count == 0 || kept < options.limits.count);
     };
+    Program program;
+    bool isStarted = false;
+    int error = 0;
+    const auto tick = [&] {
+        if (options.command.empty()) {
+            return true;
+        }
+        if (!isStarted) {
+            isStarted = true;
+            error = program.Start(options.command);
+        }
+        return error == 0 && program.Runs();
+    };
     uint64_t lost = 0;
-    const int result = Watch(
-        options.limits, options.payloads, end, take, [] { return true; }, lost);
+    const int result = Watch(options.limits, options.payloads, end, take, tick, lost);
+    if (error != 0) {
+        return Fail("/bin/sh: " + std::string(+std::strerror(error)));
+    }
     if (hasFailed) {
         return Fail(why + "; what was kept before is whole");
     }
@@ -56,10 +105,13 @@ int Capture(const Options& options) {
         std::fprintf(stderr, "orvi-bus: %llu records in %s, %llu lost\n", static_cast<unsigned long long>(kept),
                      options.file.c_str(), static_cast<unsigned long long>(lost));
     }
+    if (result == DONE && isStarted && !program.Runs() && program.Code() != 0) {
+        return Fail(options.command + " ended with " + std::to_string(program.Code()));
+    }
     return result;
 }
 
-int Print(const Options& options) {
+int Print(const PrintOptions& options) {
     const EndSignal end;
     CaptureReader reader;
     std::string why;
@@ -81,29 +133,6 @@ int Print(const Options& options) {
     }
     exchanges.Finish();
     return why.empty() ? DONE : Fail(why);
-}
-
-}  // namespace
-
-void AddCapture(CLI::App& app, int& result) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("capture", "keep the traffic in a file that network analysers read");
-    command->add_option("file", options->file, "pcapng; an old one is replaced")->required()->type_name("FILE");
-    options->filter.AddNames(*command);
-    options->limits.AddOptions(*command);
-    CLI::Option* const payloads = command->add_flag("--payloads", options->payloads, "keep what messages hold, too");
-    command->add_flag("--reveal", options->reveal, "with photos, names and texts as they are; otherwise overwritten")
-        ->needs(payloads);
-    command->callback([options, &result] { result = Capture(*options); });
-}
-
-void AddPrint(CLI::App& app, int& result) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("print", "print a file of traffic as monitor would have");
-    command->add_option("file", options->file, "of orvi-bus capture")->required()->type_name("FILE");
-    options->filter.AddOptions(*command);
-    options->display.AddOptions(*command);
-    command->callback([options, &result] { result = Print(*options); });
 }
 
 }  // namespace orvi_bus_tool

@@ -261,13 +261,9 @@ class Generator {
 
 }  // namespace
 
-void AddDissector(CLI::App& app, int& result) {
-    CLI::App* const command =
-        app.add_subcommand("dissector", "print a script for Wireshark and tshark that reads files of orvi-bus capture");
-    command->callback([&result] {
-        std::fputs(Generator().Run().c_str(), stdout);
-        result = std::fflush(stdout) == 0 ? DONE : FAILED;
-    });
+int PrintDissector() {
+    std::fputs(Generator().Run().c_str(), stdout);
+    return std::fflush(stdout) == 0 ? DONE : FAILED;
 }
 
 }  // namespace orvi_bus_tool

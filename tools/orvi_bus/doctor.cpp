@@ -7,7 +7,6 @@
 #include <cstring>
 #include <dirent.h>
 #include <fstream>
-#include <memory>
 #include <set>
 #include <sstream>
 #include <sys/stat.h>
@@ -297,7 +296,9 @@ class Doctor {
     std::vector<Finding> findings_;
 };
 
-int Run(bool json) {
+}  // namespace
+
+int Examine(const DoctorOptions& options) {
     Doctor doctor;
     doctor.Examine();
     bool isFine = true;
@@ -306,7 +307,7 @@ int Run(bool json) {
                                   : finding.level == Level::Note ? "note"
                                                                  : "fault";
         isFine = isFine && finding.level != Level::Fault;
-        if (json) {
+        if (options.json) {
             std::printf("{\"level\":\"%s\",\"finding\":%s,\"todo\":%s}\n", level,
                         orvi_protocol::JsonString(finding.what).c_str(),
                         orvi_protocol::JsonString(finding.todo).c_str());
@@ -318,15 +319,6 @@ int Run(bool json) {
         }
     }
     return std::fflush(stdout) == 0 && isFine ? DONE : FAILED;
-}
-
-}  // namespace
-
-void AddDoctor(CLI::App& app, int& result) {
-    const auto json = std::make_shared<bool>(false);
-    CLI::App* const command = app.add_subcommand("doctor", "what is wrong with the bus, and what to do about it");
-    command->add_flag("--json", *json, "one JSON object a line: level, finding, todo");
-    command->callback([json, &result] { result = Run(*json); });
 }
 
 }  // namespace orvi_bus_tool

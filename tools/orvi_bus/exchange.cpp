@@ -12,6 +12,8 @@ namespace {
 constexpr char SERVICE[] = "AI_VISION";
 constexpr size_t MOST_SHOWN = 10000;  // requests that nobody answers
 
+}  // namespace
+
 std::string ResultWord(int32_t result) {
     switch (result) {
         case 0:
@@ -26,8 +28,6 @@ std::string ResultWord(int32_t result) {
             return "error " + std::to_string(result);
     }
 }
-
-}  // namespace
 
 bool IsToService(const TrafficRecord& record) {
     return (record.kind == TraceKind::kReply ? record.from : record.to) == SERVICE;

@@ -21,6 +21,9 @@ std::string NameOf(const TrafficRecord& record);                       // captio
 // The layout of its payload: that of the message, or of a reply to it. Null when there is none.
 const orvi_protocol::Record* LayoutOf(const TrafficRecord& record);
 
+// What the bus returned: "ok", "timeout", "gone", "absent", "error 10".
+std::string ResultWord(int32_t result);
+
 struct Exchange {
     TrafficRecord message;                  // a one-way message or event, a request, or what the bus tells its handler
     std::optional<TrafficRecord> reply;     // as its sender told it

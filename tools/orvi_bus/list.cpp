@@ -1,7 +1,6 @@
 // orvi-bus list: who is on the bus.
 #include <cstdio>
 #include <ctime>
-#include <memory>
 
 #include "census.h"
 #include "commands.h"
@@ -45,7 +44,9 @@ std::string JsonOf(const Member& member) {
            SinceText(member.sinceNs) + "\",\"tasks\":[" + tasks + "]}";
 }
 
-int List(bool json, bool all) {
+}  // namespace
+
+int List(const ListOptions& options) {
     orvi_bus::Directory directory;
     std::string why;
     if (!orvi_bus::FindDirectory(&directory, &why)) {
@@ -53,10 +54,10 @@ int List(bool json, bool all) {
     }
     size_t shown = 0;
     for (const Member& member : TakeCensus(directory).members) {
-        if (member.state == Member::State::Dead && !all) {
+        if (member.state == Member::State::Dead && !options.all) {
             continue;
         }
-        if (json) {
+        if (options.json) {
             std::printf("%s\n", JsonOf(member).c_str());
             continue;
         }
@@ -72,24 +73,10 @@ int List(bool json, bool all) {
                     static_cast<int>(member.pid), static_cast<unsigned>(member.uid), SinceText(member.sinceNs).c_str(),
                     tasks.c_str());
     }
-    if (!json && shown == 0) {
+    if (!options.json && shown == 0) {
         std::printf("nobody is on the bus in %s\n", directory.path.c_str());
     }
     return std::fflush(stdout) == 0 ? DONE : FAILED;
-}
-
-}  // namespace
-
-void AddList(CLI::App& app, int& result) {
-    struct Options {
-        bool json = false;
-        bool all = false;
-    };
-    const auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("list", "the processes on the bus, their tasks and connections");
-    command->add_flag("--json", options->json, "one JSON object a line");
-    command->add_flag("--all", options->all, "those that have ended, too, whose names are still there");
-    command->callback([options, &result] { result = List(options->json, options->all); });
 }
 
 }  // namespace orvi_bus_tool

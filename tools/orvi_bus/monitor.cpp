@@ -1,24 +1,14 @@
 // orvi-bus monitor: the traffic as it happens. orvi-bus top: what it comes to.
 #include <cstdio>
-#include <memory>
 #include <unistd.h>
 #include <utility>
 #include <vector>
 
-#include "show.h"
+#include "commands.h"
 #include "statistics.h"
-#include "watch.h"
 
 namespace orvi_bus_tool {
-namespace {
-
-struct Options {
-    Filter filter;
-    Display display;
-    Limits limits;
-};
-
-int Monitor(const Options& options) {
+int Monitor(const MonitorOptions& options) {
     const EndSignal end;
     int64_t start = -1;
     uint64_t shown = 0;
@@ -51,7 +41,7 @@ int Monitor(const Options& options) {
 }
 
 // On a terminal the table stands at the top and is renewed; else it is printed once, at the end.
-int Top(const Options& options) {
+int Top(const TopOptions& options) {
     const EndSignal end;
     const bool isLive = isatty(STDOUT_FILENO) == 1;
     const std::string top = isLive ? "\x1b[H\x1b[2J" : "";
@@ -87,36 +77,6 @@ int Top(const Options& options) {
         }
     }
     return std::fflush(stdout) == 0 ? result : FAILED;
-}
-
-}  // namespace
-
-void Limits::AddOptions(CLI::App& app) {
-    app.add_option_function<std::string>(
-           "--for", [this](const std::string& text) { forMs = *ParseMilliseconds(text); }, "end after this time")
-        ->type_name("TIME")
-        ->check([](const std::string& text) {
-            return ParseMilliseconds(text) ? std::string() : "'" + text + "' is no time, as 500ms or 2s";
-        });
-    app.add_option("--count", count, "end after so many messages")->type_name("N")->check(CLI::PositiveNumber);
-}
-
-void AddMonitor(CLI::App& app, int& result) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("monitor", "print each message on the bus with its answer");
-    options->filter.AddOptions(*command);
-    options->display.AddOptions(*command);
-    options->limits.AddOptions(*command);
-    command->callback([options, &result] { result = Monitor(*options); });
-}
-
-void AddTop(CLI::App& app, int& result) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* const command =
-        app.add_subcommand("top", "count, median, 99th percentile and worst wait of each message");
-    options->filter.AddOptions(*command);
-    options->limits.AddOptions(*command);
-    command->callback([options, &result] { result = Top(*options); });
 }
 
 }  // namespace orvi_bus_tool

@@ -19,19 +19,6 @@ bool Fits(const std::string& pattern, const TrafficRecord& record) {
     return name == pattern || std::strtoul(pattern.c_str(), nullptr, 0) == record.msgId;
 }
 
-// A pattern that no message can have would show nothing for ever.
-std::string IsPattern(const std::string& pattern) {
-    const auto& all = orvi_protocol::AllMessages();
-    const bool isName = std::any_of(all.begin(), all.end(), [&pattern](const orvi_protocol::Message* message) {
-        const std::string name(message->name);
-        return pattern.back() == '*' ? name.compare(0, pattern.size() - 1, pattern, 0, pattern.size() - 1) == 0
-                                     : name == pattern;
-    });
-    char* end = nullptr;
-    const bool isId = std::strtoul(pattern.c_str(), &end, 0) != 0 && *end == '\0';
-    return isName || isId ? "" : "there is no message '" + pattern + "'; orvi-ai messages lists them";
-}
-
 std::string Fields(const TrafficRecord& record, const Display& display) {
     const orvi_protocol::Record* const layout = LayoutOf(record);
     if (layout == nullptr || !record.payload || record.payload->empty()) {
@@ -85,6 +72,22 @@ std::string Json(const Exchange& exchange, const Display& display, double second
 
 }  // namespace
 
+// A pattern that no message can have would show nothing for ever.
+std::string WhatIsWrongWith(const std::string& pattern) {
+    if (pattern.empty()) {
+        return "a message is empty";
+    }
+    const auto& all = orvi_protocol::AllMessages();
+    const bool isName = std::any_of(all.begin(), all.end(), [&pattern](const orvi_protocol::Message* message) {
+        const std::string name(message->name);
+        return pattern.back() == '*' ? name.compare(0, pattern.size() - 1, pattern, 0, pattern.size() - 1) == 0
+                                     : name == pattern;
+    });
+    char* end = nullptr;
+    const bool isId = std::strtoul(pattern.c_str(), &end, 0) != 0 && *end == '\0';
+    return isName || isId ? "" : "there is no message '" + pattern + "'; orvi-ai messages lists them";
+}
+
 std::optional<double> ParseMilliseconds(const std::string& text) {
     char* end = nullptr;
     const double number = std::strtod(text.c_str(), &end);
@@ -93,25 +96,6 @@ std::optional<double> ParseMilliseconds(const std::string& text) {
     const bool isNumber =
         !text.empty() && text[0] >= '0' && text[0] <= '9' && factor != 0 && number * factor <= 86400000;
     return isNumber ? std::optional(number * factor) : std::nullopt;
-}
-
-void Filter::AddNames(CLI::App& app) {
-    app.add_option("message", messages, "only these: caption.start, caption.*, an id")
-        ->type_name("MESSAGE")
-        ->check([](const std::string& text) { return text.empty() ? "a message is empty" : IsPattern(text); });
-    app.add_option("--process", process, "only what this process sends or receives")->type_name("NAME");
-}
-
-void Filter::AddOptions(CLI::App& app) {
-    AddNames(app);
-    app.add_option("--task", task, "only messages to this task")->type_name("NAME");
-    app.add_option_function<std::string>(
-           "--slow", [this](const std::string& text) { slowMs = *ParseMilliseconds(text); },
-           "only requests that took as long, as 50ms, or have no answer")
-        ->type_name("TIME")
-        ->check([](const std::string& text) {
-            return ParseMilliseconds(text) ? std::string() : "'" + text + "' is no time, as 500us, 50ms or 2s";
-        });
 }
 
 bool Filter::WantsRecord(const TrafficRecord& record) const {
@@ -124,11 +108,6 @@ bool Filter::Wants(const Exchange& exchange) const {
     const bool isSlow =
         slowMs == 0 || (exchange.IsRequest() && (!exchange.answered || exchange.RoundTripMs() >= slowMs));
     return isSlow && (task.empty() || exchange.message.task == task) && WantsRecord(exchange.message);
-}
-
-void Display::AddOptions(CLI::App& app) {
-    app.add_flag("--json", json, "one JSON object a line");
-    app.add_flag("--reveal", reveal, "photos, names and texts as they are; otherwise their lengths");
 }
 
 // "    0.001234  ai_vpp12 > AI_VISION/ai_v_task_i  caption.start  496 B  0.31 ms  ok  conference="C"  =>  verdict=done"

@@ -2,7 +2,6 @@
 #ifndef ORVI_BUS_TOOL_SHOW_H
 #define ORVI_BUS_TOOL_SHOW_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,8 +17,6 @@ struct Filter {
     std::string process;  // that sends or receives
     double slowMs = 0;    // only requests that took as long
 
-    void AddOptions(CLI::App& app);  // of a command line
-    void AddNames(CLI::App& app);    // those that are known of a record alone
     bool Wants(const Exchange& exchange) const;
     bool WantsRecord(const TrafficRecord& record) const;  // by its names
 };
@@ -27,14 +24,15 @@ struct Filter {
 struct Display {
     bool json = false;
     bool reveal = false;  // private contents as they are
-
-    void AddOptions(CLI::App& app);
 };
 
 // One line without its end. Times count from `startNs`.
 std::string LineOf(const Exchange& exchange, const Display& display, int64_t startNs);
 
-// A time as a person writes it, 50ms; a check for options.
+// What is wrong with a pattern of Filter::messages; empty: nothing.
+std::string WhatIsWrongWith(const std::string& pattern);
+
+// A time as a person writes it, 50ms.
 std::optional<double> ParseMilliseconds(const std::string& text);
 
 }  // namespace orvi_bus_tool

@@ -17,7 +17,8 @@ void Statistics::Add(const Exchange& exchange) {
     Row& row = rows_[exchange.Name()];
     row.count += exchange.isLate ? 0 : 1;  // it has been counted when it was shown without its answer
     const std::string verdict = exchange.Verdict();
-    row.failed += verdict != "ok" && verdict != "unanswered" ? 1 : 0;
+    const bool hasEnded = verdict != "unanswered" && verdict != "answered";  // else how it ends is not known yet
+    row.failed += hasEnded && verdict != "ok" ? 1 : 0;
     if (exchange.answered && row.ms.size() < MOST_SAMPLES) {
         row.ms.push_back(static_cast<float>(exchange.RoundTripMs()));
     }

@@ -2,24 +2,16 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <memory>
 
 #include "capture_file.h"
-#include "show.h"
+#include "commands.h"
 #include "statistics.h"
 #include "value.h"
-#include "watch.h"
 
 namespace orvi_bus_tool {
 namespace {
 
 using orvi_protocol::JsonString;
-
-struct Options {
-    std::string file;
-    std::string from;
-    Limits limits;
-};
 
 // A process is one of the picture's, and in it each asking thread and each task is a row.
 class Picture {
@@ -112,7 +104,9 @@ class Picture {
     std::map<std::string, size_t> rows_;
 };
 
-int Timeline(const Options& options) {
+}  // namespace
+
+int Timeline(const TimelineOptions& options) {
     CaptureReader reader;
     std::string why;
     if (!options.from.empty() && !reader.Open(options.from, why)) {
@@ -153,21 +147,6 @@ int Timeline(const Options& options) {
         std::printf("%llu records were lost\n", static_cast<unsigned long long>(lost));
     }
     return !why.empty() ? Fail(why) : std::fflush(stdout) == 0 ? DONE : FAILED;
-}
-
-}  // namespace
-
-void AddTimeline(CLI::App& app, int& result) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand(
-        "timeline", "draw the traffic, live or from a file, for a browser's trace viewer or Perfetto");
-    command->add_option("file", options->file, "receives the picture, in the Trace Event format")
-        ->required()
-        ->type_name("FILE.json");
-    command->add_option("--from", options->from, "a file of orvi-bus capture; without it what happens now")
-        ->type_name("FILE");
-    options->limits.AddOptions(*command);
-    command->callback([options, &result] { result = Timeline(*options); });
 }
 
 }  // namespace orvi_bus_tool

@@ -2,14 +2,12 @@
 #ifndef ORVI_BUS_TOOL_WATCH_H
 #define ORVI_BUS_TOOL_WATCH_H
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "commands.h"
 #include "end_signal.h"
 #include "tap.h"
 #include "wire/deadline.h"
@@ -17,14 +15,16 @@
 namespace orvi_bus_tool {
 
 struct Limits {
-    double forMs = 0;
-    uint64_t count = 0;
-
-    void AddOptions(CLI::App& app);
+    double forMs = 0;    // 0: until Ctrl-C
+    uint64_t count = 0;  // 0: any number
 };
 
-// Gives every record to `take` and calls `tick` ten times a second and more often; either ends it with false. `lost`
-// receives how many records the bus could not tell.
+enum ExitCode : int { DONE = 0, FAILED = 1, USAGE = 2, NOBODY = 3 };
+
+int Fail(const std::string& what);  // FAILED, after a line
+
+// Calls `tick` at once when it listens and then ten times a second and more often, and gives every record to `take`;
+// either ends it with false. `lost` receives how many records the bus could not tell.
 template <class Take, class Tick>
 int Watch(const Limits& limits, bool wantsPayloads, const EndSignal& end, Take take, Tick tick, uint64_t& lost) {
     Tap tap(end);
@@ -36,7 +36,7 @@ int Watch(const Limits& limits, bool wantsPayloads, const EndSignal& end, Take t
     const int64_t lastNs =
         limits.forMs != 0 ? orvi_bus::MonotonicNs() + static_cast<int64_t>(limits.forMs * 1e6) : INT64_MAX;
     std::vector<TrafficRecord> records;
-    bool goesOn = true;
+    bool goesOn = tick();
     const auto takeAll = [&] {
         for (TrafficRecord& record : records) {
             goesOn = take(std::move(record)) && goesOn;

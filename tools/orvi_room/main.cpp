@@ -15,6 +15,7 @@
 #include "directions/vocabulary.h"
 #include "directions/words.h"
 #include "orvi_host_bus.h"
+#include "standard_streams.h"
 
 namespace orvi_room {
 namespace {
@@ -101,6 +102,9 @@ Answer Send(const std::string& line) {
     block.data = const_cast<char*>(line.data());  // the bus only reads what it sends
     TagMsgBlock* reply = nullptr;
     if (const int result = OsMsgSynSend(&block, &reply, WAIT_MS); result != 0) {
+        if (result == ORVI_BUS_E_ARGUMENT) {
+            return {USAGE, "this direction is too long: " + g_busLine};
+        }
         return {NOBODY,
                 result == ORVI_BUS_E_GONE
                     ? "the service has gone"
@@ -181,8 +185,9 @@ ExitCode RunFile(const std::string& name) {
             return USAGE;
         }
     }
+    std::istream& input = name == "-" ? std::cin : file;
     size_t number = 0;
-    for (std::string line; std::getline(name == "-" ? std::cin : file, line);) {
+    for (std::string line; std::getline(input, line);) {
         ++number;
         Words words;
         const bool isWhole = orvi_sim::SplitLine(line, words);
@@ -194,6 +199,10 @@ ExitCode RunFile(const std::string& name) {
             Complain(name + ":" + std::to_string(number) + ": " + (isWhole ? "stopped here" : "a quote has no end"));
             return code;
         }
+    }
+    if (input.bad()) {  // as of a directory
+        Complain(name + " cannot be read" + (number != 0 ? " behind line " + std::to_string(number) : ""));
+        return USAGE;
     }
     return DONE;
 }
@@ -237,8 +246,15 @@ ExitCode Run(Words words) {
 }  // namespace orvi_room
 
 int main(int argc, char** argv) {
+    orvi_tools::FillStandardStreams();
     try {
-        return orvi_room::Run(orvi_room::Words(argv + 1, argv + argc));
+        const orvi_room::ExitCode code = orvi_room::Run(orvi_room::Words(argv + 1, argv + argc));
+        if (const bool isPrinted = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+            code != orvi_room::DONE || isPrinted) {
+            return code;
+        }
+        orvi_room::Complain("what was told cannot be written");
+        return orvi_room::REFUSED;
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "orvi-room: %s\n", exception.what());
         return orvi_room::REFUSED;

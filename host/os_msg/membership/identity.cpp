@@ -97,6 +97,8 @@ int Identity::TakeName(const Directory& directory, const char* name, std::string
             RecordLook found;
             {
                 MutexLock lock(mutex_);
+                struct stat status {};
+                own_.joinLock = fstat(others.Get(), &status) == 0 ? FileId(status) : FileId();
                 found = LookAtRecord({boot_, own_, &spare_}, recordPath_.c_str(), name);
             }
             if (found.presence.seen == Presence::Seen::kUnknown) {
@@ -126,11 +128,11 @@ int Identity::TakeName(const Directory& directory, const char* name, std::string
 
 int Identity::PutInPlace(const Directory& directory, const char* name, const Presence& replaced, std::string* why) {
     const bool again = Joined();
+    MutexLock lock(mutex_);
     if (!again) {
-        SweepDead(directory, name);
+        SweepDead(directory, name, own_);
     }
     UnfinishedFile made(recordPath_);
-    MutexLock lock(mutex_);
     Record record;
     record.latest.number = again ? number_ : std::max(replaced.latest.number, NumberOfNow()) + 1;
     record.latest.pid = getpid();
@@ -148,7 +150,7 @@ int Identity::PutInPlace(const Directory& directory, const char* name, const Pre
         return ORVI_BUS_E_SYSTEM;
     }
     file_ = std::move(made.File());
-    own_ = FileId(status);
+    own_.record = FileId(status);
     record_ = record;
     owner_ = status.st_uid;
     if (!again) {
@@ -203,7 +205,8 @@ bool Identity::InPlace() const {
     MutexLock lock(mutex_);
     struct stat status {};
     // What cannot be looked at is not known to have gone.
-    return lstat(recordPath_.c_str(), &status) == 0 ? FileId(status) == own_ : errno != ENOENT && errno != ENOTDIR;
+    return lstat(recordPath_.c_str(), &status) == 0 ? FileId(status) == own_.record
+                                                    : errno != ENOENT && errno != ENOTDIR;
 }
 
 int Identity::PutBack(std::string* why) {

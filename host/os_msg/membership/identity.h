@@ -62,7 +62,7 @@ class Identity {
     // own one under another name, it must not be closed once it is locked.
     mutable Mutex mutex_;
     Fd file_ ORVI_BUS_GUARDED_BY(mutex_);  // the own record: never closed while it stands
-    FileId own_ ORVI_BUS_GUARDED_BY(mutex_);
+    OwnFiles own_ ORVI_BUS_GUARDED_BY(mutex_);
     Record record_ ORVI_BUS_GUARDED_BY(mutex_);
     uid_t owner_ ORVI_BUS_GUARDED_BY(mutex_) = 0;   // of the own record
     mutable Fd spare_ ORVI_BUS_GUARDED_BY(mutex_);  // a descriptor for looks when there are none left

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "membership/presence.h"
 #include "wire/deadline.h"
@@ -53,7 +54,9 @@ bool IsAt(const Fd& file, const std::string& path) {
 
 Fd TakeJoinLock(const Directory& directory, uint32_t waitMs, std::string* why) {
     const std::string path = JoinLockPath(directory);
-    const Deadline deadline(waitMs);
+    const Deadline last(waitMs * kMostJoiners);
+    Deadline deadline(waitMs);
+    pid_t holder = -1;
     for (;;) {
         Fd file = OpenOrMake(directory, path);
         if (!file) {
@@ -64,25 +67,30 @@ Fd TakeJoinLock(const Directory& directory, uint32_t waitMs, std::string* why) {
         lock.l_type = F_WRLCK;
         lock.l_whence = SEEK_SET;
         lock.l_len = 1;
-        // The kernel has no lock with a time limit, hence the short naps; only a stopped process makes them many.
+        // The kernel has no lock with a time limit, hence the naps, which grow where many wait.
+        timespec nap{0, 1000000};
         while (fcntl(file.Get(), F_SETLK, &lock) != 0) {
             if (errno != EAGAIN && errno != EACCES) {
                 *why = "no lock on " + path + ": " + strerror(errno);
                 return Fd();
             }
+            struct flock held = lock;
+            (void)fcntl(file.Get(), F_GETLK, &held);
+            const pid_t before = std::exchange(holder, held.l_type == F_UNLCK ? 0 : std::max<pid_t>(held.l_pid, 0));
+            if (holder != before && before >= 0) {
+                deadline = last.Expired() ? deadline : Deadline(waitMs);  // they go on, one after the other
+            }
             if (deadline.Expired()) {
-                (void)fcntl(file.Get(), F_GETLK, &lock);
-                const pid_t holder = lock.l_type == F_UNLCK ? 0 : std::max<pid_t>(lock.l_pid, 0);
                 *why = "no lock on " + path + ": " +
                        (holder > 0 ? "process " + std::to_string(holder) : std::string("another process")) +
                        " does not let go of it";
                 errno = EAGAIN;
                 return Fd();
             }
-            const timespec nap{0, 2000000};
             nanosleep(&nap, nullptr);
+            nap.tv_nsec = std::min(nap.tv_nsec * 3 / 2, 20000000L);
         }
-        if (IsAt(file, path) || deadline.Expired()) {
+        if (IsAt(file, path) || last.Expired()) {
             return file;
         }
     }

@@ -10,8 +10,10 @@
 
 namespace orvi_bus {
 
-// Takes the lock; it is held until the descriptor is closed. Waits up to `waitMs` for others, who hold it for as long as
-// a few file operations take. On failure the result is empty and `why` a clause that tells the reason; errno
+constexpr uint32_t kMostJoiners = 30;  // slow ones: those that are quick are not counted
+
+// Takes the lock; it is held until the descriptor is closed. Waits for others, who hold it for as long as a few file
+// operations take: up to `waitMs` for each of them, kMostJoiners times that for all. On failure the result is empty and `why` a clause that tells the reason; errno
 // is EAGAIN when others had it all the time.
 //
 // A record lock belongs to the process: two threads of one must not take it at the same time.

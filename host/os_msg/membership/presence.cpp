@@ -79,7 +79,7 @@ RecordLook LookAtRecord(const Looker& looker, const char* path, const char* proc
     if (lstat(path, &status) != 0) {
         return Failed(errno);
     }
-    if (!S_ISREG(status.st_mode) || FileId(status) == looker.own) {
+    if (!S_ISREG(status.st_mode) || looker.own.Has(FileId(status))) {
         look.foreign = true;
         return look;
     }
@@ -87,8 +87,8 @@ RecordLook LookAtRecord(const Looker& looker, const char* path, const char* proc
     if (!file || fstat(file.Get(), &status) != 0) {
         return Failed(errno);
     }
-    if (FileId(status) == looker.own) {
-        file.LeaveOpen();  // linked here since the first look; closing it would end one's own presence
+    if (looker.own.Has(FileId(status))) {
+        file.LeaveOpen();  // linked here since the first look
         look.foreign = true;
         return look;
     }

@@ -70,10 +70,17 @@ struct RecordLook {
     pid_t holder = 0;      // that process, if it is visible from here
 };
 
+// Files on which this process has locks. To close one under whatever name lets go of its lock, so they are not looked at.
+struct OwnFiles {
+    FileId record;
+    FileId joinLock;
+    bool Has(const FileId& file) const { return file == record || file == joinLock; }
+};
+
 struct Looker {
     const BootId& boot;
-    FileId own;  // record of this process: it is not looked at under any name
-    Fd* spare;   // is given up when the look needs a descriptor and there is none
+    OwnFiles own;
+    Fd* spare;  // is given up when the look needs a descriptor and there is none
 };
 
 RecordLook LookAtRecord(const Looker& looker, const char* path, const char* procName);

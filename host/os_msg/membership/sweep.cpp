@@ -12,7 +12,6 @@
 #include <unistd.h>
 #include <vector>
 
-#include "membership/presence.h"
 #include "wire/bus_name.h"
 
 namespace orvi_bus {
@@ -42,7 +41,7 @@ std::string ProcessOf(const std::string& endpoint) {
     return endpoint.substr(0, endpoint.find(kTaskSeparator));
 }
 
-Leftovers Find(DIR* entries, const std::string& own) {
+Leftovers Find(DIR* entries, const std::string& own, const OwnFiles& ownFiles) {
     Leftovers found;
     while (const dirent* entry = readdir(entries)) {
         std::string file = entry->d_name;
@@ -54,7 +53,8 @@ Leftovers Find(DIR* entries, const std::string& own) {
             (void)unlinkat(dirfd(entries), file.c_str(), 0);
         } else if (!stem.empty() && stem != own) {
             struct stat status {};
-            if (fstatat(dirfd(entries), file.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && !IsRecent(status)) {
+            if (fstatat(dirfd(entries), file.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && !IsRecent(status) &&
+                !ownFiles.Has(FileId(status))) {
                 found.names.push_back(stem);
             }
         }
@@ -65,18 +65,22 @@ Leftovers Find(DIR* entries, const std::string& own) {
 }
 
 // True when the process of that name has ended for certain. Its old record is removed then.
-bool Bury(const Directory& directory, const std::string& name) {
+bool Bury(const Directory& directory, const std::string& name, const OwnFiles& own) {
     const std::string path = directory.path + '/' + name + kPresenceSuffix;
-    const Fd file = Fd::Open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0);
+    Fd file = Fd::Open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0);
     if (!file) {
         return errno == ENOENT;
+    }
+    struct stat status {};
+    if (fstat(file.Get(), &status) != 0 || own.Has(FileId(status))) {
+        file.LeaveOpen();  // linked here since it was found
+        return false;
     }
     pid_t holder = 0;
     if (IsHeld(file, &holder) != Held::kNo) {
         return false;
     }
-    struct stat status {};
-    if (fstat(file.Get(), &status) == 0 && !IsRecent(status)) {
+    if (!IsRecent(status)) {
         (void)unlink(path.c_str());
     }
     return true;
@@ -84,20 +88,20 @@ bool Bury(const Directory& directory, const std::string& name) {
 
 }  // namespace
 
-void SweepDead(const Directory& directory, const char* ownName) {
+void SweepDead(const Directory& directory, const char* ownName, const OwnFiles& ownFiles) {
     const std::unique_ptr<DIR, CloseDirectory> entries(opendir(directory.path.c_str()));
     if (!entries) {
         return;
     }
     const std::string own = EncodeName(ownName);
-    const Leftovers found = Find(entries.get(), own);
+    const Leftovers found = Find(entries.get(), own, ownFiles);
     std::vector<std::string> dead{own};
     // Starting anywhere, so that names which live do not keep the looks from those behind them for ever.
     const size_t count = found.names.size();
     const size_t first = count == 0 ? 0 : static_cast<size_t>(NumberOfNow() / 1000 % count);
     for (size_t i = 0; i < std::min(count, kMostLooks); ++i) {
         const std::string& name = found.names[(first + i) % count];
-        if (name != own && Bury(directory, name)) {
+        if (name != own && Bury(directory, name, ownFiles)) {
             dead.push_back(name);
         }
     }

@@ -1,0 +1,171 @@
+#include "session.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+
+#include "capture_file.h"
+
+namespace orvi_bus_tool {
+namespace {
+
+constexpr char SERVICE[] = "AI_VISION";
+constexpr size_t MOST_THREADS = 256;
+
+Contents ContentsOf(TrafficRecord& record) {
+    if (record.hasNoData || (record.size == 0 && record.kind != TraceKind::kReply)) {
+        return std::nullopt;
+    }
+    return record.payload ? std::move(*record.payload) : std::vector<uint8_t>();
+}
+
+// What keeps a record from being replayed; empty when nothing does.
+std::string WhatIsMissing(const TrafficRecord& record) {
+    const std::string name = NameOf(record);
+    if (record.lost != 0) {
+        return std::to_string(record.lost) + " records before " + name + " were lost";
+    }
+    const bool isMessage =
+        record.kind == TraceKind::kOneWay || record.kind == TraceKind::kRequest || record.kind == TraceKind::kReply;
+    if (isMessage && record.size != 0 && (!record.payload || record.payload->size() != record.size)) {
+        return "what " + name + " holds is not in it: capture with --payloads --reveal";
+    }
+    if (isMessage && record.isMasked) {
+        return "private contents of " + name + " are overwritten: capture with --reveal, too";
+    }
+    return "";
+}
+
+// Of the two ends of a record the one that is not the service; empty when neither is, or both are.
+std::string ApplicationOf(const TrafficRecord& record) {
+    if ((record.from == SERVICE) == (record.to == SERVICE)) {
+        return "";
+    }
+    return record.from == SERVICE ? record.to : record.from;
+}
+
+// Applications are who says what the table knows: others on the bus direct the room.
+bool IsOfApplication(const TrafficRecord& record) {
+    return (record.kind == TraceKind::kOneWay || record.kind == TraceKind::kRequest) && record.to == SERVICE &&
+           MessageOf(record) != nullptr;
+}
+
+bool Choose(const std::set<std::string>& applications, const std::string& wanted, std::string& chosen,
+            std::string& why) {
+    std::string names;
+    for (const std::string& name : applications) {
+        names += (names.empty() ? "" : ", ") + name;
+    }
+    if (applications.empty()) {
+        why = "no application says anything to " + std::string(SERVICE);
+    } else if (wanted.empty() && applications.size() > 1) {
+        why = "there are several applications, choose with --app: " + names;
+    } else if (!wanted.empty() && applications.count(wanted) == 0) {
+        why = "there is no application '" + wanted + "', but " + names;
+    } else {
+        chosen = wanted.empty() ? *applications.begin() : wanted;
+        return true;
+    }
+    return false;
+}
+
+Step StepOf(Exchange exchange) {
+    Step step;
+    step.isToService = IsToService(exchange.message);
+    step.isRequest = exchange.IsRequest();
+    step.message = MessageOf(exchange.message);
+    step.id = exchange.message.msgId;
+    step.name = exchange.Name();
+    step.task = exchange.message.task;
+    step.stream = exchange.message.stream;
+    step.startNs = exchange.message.timeNs;
+    step.endNs = exchange.answered ? exchange.answered->timeNs : step.startNs;
+    step.result = exchange.message.result != 0 ? exchange.message.result
+                  : exchange.answered          ? exchange.answered->result
+                                               : 0;
+    step.contents = ContentsOf(exchange.message);
+    step.isAnswered = exchange.reply.has_value();
+    if (exchange.reply) {
+        step.replyNs = exchange.reply->timeNs;
+        step.reply = ContentsOf(*exchange.reply);
+    }
+    return step;
+}
+
+// What a session cannot be played with although each of its records is whole.
+std::string WhatIsWrong(const Session& session, const std::set<int32_t>& services) {
+    if (services.size() > 1) {
+        return "the service restarts in it";
+    }
+    std::set<uint64_t> streams;
+    for (const Step& step : session.steps) {
+        streams.insert(step.stream);
+        if (step.isToService && step.isRequest && step.result == 0 && !step.isAnswered) {
+            return "the reply to " + step.name +
+                   " is not in it: start the capture before the service, or the service with ORVI_BUS_TRACE=1";
+        }
+        if (!step.isToService && step.task != session.task) {
+            return session.application + " receives at two tasks, " + session.task + " and " + step.task;
+        }
+    }
+    return streams.size() > MOST_THREADS ? "more than " + std::to_string(MOST_THREADS) + " threads ask in it" : "";
+}
+
+}  // namespace
+
+bool ReadSession(const std::string& file, const std::string& application, Session& session, std::string& why) {
+    CaptureReader reader;
+    if (!reader.Open(file, why)) {
+        return false;
+    }
+    std::vector<TrafficRecord> records;
+    std::set<std::string> applications;
+    for (TrafficRecord record; reader.Read(record, why);) {
+        if (IsOfApplication(record)) {
+            applications.insert(record.from);
+        }
+        records.push_back(std::move(record));
+    }
+    const auto refuse = [&](const std::string& reason) {
+        why = file + ": " + reason;
+        return false;
+    };
+    if (!why.empty()) {
+        return false;
+    }
+    std::string reason;
+    if (!Choose(applications, application, session.application, reason)) {
+        return refuse(reason);
+    }
+    std::set<int32_t> services;
+    Exchanges exchanges([&](const Exchange& exchange) {
+        if (exchange.message.kind != TraceKind::kHandled) {
+            session.steps.push_back(StepOf(exchange));
+        }
+    });
+    std::stable_sort(records.begin(), records.end(),
+                     [](const TrafficRecord& left, const TrafficRecord& right) { return left.timeNs < right.timeNs; });
+    for (TrafficRecord& record : records) {
+        if (ApplicationOf(record) != session.application) {
+            continue;
+        }
+        if (reason = WhatIsMissing(record); !reason.empty()) {
+            return refuse(reason);
+        }
+        if (record.teller == SERVICE && record.pid != 0) {
+            services.insert(record.pid);
+        }
+        exchanges.Add(std::move(record));
+    }
+    exchanges.Finish();
+    std::stable_sort(session.steps.begin(), session.steps.end(),
+                     [](const Step& left, const Step& right) { return left.startNs < right.startNs; });
+    for (const Step& step : session.steps) {
+        session.task = session.task.empty() && !step.isToService ? step.task : session.task;
+    }
+    reason = WhatIsWrong(session, services);
+    return reason.empty() || refuse(reason);
+}
+
+}  // namespace orvi_bus_tool
