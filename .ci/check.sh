@@ -4,7 +4,7 @@
 
 : "${root:?}" "${jobs:?}"
 
-product_dirs=(include interface proxy platform host protocol simulator tools examples)
+product_dirs=(include interface proxy platform host protocol simulator tools testkit examples)
 
 # list_files DIR... -- PATTERN...: the files below the directories that exist, one a line.
 list_files() {
@@ -49,7 +49,7 @@ check_text() {
 }
 
 check_format() {
-    list_files "${product_dirs[@]}" tests bench -- '*.cpp' '*.h' '*.c' | for_each clang-format --dry-run -Werror
+    list_files "${product_dirs[@]}" tests bench -- '*.cpp' '*.h' '*.hpp' '*.c' | for_each clang-format --dry-run -Werror
 }
 
 check_scripts() {

@@ -7,7 +7,11 @@
 #                bin/                         the simulated vision service and the tools, their pages and completions
 #                share/orvi-ai-srv/scenarios/ courses of a room for the simulated service, and an application's calls for one
 #                include/orvi-host/           headers of the platform libraries and of the simulated service's payloads
-#   testkit      what the tests of applications use: joins the package as orvi_ai_srv-testkit-targets.cmake
+#   testkit      bin/orvi-test-run            runs one command of a test beside a simulated service
+#                include/orvi/test/           a room for C++ tests, and the fake's header
+#                lib/liborvi_ai_srv_fake.a    stands in for the product in unit tests
+#                lib/cmake/                   orvi_add_test(); orvi_testkit.pc
+#                share/orvi-ai-srv/template/  a project to copy
 #   doc          share/doc/orvi_ai_srv/       pages, examples; orvi_ai_srv(7)
 include(CMakePackageConfigHelpers)
 
@@ -45,12 +49,30 @@ file(RELATIVE_PATH host_dir_from_bin ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTAL
 foreach(program ${orvi_tools})
     set_target_properties(${program} PROPERTIES
         INSTALL_RPATH "$ORIGIN/${host_dir_from_bin}/orvi-host;$ORIGIN/${host_dir_from_bin}")
-    install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT host)
+    get_target_property(component ${program} ORVI_COMPONENT)
+    set(export "")
+    if(component STREQUAL "testkit")
+        set(export EXPORT orvi_testkit)
+    endif()
+    install(TARGETS ${program} ${export} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${component})
 endforeach()
 
 file(GLOB scenarios ${PROJECT_SOURCE_DIR}/simulator/scenarios/*.jsonl)
 install(FILES ${scenarios} ${PROJECT_SOURCE_DIR}/examples/meeting.calls
         DESTINATION ${CMAKE_INSTALL_DATADIR}/orvi-ai-srv/scenarios COMPONENT host)
+
+# --- The test kit ---
+
+set_target_properties(orvi-test-run PROPERTIES EXPORT_NAME test_run)
+set_target_properties(orvi_testkit PROPERTIES EXPORT_NAME testkit)
+set_target_properties(orvi_ai_srv_fake PROPERTIES EXPORT_NAME ai_srv_fake)
+install(TARGETS orvi_testkit EXPORT orvi_testkit)
+install(TARGETS orvi_ai_srv_fake EXPORT orvi_testkit ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT testkit)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/testkit/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT testkit)
+install(FILES ${PROJECT_SOURCE_DIR}/testkit/cmake/orvi_add_test.cmake DESTINATION ${orvi_package_dir}
+        COMPONENT testkit)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/template DESTINATION ${CMAKE_INSTALL_DATADIR}/orvi-ai-srv
+        COMPONENT testkit USE_SOURCE_PERMISSIONS)
 
 # --- CMake package and pkg-config ---
 
@@ -58,6 +80,8 @@ install(EXPORT orvi_ai_srv FILE orvi_ai_srv-targets.cmake NAMESPACE orvi:: DESTI
         COMPONENT development)
 install(EXPORT orvi_host FILE orvi_ai_srv-host-targets.cmake NAMESPACE orvi:: DESTINATION ${orvi_package_dir}
         COMPONENT host)
+install(EXPORT orvi_testkit FILE orvi_ai_srv-testkit-targets.cmake NAMESPACE orvi:: DESTINATION ${orvi_package_dir}
+        COMPONENT testkit)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/orvi_ai_srv-config.cmake.in
                               ${PROJECT_BINARY_DIR}/package/orvi_ai_srv-config.cmake
                               INSTALL_DESTINATION ${orvi_package_dir} PATH_VARS CMAKE_INSTALL_BINDIR)
@@ -77,6 +101,7 @@ function(orvi_pkg_config name component)
 endfunction()
 orvi_pkg_config(orvi_ai_srv development)
 orvi_pkg_config(orvi_host host)
+orvi_pkg_config(orvi_testkit testkit)
 
 # --- Pages and completions, made of what the programs say ---
 
@@ -100,7 +125,8 @@ endfunction()
 
 file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/man ${PROJECT_BINARY_DIR}/completion)
 foreach(program ${orvi_tools})
-    orvi_page(${program}.1 1 host ${program} sh ${PROJECT_SOURCE_DIR}/cmake/tool_page.sh ${program}
+    get_target_property(component ${program} ORVI_COMPONENT)
+    orvi_page(${program}.1 1 ${component} ${program} sh ${PROJECT_SOURCE_DIR}/cmake/tool_page.sh ${program}
               ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:${program}>)
 endforeach()
 orvi_page(orvi_ai_srv.7 7 doc ${PROJECT_SOURCE_DIR}/include/orvi_ai_srv.h

@@ -49,10 +49,14 @@ function(orvi_template_sources)
 endfunction()
 
 # A program that is installed: it knows its version and has a page made of its help; COMPLETION: it prints its completion
-# for bash. install.cmake has the rest.
+# for bash; TESTKIT: it belongs to the test kit and not to the workstation's parts. install.cmake has the rest.
 function(orvi_tool target)
     target_compile_definitions(${target} PRIVATE ORVI_VERSION="${PROJECT_VERSION}")
     set_property(GLOBAL APPEND PROPERTY ORVI_TOOLS ${target})
+    set_target_properties(${target} PROPERTIES ORVI_COMPONENT host)
+    if("TESTKIT" IN_LIST ARGN)
+        set_target_properties(${target} PROPERTIES ORVI_COMPONENT testkit)
+    endif()
     if("COMPLETION" IN_LIST ARGN)
         set_property(GLOBAL APPEND PROPERTY ORVI_TOOLS_WITH_COMPLETION ${target})
     endif()

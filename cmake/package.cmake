@@ -50,9 +50,10 @@ debian_package(host orvi-ai-srv-host devel "liborvi-ai-srv3 (= ${version}), ${ru
 "simulated vision service and tools for a workstation"
 "Stand-ins of a device's platform libraries, the simulated vision service and
 the tools that direct it, call it and watch its messages.")
-debian_package(testkit orvi-ai-srv-testkit devel "liborvi-ai-srv-dev (= ${version})"
+debian_package(testkit orvi-ai-srv-testkit devel "liborvi-ai-srv-dev (= ${version}), ${runtime_needs}"
 "test kit for applications of a vision service"
-"What the tests of an application use to run it against the simulated service.")
+"The tests of an application run it against a simulated service of their own,
+or against a fake of the client library; a project to copy shows how.")
 debian_package(doc orvi-ai-srv-doc doc "" "documentation of a vision service's client library"
 "Pages, examples and the manual page that lists the functions.")
 set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)

@@ -3,6 +3,7 @@
 #   check_exports.sh marked     OBJDUMP MAP OBJECT...   the export map, and what the sources mark for export
 #   check_exports.sh library    NM      MAP LIBRARY     what the library exports; a versioned name differs from the map's
 #   check_exports.sh documented NM      TABLE LIBRARY   the rows of docs/functions.md, and the exported functions
+#   check_exports.sh faked      NM      TABLE ARCHIVE   the rows of docs/functions.md, and the fake's functions
 set -eu
 LC_ALL=C
 export LC_ALL
@@ -22,6 +23,11 @@ marked) # global, defined, not hidden; the address sanitizer adds a marker for e
 library)
     map_names >"$work/unsorted"
     "$tool" -DC --defined-only "$1" | sed 's/^[0-9a-f]* [A-Za-z] //' | sort >"$work/built" ;;
+faked) # without what the tests script it by
+    # shellcheck disable=SC2016 # backquotes are meant
+    sed -n 's/^| `\([^`]*\)` |.*/\1/p' "$list" >"$work/unsorted"
+    "$tool" -gC --defined-only "$1" | sed -n 's/^[0-9a-f]* T //p' | sed -e '/^orvi::test::/d' -e '/^__/d' -e 's/(.*//' |
+        sort >"$work/built" ;;
 documented) # without the methods of the proxy, which the functions stand for; without argument lists
     # shellcheck disable=SC2016 # backquotes are meant
     sed -n 's/^| `\([^`]*\)` |.*/\1/p' "$list" >"$work/unsorted"

@@ -1,5 +1,6 @@
 # Builds the project in consumer/ against what this build produced and runs it.
 #   WAY = package        installs into a fresh folder, which is then moved, and goes by find_package; builds the examples
+#                        and the template of a project, whose tests are run
 #   WAY = subdirectory   goes by add_subdirectory; compiles its own source only, as the rest is what this build is
 set(work ${BUILD_DIR}/consumer-${WAY})
 file(REMOVE_RECURSE ${work})
@@ -54,3 +55,17 @@ endforeach()
 file(CREATE_LINK "${work}/moved here" ${work}/linked SYMBOLIC)
 run(${CMAKE_COMMAND} -E env CC=${CC} CXX=${CXX} "CFLAGS=${flags} ${LINK}" RUN_PATH=${LIBRARY_PATH}
     bash ${CMAKE_CURRENT_LIST_DIR}/by_hand.sh ${work}/linked ${work}/linked/${LIBDIR} ${VERSION} ${work}/by_hand ${emulator})
+
+# The template, as somebody has it who has copied it. What its tests start does not know an emulator.
+file(COPY "${work}/moved here/share/orvi-ai-srv/template" DESTINATION ${work})
+list(TRANSFORM arguments REPLACE "^${CMAKE_CURRENT_LIST_DIR}/consumer$" ${work}/template)
+list(TRANSFORM arguments REPLACE "^${work}/build$" ${work}/template/build)
+list(TRANSFORM arguments REPLACE "^-DCMAKE_BUILD_TYPE=.*" -DCMAKE_BUILD_TYPE=Debug)
+run(${CMAKE_COMMAND} ${arguments})
+run(${CMAKE_COMMAND} --build ${work}/template/build)
+set(which "")
+if(EMULATOR)
+    set(which -R unit)
+endif()
+run(${CMAKE_COMMAND} -E env ${environment} ${CMAKE_CTEST_COMMAND} --test-dir ${work}/template/build --no-tests=error
+    --output-on-failure ${which})

@@ -44,7 +44,7 @@ std::string BashCompletion() {
     for (const orvi_protocol::Message* message : orvi_protocol::AllMessages()) {
         Add(messages, std::string(message->name));
     }
-    std::map<std::string, std::string> words = {{"", "status run"}};
+    std::map<std::string, std::string> words = {{"", "status run serve"}};
     for (const Row& row : orvi_sim::Vocabulary()) {
         const std::string name = row.name;
         const size_t blank = name.find(' ');

@@ -1,6 +1,7 @@
 // orvi-room: makes the simulated room do anything, from any terminal. Its commands are the directions of the simulated
 // service; their rows are the service's own, so that help and wrong words need nobody who runs.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <filesystem>
@@ -40,11 +41,32 @@ void Complain(const std::string& text) {
     std::fprintf(stderr, "orvi-room: %s\n", text.c_str());
 }
 
+struct Answer {
+    ExitCode code;
+    std::string text;
+};
+
+// Text goes to standard output, what went wrong to standard error.
+ExitCode Print(const Answer& answer) {
+    if (answer.code != DONE) {
+        Complain(answer.text);
+    } else if (!answer.text.empty()) {
+        std::printf("%s%s", answer.text.c_str(), answer.text.back() == '\n' ? "" : "\n");
+        std::fflush(stdout);
+    }
+    return answer.code;
+}
+
 std::string Overview() {
     return "Makes the simulated conference room do anything, from any terminal.\n\n"
            "usage: orvi-room DIRECTION [WORD...]      orvi-room DIRECTION --help explains one\n\n"
            "  status                                    the clock, the clock, applications, features, faults\n"
-           "  run FILE                                  the directions of a file, or of - for standard input\n" +
+           "  run FILE                                  the directions of a file, or of - for standard input\n"
+           "  serve                                     for programs: after a line with $ORVI_BUS_DIR the directions "
+           "of\n"
+           "                                            standard input, each answered by a line with its exit code "
+           "and\n"
+           "                                            the bytes of the text that follows\n" +
            orvi_sim::ExplainAll() +
            "\n  --completion bash                         print the completion for this shell\n"
            "  --version                                 print the version\n\n"
@@ -52,25 +74,25 @@ std::string Overview() {
            "Exit code: 0, 1 = answered no, 2 = usage, 3 = nobody is there.\n";
 }
 
-ExitCode Join() {
+Answer Join() {
     static bool isJoined = false;
     if (isJoined) {
-        return DONE;
+        return {DONE, ""};
     }
     OsMsgRegLogFunc(TakeBusLine);
     OsMsgSetLogLevel(1);
     const std::string name = "room" + std::to_string(getpid());
     if (const int result = OsMsgInit(name.c_str()); result != 0) {
-        Complain("cannot join the bus: " + (g_busLine.empty() ? "it says " + std::to_string(result) : g_busLine));
-        return NOBODY;
+        return {NOBODY,
+                "cannot join the bus: " + (g_busLine.empty() ? "it says " + std::to_string(result) : g_busLine)};
     }
     isJoined = true;
-    return DONE;
+    return {DONE, ""};
 }
 
-ExitCode Send(const std::string& line) {
-    if (const ExitCode code = Join(); code != DONE) {
-        return code;
+Answer Send(const std::string& line) {
+    if (Answer joined = Join(); joined.code != DONE) {
+        return joined;
     }
     TagMsgBlock block{};
     std::strncpy(block.recvProcName, SERVICE, sizeof(block.recvProcName) - 1);
@@ -81,29 +103,18 @@ ExitCode Send(const std::string& line) {
     TagMsgBlock* reply = nullptr;
     if (const int result = OsMsgSynSend(&block, &reply, WAIT_MS); result != 0) {
         if (result == ORVI_BUS_E_ARGUMENT) {
-            Complain("this direction is too long: " + g_busLine);
-            return USAGE;
+            return {USAGE, "this direction is too long: " + g_busLine};
         }
-        Complain(result == ORVI_BUS_E_GONE
-                     ? "the service has gone"
-                     : "nobody is there: " +
-                           (g_busLine.empty() ? "the bus says " + std::to_string(result) : g_busLine));
-        return NOBODY;
+        return {NOBODY,
+                result == ORVI_BUS_E_GONE
+                    ? "the service has gone"
+                    : "nobody is there: " + (g_busLine.empty() ? "the bus says " + std::to_string(result) : g_busLine)};
     }
     const std::string answer(static_cast<const char*>(reply->data), reply->data != nullptr ? reply->dataLen : 0);
     OsMsgSynRespFree(reply);
     const bool isDone = answer.compare(0, 2, "ok") == 0;
     const size_t begin = answer.find_first_not_of(" \n", isDone ? 2 : 5);
-    const std::string text = begin == std::string::npos ? "" : answer.substr(begin);
-    if (!isDone) {
-        Complain(text);
-        return REFUSED;
-    }
-    if (!text.empty()) {
-        std::printf("%s\n", text.c_str());
-        std::fflush(stdout);
-    }
-    return DONE;
+    return {isDone ? DONE : REFUSED, begin == std::string::npos ? "" : answer.substr(begin)};
 }
 
 // The service reads files from where it stands.
@@ -118,21 +129,18 @@ void MakePathsAbsolute(const Row& row, Words& words) {
     }
 }
 
-ExitCode Perform(Words words) {
+Answer Perform(Words words) {
     size_t count = 0;
     const Row* const row = orvi_sim::FindRow(words, count);
     if (row == nullptr) {
-        Complain(orvi_sim::NoSuchDirection(words));
-        return USAGE;
+        return {USAGE, orvi_sim::NoSuchDirection(words)};
     }
     if (words.back() == "--help") {
-        std::fputs(orvi_sim::Explain(*row).c_str(), stdout);
-        return DONE;
+        return {DONE, orvi_sim::Explain(*row)};
     }
     orvi_sim::Arguments arguments;
     if (const auto reason = orvi_sim::ReadArguments(*row, words, count, arguments)) {
-        Complain(*reason);
-        return USAGE;
+        return {USAGE, *reason};
     }
     MakePathsAbsolute(*row, words);
     return Send(orvi_sim::JoinWords(words));
@@ -141,9 +149,28 @@ ExitCode Perform(Words words) {
 ExitCode Status() {
     for (const char* line : {"clock", "clients", "state", "faults"}) {
         std::printf("%s: ", line);
-        if (const ExitCode code = Send(line); code != DONE) {
+        if (const ExitCode code = Print(Send(line)); code != DONE) {
             return code;
         }
+    }
+    return DONE;
+}
+
+// One direction after another for a program; what comes back has the length that stands before it. The first line tells
+// which bus this is.
+ExitCode Serve() {
+    const char* const bus = std::getenv("ORVI_BUS_DIR");
+    std::printf("%s\n", bus != nullptr ? bus : "");
+    std::fflush(stdout);
+    for (std::string line; std::getline(std::cin, line);) {
+        Words words;
+        Answer answer{USAGE, "a quote has no end"};
+        if (orvi_sim::SplitLine(line, words)) {
+            answer = words.empty() ? Answer{USAGE, "a direction is missing"} : Perform(words);
+        }
+        std::printf("%d %zu\n", answer.code, answer.text.size());
+        std::fwrite(answer.text.data(), 1, answer.text.size(), stdout);
+        std::fflush(stdout);
     }
     return DONE;
 }
@@ -167,7 +194,7 @@ ExitCode RunFile(const std::string& name) {
         if (isWhole && (words.empty() || words[0][0] == '#')) {
             continue;
         }
-        const ExitCode code = isWhole ? Perform(words) : USAGE;
+        const ExitCode code = isWhole ? Print(Perform(words)) : USAGE;
         if (code != DONE) {
             Complain(name + ":" + std::to_string(number) + ": " + (isWhole ? "stopped here" : "a quote has no end"));
             return code;
@@ -193,7 +220,7 @@ ExitCode Run(Words words) {
     if (first == "help" && words[1] != "--help") {
         words.erase(words.begin());
         words.emplace_back("--help");
-        return Perform(words);
+        return Print(Perform(words));
     }
     if (first == "--version" && words.size() == 1) {
         std::puts("orvi-room " ORVI_VERSION);
@@ -209,7 +236,10 @@ ExitCode Run(Words words) {
     if (first == "run" && words.size() == 2) {
         return RunFile(words[1]);
     }
-    return Perform(words);
+    if (first == "serve" && words.size() == 1) {
+        return Serve();
+    }
+    return Print(Perform(words));
 }
 
 }  // namespace
