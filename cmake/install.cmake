@@ -1,7 +1,7 @@
 # What `cmake --install` lays out, by component, and the package through which another project finds it:
 #
 #   runtime      lib/liborvi_ai_srv.so.3      the product; on a device it is all that is needed
-#   development  include/orvi_ai_srv.h        the public header, find_package(orvi_ai_srv), orvi_ai_srv.pc
+#   development  include/orvi_ai_srv.h, .hpp  the public headers, find_package(orvi_ai_srv), orvi_ai_srv.pc
 #   host         lib/orvi-host/               the platform libraries of a workstation, found by the product from where it
 #                                             stands
 #                bin/                         the simulated vision service and the tools, their pages and completions
@@ -25,7 +25,8 @@ set(orvi_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/orvi_ai_srv)
 set_target_properties(orvi_ai_srv PROPERTIES EXPORT_NAME ai_srv INSTALL_RPATH "$ORIGIN/orvi-host")
 install(TARGETS orvi_ai_srv EXPORT orvi_ai_srv LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
                                                        NAMELINK_COMPONENT development)
-install(FILES ${PROJECT_SOURCE_DIR}/include/orvi_ai_srv.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+install(FILES ${PROJECT_SOURCE_DIR}/include/orvi_ai_srv.h ${PROJECT_SOURCE_DIR}/include/orvi_ai_srv.hpp
+              ${PROJECT_SOURCE_DIR}/include/orvi_ai_srv_events.hpp DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         COMPONENT development)
 
 # --- The workstation's parts ---
@@ -37,7 +38,7 @@ foreach(name ${host_libraries})
     install(TARGETS orvi_${name} EXPORT orvi_host LIBRARY DESTINATION ${orvi_host_dir} COMPONENT host)
 endforeach()
 file(GLOB host_headers ${PROJECT_SOURCE_DIR}/platform/*.h ${PROJECT_SOURCE_DIR}/host/orvi_host_*.h
-     ${PROJECT_SOURCE_DIR}/host/*/orvi_host_*.h ${PROJECT_SOURCE_DIR}/include/orvi_vision_sim_*.h)
+     ${PROJECT_SOURCE_DIR}/host/*/orvi_host_*.h ${PROJECT_SOURCE_DIR}/include/orvi_vision_sim_*.h*)
 install(FILES ${host_headers} DESTINATION ${orvi_host_include} COMPONENT host)
 
 set_target_properties(orvi_vision_sim_payloads PROPERTIES EXPORT_NAME vision_sim_payloads)
