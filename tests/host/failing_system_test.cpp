@@ -260,7 +260,7 @@ class FailingSystem : public BusTest {
                        EXPECT_NE(g_lines, 0) << result << " without a word";
                        const std::string files = Listing();
                        EXPECT_EQ(files.find('~'), std::string::npos) << files;
-                              EXPECT_EQ(files.find(" p:t ") != std::string::npos, g_registered) << files;
+                       EXPECT_EQ(files.find(" p:t ") != std::string::npos, g_registered) << files;
                        EXPECT_LE(Resources::Now().descriptors, before.descriptors + (g_registered ? 6
                                                                                      : g_joined   ? 2
                                                                                                   : 1));
@@ -287,7 +287,6 @@ class FailingSystem : public BusTest {
 };
 
 TEST_F(FailingSystem, OfALifeOnTheBus) {
-    int met = 0;
     for (const Failure& row : kFailures) {
         for (const bool forGood : {false, true}) {
             Failure failure = row;
@@ -295,22 +294,18 @@ TEST_F(FailingSystem, OfALifeOnTheBus) {
             while (!HasFailure() && LiveWith(failure)) {
                 failure.last += forGood ? 0 : 1;
                 ++failure.first;
-                ++met;
             }
         }
     }
     for (const char* call : kInterrupted) {
-        met += LiveWith({call, EINTR, 1, kForGood, 2}) ? 1 : 0;
+        (void)LiveWith({call, EINTR, 1, kForGood, 2});
     }
-    std::printf("%d failures\n", met);
 }
 
 TEST_F(FailingSystem, OfWhatIsDoneThere) {
     for (const Deed& deed : kDeeds) {
-        if (HasFailure()) {
-            return;
-        }
         InAChild([&deed] {
+            SCOPED_TRACE(deed.name);
             const Maker maker;
             g_maker = &maker;
             std::thread([] {}).join();
@@ -323,19 +318,16 @@ TEST_F(FailingSystem, OfWhatIsDoneThere) {
             });
             EXPECT_EQ(OnAThread(deed.run, false), 0);
             const Resources before = Resources::Now();
-            int met = 0;
             for (Failure failure : kFailures) {
                 while (!HasFailure() && DoWith(deed, failure, before)) {
                     failure.last = ++failure.first;
-                    ++met;
                 }
             }
             for (const char* call : kInterrupted) {
-                met += DoWith(deed, {call, EINTR, 1, kForGood, 2}, before) ? 1 : 0;
+                (void)DoWith(deed, {call, EINTR, 1, kForGood, 2}, before);
             }
             EXPECT_EQ(OrviHostMsgStopRoutine("t"), 0);
             loop.join();
-            std::printf("%s: %d failures\n", deed.name, met);
             return 0;
         });
     }
