@@ -3,31 +3,54 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 namespace orvi_test {
 namespace {
 
-// Written by the test while no thread counts that suffers, but for the count.
-Failure g_failure{"", 0};
-std::atomic<bool> g_armed{false};
-std::atomic<int> g_count{0};
-std::atomic<int> g_failed{0};
+struct State {
+    char call[24];  // this and what fails of it are written while nobody counts
+    int error;
+    int first;
+    int last;
+    int step;
+    std::atomic<bool> armed;
+    std::atomic<int> count;
+    std::atomic<int> failed;
+};
+State g_own;
+State* g_state = &g_own;
 thread_local bool t_suffers = false;
+bool g_everybodySuffers = false;
 
 bool Fails(const char* call) {
-    if (!t_suffers || !g_armed.load() || std::strcmp(call, g_failure.call) != 0) {
+    State& state = *g_state;
+    if (!(t_suffers || g_everybodySuffers) || !state.armed.load() || std::strcmp(call, state.call) != 0) {
         return false;
     }
-    const int count = ++g_count;
-    if (count < g_failure.first || count > g_failure.last || (count - g_failure.first) % g_failure.step != 0) {
+    const int count = ++state.count;
+    if (count < state.first || count > state.last || (count - state.first) % state.step != 0) {
         return false;
     }
-    ++g_failed;
-    errno = g_failure.error;
+    ++state.failed;
+    errno = state.error;
     return true;
+}
+
+State* Map(const char* path, int flags) {
+    const int file = open(path, flags | O_RDWR | O_CLOEXEC, 0600);
+    void* mapped = MAP_FAILED;
+    if (file >= 0 && ftruncate(file, sizeof(State)) == 0) {
+        mapped = mmap(nullptr, sizeof(State), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    }
+    (void)close(file);
+    return mapped != MAP_FAILED ? static_cast<State*>(mapped) : nullptr;
 }
 
 // What the C library, or a sanitizer in front of it, has under that name. The search itself may take memory.
@@ -47,15 +70,34 @@ using Passed = Word (*)(Word, Word, Word, Word, Word, Word);
 }  // namespace
 
 void FailAs(const Failure& failure) {
-    g_failure = failure;
-    g_count = 0;
-    g_failed = 0;
-    g_armed = true;
+    State& state = *g_state;
+    state.call[std::string(failure.call).copy(state.call, sizeof(state.call) - 1)] = '\0';
+    state.error = failure.error;
+    state.first = failure.first;
+    state.last = failure.last;
+    state.step = failure.step;
+    state.count = 0;
+    state.failed = 0;
+    state.armed = true;
 }
 
 int Recover() {
-    g_armed = false;
-    return g_failed;
+    g_state->armed = false;
+    return g_state->failed;
+}
+
+void SufferAsToldByEnvironment() {
+    const char* const path = std::getenv("ORVI_TEST_FAILING");
+    if (State* const state = path != nullptr ? Map(path, 0) : nullptr; state != nullptr) {
+        g_state = state;
+        g_everybodySuffers = true;
+    }
+}
+
+void SufferElsewhere(const std::string& path) {
+    if (State* const state = Map(path.c_str(), O_CREAT); state != nullptr) {
+        g_state = state;
+    }
 }
 
 void Suffer(bool suffers) {

@@ -1,5 +1,5 @@
-// A system that fails: the n-th call of a kind, on the threads that a test has chosen. A program that contains
-// failing_system.cpp has its calls of the C library pass through it, whichever library makes them.
+// A system that fails: the n-th call of a kind, on the threads that a test has chosen, or in another process. A program
+// that contains failing_system.cpp has its calls of the C library pass through it, whichever library makes them.
 #ifndef ORVI_TEST_FAILING_SYSTEM_H
 #define ORVI_TEST_FAILING_SYSTEM_H
 
@@ -26,7 +26,14 @@ int Recover();
 // Whether this thread's calls may fail; at first none does.
 void Suffer(bool suffers);
 
-// "the 3rd malloc fails with ENOMEM", for people.
+// From here on failures are those of programs that have this path in their environment as ORVI_TEST_FAILING. The file is
+// made.
+void SufferElsewhere(const std::string& path);
+
+// Makes this process such a program: all of its threads suffer from now on.
+void SufferAsToldByEnvironment();
+
+// For people.
 std::string Describe(const Failure& failure);
 
 }  // namespace orvi_test
