@@ -2,9 +2,13 @@
 #include "failing_system.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <iterator>
+#include <sys/wait.h>
 #include <thread>
 
+#include "orvi_ai_srv.h"
 #include "requests.h"
 #include "vision_test.h"
 
@@ -58,6 +62,39 @@ TEST_F(FailingSystem, OfEveryExportedCall) {
             }
         }
     }
+}
+
+// A process that has not initialised the library fails to, says so, and does it then.
+TEST_F(FailingSystem, OfTheInitialisation) {
+    constexpr int NOT_MET = 3;
+    const Failure more[] = {{"pthread_create", EAGAIN}, {"bind", ENOSPC},   {"fcntl", ENOLCK},  {"pwrite", ENOSPC},
+                            {"epoll_create1", EMFILE},  {"rename", ENOSPC}, {"eventfd", EMFILE}};
+    std::vector<Failure> failures(std::begin(FAILURES), std::end(FAILURES));
+    failures.insert(failures.end(), std::begin(more), std::end(more));
+    simulator_.Start();
+    for (Failure failure : failures) {
+        for (int status = 0; status == 0; failure.last = ++failure.first) {
+            (void)std::fflush(nullptr);
+            const pid_t child = fork();
+            if (child == 0) {
+                const std::string log = sandbox_.Path("library.log");
+                const size_t before = ReadFile(log).size();
+                FailAs(failure);
+                Suffer(true);
+                const int result = Init();
+                Suffer(false);
+                const bool isMet = Recover() != 0;
+                EXPECT_TRUE(result == 0 || ReadFile(log).size() > before) << "no word";
+                EXPECT_EQ(Init(), 0);
+                EXPECT_EQ(OrviAiSrvCheckInInit(), 0);
+                EXPECT_EQ(OrviAiSrvCheckInDeinit(), 0);
+                std::exit(HasFailure() ? 1 : isMet ? 0 : NOT_MET);
+            }
+            ASSERT_EQ(waitpid(child, &status, 0), child);
+            ASSERT_TRUE(status == 0 || (WIFEXITED(status) && WEXITSTATUS(status) == NOT_MET)) << Describe(failure);
+        }
+    }
+    simulator_.Kill();
 }
 
 class FailingService : public VisionTest {
