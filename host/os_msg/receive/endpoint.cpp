@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "orvi_host_bus.h"
+#include "wire/fault_point.h"
 #include "wire/socket.h"
 
 namespace orvi_bus {
@@ -54,7 +55,7 @@ void Endpoint::Drop() {
 
 void Endpoint::Unlink() const {
     MutexLock lock(mutex_);
-    if (IsThere()) {
+    if (IsThere() && AtFaultPoint(FaultPoint::kBeforeUnlink) != Fault::kDrop) {
         (void)unlink(path_.c_str());
     }
 }

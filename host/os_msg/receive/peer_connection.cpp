@@ -10,6 +10,7 @@
 #include "orvi_host_bus.h"
 #include "wire/bus_log.h"
 #include "wire/deadline.h"
+#include "wire/fault_point.h"
 #include "wire/never_destroyed.h"
 #include "wire/settings.h"
 #include "wire/trace.h"
@@ -140,6 +141,12 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     if (sequence == 0 || pending_ != sequence) {
         return ORVI_BUS_E_STATE;
     }
+    const Fault fault = AtFaultPoint(FaultPoint::kBeforeReply);
+    if (fault == Fault::kDrop) {
+        pending_ = 0;
+        return 0;
+    }
+    dataLen = fault == Fault::kTruncate ? dataLen / 2 : dataLen;
     FrameHeader header;
     header.kind = FrameKind::kReply;
     header.flags = data == nullptr ? kFlagNoData : uint16_t{0};
@@ -148,9 +155,11 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     header.dataLen = dataLen;
     uint8_t head[kHeaderSize];
     EncodeHeader(header, head);
+    head[0] = fault == Fault::kCorrupt ? static_cast<uint8_t>(~head[0]) : head[0];
     Parcel parcel{head, sizeof(head), data, dataLen};
     const int64_t sinceNs = IsWatched() ? MonotonicNs() : 0;
-    int result = firstQueued_ == nullptr ? socket_.SendNow(&parcel) : ORVI_BUS_E_WOULD_BLOCK;
+    int result = firstQueued_ == nullptr ? SendFirst(&parcel) : ORVI_BUS_E_WOULD_BLOCK;
+    (void)AtFaultPoint(FaultPoint::kAfterReply);
     pending_ = 0;
     if (result == ORVI_BUS_E_WOULD_BLOCK || (result == ORVI_BUS_E_SYSTEM && IsShortage(errno))) {
         result = Enqueue(parcel) ? 0 : ORVI_BUS_E_GONE;
@@ -163,6 +172,22 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
                       data, dataLen, data == nullptr});
     }
     return result;
+}
+
+int Connection::SendFirst(Parcel* parcel) {
+#ifdef ORVI_FAULT_POINTS
+    Parcel head{parcel->head, parcel->headSize, nullptr, 0};
+    const int result = socket_.SendNow(&head);
+    parcel->taken = head.taken;
+    if (result != 0) {
+        return result;
+    }
+    if (AtFaultPoint(FaultPoint::kInsideReply) == Fault::kTruncate) {
+        errno = ECANCELED;
+        return ORVI_BUS_E_SYSTEM;
+    }
+#endif
+    return socket_.SendNow(parcel);
 }
 
 // Nothing more can be sent. The loop sees its end.

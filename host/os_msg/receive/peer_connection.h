@@ -97,6 +97,7 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
         size_t Cost() const { return sizeof(*this) + size; }
         uint8_t* Bytes() { return reinterpret_cast<uint8_t*>(this + 1); }
     };
+    int SendFirst(Parcel* parcel) ORVI_BUS_REQUIRES(mutex_);
     bool Enqueue(const Parcel& parcel) ORVI_BUS_REQUIRES(mutex_);
     void GiveUp(const char* reason) ORVI_BUS_REQUIRES(mutex_);
     void DropQueue() ORVI_BUS_REQUIRES(mutex_);
