@@ -176,6 +176,9 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
 
 int Connection::SendFirst(Parcel* parcel) {
 #ifdef ORVI_FAULT_POINTS
+    if (!HasFaultAt(FaultPoint::kInsideReply)) {
+        return socket_.SendNow(parcel);
+    }
     Parcel head{parcel->head, parcel->headSize, nullptr, 0};
     const int result = socket_.SendNow(&head);
     parcel->taken = head.taken;

@@ -4,8 +4,8 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
+#include <iterator>
 #include <signal.h>
 #include <sstream>
 #include <string>
@@ -17,77 +17,90 @@ namespace orvi_bus {
 
 namespace {
 
-// In the order of the enumeration, with what can be done there beside what befalls any process.
+// A bit each, in the order of their names.
+enum Action : unsigned { kKill = 1, kStop = 2, kDelay = 4, kDrop = 8, kTruncate = 16, kCorrupt = 32 };
+constexpr const char* kActionNames[] = {"kill", "stop", "delay", "drop", "truncate", "corrupt"};
+constexpr unsigned kAnywhere = kKill | kStop | kDelay;
+
+// In the order of the enumeration.
 constexpr struct {
     const char* name;
-    bool drop;
-    bool truncate;
-    bool corrupt;
+    unsigned actions;
 } kPoints[] = {
-    {"accept.before", false, false, false}, {"accept.after", true, false, false},  // the connection is closed
-    {"receive.after", true, true, true},                                           // the message
-    {"reply.before", true, true, true},                                            // the reply
-    {"reply.inside", false, true, false},                                          // the connection ends here
-    {"reply.after", false, false, false},   {"join.locked", false, false, false},
-    {"join.recorded", false, false, false}, {"unlink.before", true, false, false},  // the endpoint stays
+    {"accept.before", kAnywhere},
+    {"accept.after", kAnywhere | kDrop},                          // the connection
+    {"receive.after", kAnywhere | kDrop | kTruncate | kCorrupt},  // the message
+    {"reply.before", kAnywhere | kDrop | kTruncate | kCorrupt},   // the reply
+    {"reply.inside", kAnywhere | kTruncate},                      // the connection ends here
+    {"reply.after", kAnywhere},
+    {"join.locked", kAnywhere},
+    {"join.recorded", kAnywhere},
+    {"unlink.before", kAnywhere | kDrop},  // the endpoint stays
 };
 constexpr long kDelayNs = 50000000;
 
 struct Plan {
     int point = -1;
-    std::string action;
+    unsigned action = 0;
     int passage = 1;
 };
 
-bool IsAction(int point, const std::string& action) {
-    const auto& row = kPoints[point];
-    return action == "kill" || action == "stop" || action == "delay" || (action == "drop" && row.drop) ||
-           (action == "truncate" && row.truncate) || (action == "corrupt" && row.corrupt);
-}
-
 Plan ReadPlan() {
     const char* const text = getenv("ORVI_TEST_FAULT");
-    Plan plan;
     if (text == nullptr) {
-        return plan;
+        return {};
     }
     std::istringstream words(text);
     std::string name;
-    words >> name >> plan.action >> plan.passage;
-    int point = 0;
-    for (const auto& row : kPoints) {
-        if (name == row.name && IsAction(point, plan.action)) {
-            plan.point = point;
+    std::string action;
+    Plan plan;
+    words >> name >> action;
+    if (!(words >> plan.passage)) {
+        plan.passage = 1;
+    }
+    for (size_t i = 0; i < std::size(kActionNames); ++i) {
+        plan.action |= action == kActionNames[i] ? 1U << i : 0U;
+    }
+    for (size_t i = 0; i < std::size(kPoints); ++i) {
+        if (name == kPoints[i].name && (kPoints[i].actions & plan.action) != 0) {
+            plan.point = static_cast<int>(i);
         }
-        ++point;
     }
     if (plan.point < 0) {
         Log(kLogError, "ORVI_TEST_FAULT=\"%s\": no such point, or not that action there", text);
     }
-    plan.passage = words.fail() ? 1 : plan.passage;
+    return plan;
+}
+
+const Plan& ThePlan() {
+    static const Plan plan = ReadPlan();
     return plan;
 }
 
 }  // namespace
 
+bool HasFaultAt(FaultPoint point) {
+    return static_cast<int>(point) == ThePlan().point;
+}
+
 Fault AtFaultPoint(FaultPoint point) {
-    static const Plan plan = ReadPlan();
+    const Plan& plan = ThePlan();
     static std::atomic<int> passages{0};
-    if (static_cast<int>(point) != plan.point || ++passages != plan.passage) {
+    if (!HasFaultAt(point) || ++passages != plan.passage) {
         return Fault::kNone;
     }
-    if (plan.action == "kill") {
+    if (plan.action == kKill) {
         (void)kill(getpid(), SIGKILL);
-    } else if (plan.action == "stop") {
+    } else if (plan.action == kStop) {
         (void)raise(SIGSTOP);  // this thread goes no step further
-    } else if (plan.action == "delay") {
+    } else if (plan.action == kDelay) {
         const timespec delay{0, kDelayNs};
         (void)nanosleep(&delay, nullptr);
     }
-    return plan.action == "drop"       ? Fault::kDrop
-           : plan.action == "truncate" ? Fault::kTruncate
-           : plan.action == "corrupt"  ? Fault::kCorrupt
-                                       : Fault::kNone;
+    return plan.action == kDrop       ? Fault::kDrop
+           : plan.action == kTruncate ? Fault::kTruncate
+           : plan.action == kCorrupt  ? Fault::kCorrupt
+                                      : Fault::kNone;
 }
 
 }  // namespace orvi_bus

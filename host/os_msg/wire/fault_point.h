@@ -23,6 +23,7 @@ enum class Fault { kNone, kDrop, kTruncate, kCorrupt };
 
 #ifdef ORVI_FAULT_POINTS
 Fault AtFaultPoint(FaultPoint point);
+bool HasFaultAt(FaultPoint point);  // it may come
 #else
 constexpr Fault AtFaultPoint(FaultPoint) {
     return Fault::kNone;
