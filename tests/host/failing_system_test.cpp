@@ -232,6 +232,7 @@ class FailingSystem : public BusTest {
         if (child == 0) {
             (void)alarm(100);
             (void)setenv("ORVI_BUS_DIR", directory.c_str(), 1);
+            (void)setenv("ORVI_BUS_YIELD_US", "0", 1);  // a wait is one receive and one poll
             (void)OsMsgRegLogFunc([](int, const char*) { ++g_lines; });
             (void)OsMsgSetLogLevel(9);
             const int result = body();
