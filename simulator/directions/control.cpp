@@ -5,8 +5,10 @@
 #include <climits>
 #include <cstdio>
 #include <iterator>
+#include <new>
 #include <poll.h>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 
 #include "log.h"
@@ -15,9 +17,10 @@ namespace orvi_sim {
 namespace {
 
 constexpr size_t LONGEST_LINE = 64U << 20;
+constexpr std::string_view NO_MEMORY = "error no memory\n";
 
 // Writes to standard output as its reader takes it: one that reads no more does not keep the program from its end.
-void WriteText(const StopSignal& stop, const std::string& text) {
+void WriteText(const StopSignal& stop, std::string_view text) {
     pollfd watched[] = {{STDOUT_FILENO, POLLOUT, 0}, {stop.Descriptor(), POLLIN, 0}};
     for (size_t written = 0; written < text.size();) {
         if (poll(watched, std::size(watched), -1) < 0 && errno == EINTR) {
@@ -36,7 +39,7 @@ void WriteText(const StopSignal& stop, const std::string& text) {
     }
 }
 
-void WriteAnswer(const StopSignal& stop, const std::string& answer) {
+void WriteAnswer(const StopSignal& stop, const std::string& answer) try {
     // One line each: of what is told in several the lines have "; " between and begin without blanks.
     std::string line;
     for (const char c : answer) {
@@ -46,7 +49,20 @@ void WriteAnswer(const StopSignal& stop, const std::string& answer) {
             line += c;
         }
     }
-    WriteText(stop, line + "\n");
+    line += '\n';
+    WriteText(stop, line);
+} catch (const std::bad_alloc&) {  // of making the line; writing it takes none
+    WriteText(stop, NO_MEMORY);
+}
+
+// False when there is no memory for one more.
+bool Append(std::string& line, char character) {
+    try {
+        line += character;
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
 }
 
 void PerformLine(const Directions& directions, const StopSignal& stop, const std::string& line) {
@@ -70,6 +86,7 @@ void PerformLine(const Directions& directions, const StopSignal& stop, const std
 void ServeControl(const Directions& directions, StopSignal& stop) {
     std::string line;
     bool isEmpty = true;
+    bool isSpoilt = false;
     pollfd watched[] = {{STDIN_FILENO, POLLIN, 0}, {stop.Descriptor(), POLLIN, 0}};
     while (!stop.Raised()) {
         if (poll(watched, std::size(watched), -1) < 0 && errno != EINTR) {
@@ -93,9 +110,16 @@ void ServeControl(const Directions& directions, StopSignal& stop) {
             PerformLine(directions, stop, line);  // the last one may lack its end
             stop.Raise(0);
         } else if (character == '\n') {
-            PerformLine(directions, stop, line);
+            if (isSpoilt) {
+                WriteText(stop, NO_MEMORY);
+            } else {
+                PerformLine(directions, stop, line);
+            }
+            isSpoilt = false;
             line.clear();
-        } else if (line += character; line.size() > LONGEST_LINE) {
+        } else if (!Append(line, character)) {
+            isSpoilt = true;  // the rest of it is read, and it is answered no
+        } else if (line.size() > LONGEST_LINE) {
             WriteAnswer(stop, "error the line is too long");
             stop.Raise(1);
         }

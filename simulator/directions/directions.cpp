@@ -62,6 +62,15 @@ bool Directions::IsOnStage(const std::string& line) const {
 }
 
 Directions::Answer Directions::Perform(const std::string& line) const {
+    try {
+        return PerformLine(line);
+    } catch (const std::exception& exception) {
+        Log("a direction is not done: %s", exception.what());
+        return {"error no memory", nullptr};
+    }
+}
+
+Directions::Answer Directions::PerformLine(const std::string& line) const {
     std::vector<std::string> words;
     if (!SplitLine(line, words)) {
         return {"error a quote has no end", nullptr};

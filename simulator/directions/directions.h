@@ -36,13 +36,15 @@ class Directions {
 
     // Carries out one line. Any number of threads may call it;
     // the lines of one caller follow one another.
-    Answer Perform(const std::string& line) const;
+    Answer Perform(const std::string& line) const;  // throws nothing
 
  private:
     struct Entry {
         Direction direction;
         bool isOnStage;
     };
+
+    Answer PerformLine(const std::string& line) const;
 
     Stage& stage_;
     std::map<std::string, Entry> entries_;

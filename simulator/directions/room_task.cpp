@@ -47,6 +47,7 @@ int RoomTask::OnMessage(TagMsgBlock* message) {
         return 0;
     } catch (const std::exception& exception) {
         Log("a direction is not taken: %s", exception.what());
+        (void)OrviHostMsgReply(message, nullptr, 0);  // who waits for an answer is told; not sent to anybody else
         return -1;
     }
 }
@@ -73,6 +74,7 @@ void RoomTask::Take(const TagMsgBlock& message) {
     } catch (const std::exception&) {
         const std::lock_guard<std::mutex> lock(mutex_);
         --underWay_;
+        changed_.notify_all();
         SendAnswer(message, "error there is no thread for it");
     }
 }

@@ -38,16 +38,24 @@ bool Applications::Meet(const ApplicationId& application, uint32_t pid) {
     if (known_.size() >= MOST) {
         return false;
     }
-    const ProcessWatch::Added added = watch_.Add(application, pid);
-    if (added == ProcessWatch::Added::Ended) {
-        return false;
-    }
-    if (added == ProcessWatch::Added::Unwatchable) {
-        WatchByBus(application.process);
-    }
     known_.emplace(application, Known{});
-    mail_.Open(application);
-    return true;
+    try {
+        mail_.Open(application);
+        const ProcessWatch::Added added = watch_.Add(application, pid);
+        if (added == ProcessWatch::Added::Unwatchable) {
+            WatchByBus(application.process);
+        }
+        if (added != ProcessWatch::Added::Ended) {
+            return true;
+        }
+    } catch (...) {  // no memory, or no thread: it is met anew with its next message
+        mail_.Close(application);
+        known_.erase(application);
+        throw;
+    }
+    mail_.Close(application);
+    known_.erase(application);
+    return false;
 }
 
 void Applications::LearnTask(const ApplicationId& application, const std::string& task) {

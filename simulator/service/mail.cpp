@@ -59,13 +59,14 @@ void Mail::Deliver(const ApplicationId& application, const std::string& task) {
         return;
     }
     Box& box = *found->second;
-    box.task = task;
-    box.delivering = true;
-    for (Letter& letter : box.waiting) {
-        box.queue.push_back(std::move(letter));
-    }
+    std::list<BoxPtr> place{found->second};
+    std::deque<Letter> queue = box.queue;
+    queue.insert(queue.end(), box.waiting.begin(), box.waiting.end());
+    box.task = task;  // the last step that takes memory
+    box.queue.swap(queue);
     box.waiting.clear();
-    Schedule(found->second);
+    box.delivering = true;
+    Schedule(found->second, std::move(place));
 }
 
 void Mail::Withhold(const ApplicationId& application) {
@@ -118,15 +119,17 @@ bool Mail::Post(const ApplicationId& application, uint32_t id, std::shared_ptr<c
             static_cast<unsigned long long>(lost));
         return false;
     }
+    std::list<BoxPtr> place{found->second};
     (box.delivering ? box.queue : box.waiting).push_back({id, std::move(payload)});
-    Schedule(found->second);
+    Schedule(found->second, std::move(place));
     return true;
 }
 
-void Mail::Schedule(const BoxPtr& box) {
+// `place` holds the box: taken before anything has changed, so that this cannot fail.
+void Mail::Schedule(const BoxPtr& box, std::list<BoxPtr> place) {
     if (!box->scheduled && !box->queue.empty()) {
         box->scheduled = true;
-        ready_.push_back(box);
+        ready_.splice(ready_.end(), place);
         Wake();
     }
 }
@@ -201,31 +204,31 @@ void Mail::Run() {
             lock.unlock();
             AwaitWork(isSomebodyBlocked);
             lock.lock();
-            ready_.insert(ready_.end(), blocked_.begin(), blocked_.end());
-            blocked_.clear();
+            ready_.splice(ready_.end(), blocked_);
             continue;
         }
         // One message each in turn, so that a long queue does not hold up the others.
-        const BoxPtr box = ready_.front();
-        ready_.pop_front();
+        std::list<BoxPtr> place;
+        place.splice(place.end(), ready_, ready_.begin());
+        const BoxPtr box = place.front();
         if (!box->queue.empty() && !SendNext(lock, box)) {
-            blocked_.push_back(box);
+            blocked_.splice(blocked_.end(), place);
         } else if (box->queue.empty()) {
             box->scheduled = false;  // all is sent, or it was closed in the meantime
         } else {
-            ready_.push_back(box);
+            ready_.splice(ready_.end(), place);
         }
         changed_.notify_all();
     }
 }
 
-// False when the receiver has no room now.
+// False when the receiver has no room now. Takes no memory of its own.
 bool Mail::SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box) {
     const Letter letter = box->queue.front();
-    const std::string task = box->task;
+    const TagMsgBlock block = BlockTo(box->application.process, box->task);
     sending_ = true;
     lock.unlock();
-    const int result = Send(box->application, task, letter);
+    const int result = Send(block, letter);
     lock.lock();
     sending_ = false;
     if (result == ORVI_BUS_E_WOULD_BLOCK) {
@@ -237,26 +240,29 @@ bool Mail::SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box) {
         box->queue.pop_front();
         if (result == ORVI_BUS_E_ABSENT) {
             lock.unlock();
-            onAbsent_(box->application);
+            try {
+                onAbsent_(box->application);
+            } catch (const std::exception& exception) {  // the next message to it tells again
+                Log("the absence of %s is not noted: %s", block.recvProcName, exception.what());
+            }
             lock.lock();
         }
     }
     return true;
 }
 
-int Mail::Send(const ApplicationId& application, const std::string& task, const Letter& letter) {
-    TagMsgBlock block = BlockTo(application.process, task);
+int Mail::Send(TagMsgBlock block, const Letter& letter) {
     block.msgId = letter.id;
     block.dataLen = static_cast<uint32_t>(letter.payload->size());
     // The bus only reads what it sends; its block has no const.
     block.data = letter.payload->empty() ? nullptr : const_cast<uint8_t*>(letter.payload->data());
     const int result = OrviHostMsgTrySend(&block);
     if (result == 0) {
-        LogVerbose("sent %#x \"%s\" to %s/%s, %u bytes", letter.id, EventName(letter.id), application.process.c_str(),
-                   task.c_str(), block.dataLen);
+        LogVerbose("sent %#x \"%s\" to %s/%s, %u bytes", letter.id, EventName(letter.id), block.recvProcName,
+                   block.recvTaskName, block.dataLen);
     } else if (result != ORVI_BUS_E_WOULD_BLOCK) {
-        Log("cannot send %#x \"%s\" to %s/%s: the bus says %d", letter.id, EventName(letter.id),
-            application.process.c_str(), task.c_str(), result);
+        Log("cannot send %#x \"%s\" to %s/%s: the bus says %d", letter.id, EventName(letter.id), block.recvProcName,
+            block.recvTaskName, result);
     }
     return result;
 }

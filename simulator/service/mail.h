@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -15,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "orvi_os_msg.h"
 #include "payload.h"
 #include "service/application.h"
 
@@ -83,8 +85,8 @@ class Mail {
 
     void Run();
     bool SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box);
-    static int Send(const ApplicationId& application, const std::string& task, const Letter& letter);
-    void Schedule(const BoxPtr& box);
+    static int Send(TagMsgBlock block, const Letter& letter);
+    void Schedule(const BoxPtr& box, std::list<BoxPtr> place);
     void Wake() const;
     void AwaitWork(bool isSomebodyBlocked) const;
     static size_t Drop(Box& box);
@@ -96,8 +98,9 @@ class Mail {
     mutable std::mutex mutex_;  // guards what follows, but for thread_
     std::condition_variable changed_;
     std::map<ApplicationId, BoxPtr> boxes_;
-    std::deque<BoxPtr> ready_;     // have something to send
-    std::vector<BoxPtr> blocked_;  // had no room when it was tried
+    // Boxes go from one to the other without taking memory.
+    std::list<BoxPtr> ready_;    // have something to send
+    std::list<BoxPtr> blocked_;  // had no room when it was tried
     bool sending_ = false;
     bool stopped_ = false;
 

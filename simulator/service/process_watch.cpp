@@ -9,8 +9,12 @@
 #include <unistd.h>
 #include <utility>
 
+#include "log.h"
+
 namespace orvi_sim {
 namespace {
+
+constexpr int PAUSE_MS = 100;  // until there may be memory again
 
 int Checked(int descriptor, const char* what) {
     if (descriptor < 0) {
@@ -32,7 +36,9 @@ ProcessWatch::ProcessWatch(OnEnd onEnd)
     : onEnd_(std::move(onEnd)),
       epoll_(Checked(epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
       stop_(Checked(eventfd(0, EFD_CLOEXEC), "eventfd")) {
-    (void)WatchDescriptor(epoll_, stop_);
+    if (!WatchDescriptor(epoll_, stop_)) {
+        throw std::system_error(errno, std::generic_category(), "epoll_ctl");  // Stop would not be heard
+    }
 }
 
 ProcessWatch::~ProcessWatch() {
@@ -53,16 +59,21 @@ ProcessWatch::Added ProcessWatch::Add(const ApplicationId& application, uint32_t
     if (descriptor < 0) {
         return errno == ESRCH ? Added::Ended : Added::Unwatchable;
     }
-    if (!WatchDescriptor(epoll_, descriptor)) {
-        close(descriptor);
-        return Added::Unwatchable;
+    try {
+        if (!thread_.joinable()) {
+            thread_ = std::thread(&ProcessWatch::Run, this);
+        }
+        processes_.emplace(application, descriptor);
+        byDescriptor_.emplace(descriptor, application);
+        if (WatchDescriptor(epoll_, descriptor)) {
+            return Added::Watched;
+        }
+    } catch (const std::exception&) {  // no memory, or no thread: as where the kernel cannot tell
     }
-    processes_.emplace(application, descriptor);
-    byDescriptor_.emplace(descriptor, application);
-    if (!thread_.joinable()) {
-        thread_ = std::thread(&ProcessWatch::Run, this);
-    }
-    return Added::Watched;
+    processes_.erase(application);
+    byDescriptor_.erase(descriptor);
+    close(descriptor);
+    return Added::Unwatchable;
 }
 
 void ProcessWatch::Remove(const ApplicationId& application) {
@@ -86,28 +97,40 @@ void ProcessWatch::Stop() {
 }
 
 void ProcessWatch::Run() {
-    for (;;) {
+    for (bool more = true; more;) {
         epoll_event event{};
         if (epoll_wait(epoll_, &event, 1, -1) != 1) {
             continue;  // interrupted
         }
-        ApplicationId ended;
-        {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            if (stopped_) {
-                return;
-            }
-            // It may have been removed in the meantime, and its number given to another one.
-            const auto found = byDescriptor_.find(event.data.fd);
-            pollfd watched = {event.data.fd, POLLIN, 0};
-            if (found == byDescriptor_.end() || poll(&watched, 1, 0) != 1) {
-                continue;
-            }
-            ended = found->second;
+        try {
+            more = Tell(event.data.fd);
+        } catch (const std::exception& exception) {
+            Log("the end of a process is told once more: %s", exception.what());
+            pollfd end = {stop_, POLLIN, 0};
+            (void)poll(&end, 1, PAUSE_MS);
         }
-        Remove(ended);
-        onEnd_(ended);
     }
+}
+
+// False at the watch's own end. What is not told for want of memory the kernel tells again.
+bool ProcessWatch::Tell(int descriptor) {
+    ApplicationId ended;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (stopped_) {
+            return false;
+        }
+        // It may have been removed in the meantime, and its number given to another one.
+        const auto found = byDescriptor_.find(descriptor);
+        pollfd watched = {descriptor, POLLIN, 0};
+        if (found == byDescriptor_.end() || poll(&watched, 1, 0) != 1) {
+            return true;
+        }
+        ended = found->second;
+    }
+    onEnd_(ended);
+    Remove(ended);
+    return true;
 }
 
 }  // namespace orvi_sim

@@ -14,7 +14,8 @@ namespace orvi_sim {
 
 class ProcessWatch {
  public:
-    // Called on a thread of the watch's own, without a lock, once for each process that was added.
+    // Called on a thread of the watch's own, without a lock, once for each process that was added,
+    // and again when it throws.
     using OnEnd = std::function<void(const ApplicationId&)>;
     explicit ProcessWatch(OnEnd onEnd);  // throws std::system_error when the system has no descriptor left
     ~ProcessWatch();
@@ -29,6 +30,7 @@ class ProcessWatch {
 
  private:
     void Run();
+    bool Tell(int descriptor);
 
     const OnEnd onEnd_;
     const int epoll_;

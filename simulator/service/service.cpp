@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <iterator>
 #include <mutex>
@@ -25,25 +26,27 @@ constexpr char UNANSWERED[] = "unanswered";
 Service* g_service = nullptr;  // set before the first task is registered, for the life of the process
 
 std::mutex g_busLineMutex;
-std::string g_busLine;  // the bus's last line about itself: the reason of a refusal. Guarded by g_busLineMutex
+char g_busLine[512];    // the bus's last line about itself: the reason of a refusal. Guarded by g_busLineMutex
 bool g_joined = false;  // from then on its lines go to the log at once. Guarded by g_busLineMutex
 
 void TakeBusLine(int level, const char* line) {
-    std::string text = line;
-    while (!text.empty() && text.back() == '\n') {
-        text.pop_back();
+    size_t length = std::strlen(line);
+    while (length != 0 && line[length - 1] == '\n') {
+        --length;
     }
     const std::lock_guard<std::mutex> lock(g_busLineMutex);
     if (g_joined) {
-        Log("%s", text.c_str());
+        Log("%.*s", static_cast<int>(length), line);
     } else if (level <= 1) {
-        g_busLine = text;
+        // The bus is in the middle of something: nothing is thrown into it.
+        g_busLine[std::min(length, sizeof(g_busLine) - 1)] = '\0';
+        std::memcpy(g_busLine, line, std::min(length, sizeof(g_busLine) - 1));
     }
 }
 
 std::string BusReason(int result) {
     const std::lock_guard<std::mutex> lock(g_busLineMutex);
-    return g_busLine.empty() ? "the bus says " + std::to_string(result) : g_busLine;
+    return g_busLine[0] == '\0' ? "the bus says " + std::to_string(result) : g_busLine;
 }
 
 std::string Expected(const RequestRow& row) {
@@ -142,6 +145,7 @@ void Service::RunLoop(const char* task) {
     if (const int result = OsMsgTaskRoutineByName(task); result != 0) {
         Log("the receive loop of %s ended: the bus says %d", task, result);
         stop_.Raise(1);
+        OsMsgUnregTask(SERVICE_NAME, 1, task);  // who waits for an answer of it is told by the hang-up
     }
 }
 
@@ -150,8 +154,24 @@ int Service::OnMessage(TagMsgBlock* message) {
         g_service->Take(*message);
         return 0;
     } catch (const std::exception& exception) {
-        Log("message %#x not handled: %s", message->msgId, exception.what());
+        NotHandled(*message, exception);
         return -1;
+    }
+}
+
+// Its sender is told at once, if it still waits, by an answer without data.
+void Service::NotHandled(const TagMsgBlock& message, const std::exception& exception) {
+    Log("message %#x not handled: %s", message.msgId, exception.what());
+    if (OrviHostMsgWantsReply(&message) != 0) {
+        (void)OrviHostMsgReply(&message, nullptr, 0);  // not sent when it has been answered
+    }
+}
+
+void Service::ServeLater(const Incoming& incoming) {
+    try {
+        Serve(incoming);
+    } catch (const std::exception& exception) {
+        NotHandled(incoming.block, exception);
     }
 }
 
@@ -196,7 +216,7 @@ void Service::Take(const TagMsgBlock& message) {
     if (incoming.fault.isHeld) {
         Hold(incoming);
     } else {
-        stage_.After(delay, [this, incoming] { Serve(incoming); });
+        stage_.After(delay, [this, incoming] { ServeLater(incoming); });
     }
 }
 
@@ -239,7 +259,7 @@ size_t Service::Release(uint32_t id) {
     const std::vector<Incoming> released(firstOut, held_.end());
     held_.erase(firstOut, held_.end());
     for (const Incoming& incoming : released) {
-        Serve(incoming);
+        ServeLater(incoming);
     }
     return released.size();
 }
@@ -247,7 +267,7 @@ size_t Service::Release(uint32_t id) {
 size_t Service::ReleaseAll() {
     const std::vector<Incoming> released = std::exchange(held_, {});
     for (const Incoming& incoming : released) {
-        Serve(incoming);
+        ServeLater(incoming);
     }
     return released.size();
 }
@@ -359,7 +379,7 @@ void Service::Serve(Incoming incoming) {
 void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& task) {
     const Request request = incoming.AsRequest();
     LearnTask(request, entry);
-    stage_.BeginRequest(request.sender);
+    const Stage::InRequest inRequest(stage_, request.sender);
     const Answer answer = Decide(request, entry, task, incoming.fault);
     if (answer.IsRefused()) {
         LogRefusal(incoming, entry, answer.Reason());
@@ -374,7 +394,7 @@ void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& 
     if (entry != nullptr) {
         TellVerdict(*entry->row, request, incoming.fault, answer);
     }
-    stage_.EndRequest();
+    inRequest.End();
 }
 
 void Service::Note(Incoming& incoming, const std::string& ending) {

@@ -77,6 +77,8 @@ class Service {
     void Forget(const TagMsgBlock& event);
     void Hold(const Incoming& incoming);
     void Serve(Incoming incoming);
+    void ServeLater(const Incoming& incoming);  // what is thrown is told to its sender
+    static void NotHandled(const TagMsgBlock& message, const std::exception& exception);
     void Handle(Incoming& incoming, const Entry* entry, const std::string& task);
     std::string FaultOfForm(const Request& request, const Entry* entry, const std::string& task) const;
     Answer Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault);

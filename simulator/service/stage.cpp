@@ -38,10 +38,6 @@ void Stage::TellAll(uint32_t id, Payload payload) {
     }
 }
 
-void Stage::BeginRequest(const ApplicationId& sender) {
-    requester_ = sender;
-}
-
 void Stage::EndRequest() {
     requester_ = {};
     for (Event& event : std::exchange(toldInRequest_, {})) {

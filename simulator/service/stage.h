@@ -64,9 +64,19 @@ class Stage {
 
     // --- For the service and the directions, on the stage ---
 
-    // What is told between the two leaves with the second, behind the reply.
-    void BeginRequest(const ApplicationId& sender);
-    void EndRequest();
+    // A request is being handled while it lives: what is told meanwhile leaves with End, behind the reply; when that is
+    // not reached, with the next request's.
+    class InRequest {
+     public:
+        InRequest(Stage& stage, const ApplicationId& sender) : stage_(stage) { stage_.requester_ = sender; }
+        ~InRequest() { stage_.requester_.process.clear(); }
+        InRequest(const InRequest&) = delete;
+        InRequest& operator=(const InRequest&) = delete;
+        void End() const { stage_.EndRequest(); }
+
+     private:
+        Stage& stage_;
+    };
 
     // The number of applications that it was queued for; of one process when one is named.
     size_t Push(const std::string* process, uint32_t id, Payload payload);
@@ -88,6 +98,7 @@ class Stage {
     void Stop();
 
  private:
+    void EndRequest();
     struct Event {
         ApplicationId application;
         uint32_t id;

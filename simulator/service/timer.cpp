@@ -1,7 +1,10 @@
 #include "service/timer.h"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
+
+#include "log.h"
 
 namespace orvi_sim {
 
@@ -107,7 +110,11 @@ void Timer::RunFirst(std::unique_lock<std::mutex>& lock) {
     work_.erase(work_.begin());
     pinned_ = std::max(due, latest_);
     lock.unlock();
-    entry.work();
+    try {
+        entry.work();
+    } catch (const std::exception& exception) {
+        Log("what was due is not done: %s", exception.what());
+    }
     lock.lock();
     if (entry.standing || !clock_.Flows()) {
         clock_.Set(*pinned_, Machine::now());

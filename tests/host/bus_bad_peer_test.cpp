@@ -147,6 +147,61 @@ TEST_F(BusTest, IdleConnectionsKeepNobodyOut) {
     EXPECT_EQ(client.Ask("storm server t 8 10"), "80 good");
 }
 
+// Kilobytes of memory that a process has.
+size_t MemoryOf(const Peer& peer) {
+    std::ifstream status("/proc/" + std::to_string(peer.Pid()) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) {
+            return std::stoul(line.substr(6));
+        }
+    }
+    return 0;
+}
+
+// All at once: who says nothing, lies, stops inside a frame, says to be somebody else, floods, and reads no answer.
+TEST_F(BusTest, ACrowdOfBadPeersChangesNothingForAnHonestOne) {
+    constexpr size_t kCrowd = 2000;
+    constexpr size_t kMostKilobytes = 64 << 10;
+    if (!AllowDescriptors(kCrowd)) {
+        GTEST_SKIP() << "needs a higher limit of descriptors";
+    }
+    Peer& server = StartTask("server", "t");
+    Peer& client = StartTask("client", "c");
+    ASSERT_EQ(client.Ask("storm server t 8 10"), "80 good");
+    const size_t before = MemoryOf(server);
+    Bytes flood = Greeting("raw", 1);
+    Bytes unread = Greeting("raw", 2);
+    for (uint32_t i = 1; i <= 50; ++i) {
+        flood = flood + Frame(FrameKind::kOneWay, 0, kEchoQuietly, Payload(100));
+        unread = unread + Frame(FrameKind::kRequest, i, kEchoQuietly, Payload(1000));
+    }
+    const Bytes frame = Frame(FrameKind::kOneWay, 0, kTellSender, {});
+    const Bytes sayings[] = {{},
+                             Bytes(500, 'x'),
+                             Greeting("raw", 3) + Bytes(frame.begin(), frame.end() - 1),
+                             Greeting("client", 4) + frame,
+                             flood,
+                             unread};
+    std::vector<Socket> crowd;
+    for (size_t i = 0; i < kCrowd; ++i) {
+        crowd.emplace_back(directory + "/server:t");
+        const Bytes& saying = sayings[i % std::size(sayings)];
+        (void)crowd.back().SendSome(saying.data(), saying.size());
+        if (i % 200 == 0) {
+            EXPECT_EQ(client.Ask("storm server t 4 5"), "20 good");
+        }
+    }
+    EXPECT_EQ(client.Ask("storm server t 8 50"), "400 good");
+    EXPECT_LT(MemoryOf(server), before + kMostKilobytes);
+    for (const std::string& line : server.Seen()) {
+        if (line.rfind("sender ", 0) == 0) {
+            EXPECT_EQ(line, "sender 0 '' " + std::to_string(getpid()) + " " + kUid);
+        }
+    }
+    crowd.clear();
+    EXPECT_EQ(client.Ask("storm server t 8 10"), "80 good");
+}
+
 // Nobody reads the answers, which are more than the kernel takes: the peer loses its connection, when it makes no
 // progress or when its queue is full, and nobody waits for it.
 TEST_F(BusTest, UnreadAnswersHoldUpNobody) {

@@ -40,7 +40,8 @@ class Peer {
     // What it has written to standard error so far.
     std::string Errors() const { return orvi_test::ReadFile(errorPath_); }
 
-    void Kill();                                          // SIGKILL, and waits for the end
+    void Kill();  // SIGKILL, and waits for the end
+    void Signal(int signal) { process_.Signal(signal); }
     void KillWithoutWait() { process_.Signal(SIGKILL); }  // the end comes soon
     int WaitForExit() { return process_.Wait(); }         // exit code, or minus the signal that ended it
     pid_t Pid() const { return process_.Pid(); }

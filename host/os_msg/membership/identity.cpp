@@ -16,6 +16,7 @@
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
 #include "wire/deadline.h"
+#include "wire/fault_point.h"
 #include "wire/settings.h"
 #include "wire/trace.h"
 
@@ -94,6 +95,7 @@ int Identity::TakeName(const Directory& directory, const char* name, std::string
             if (!others) {
                 return again && errno == EAGAIN ? ORVI_BUS_E_TIMEOUT : ORVI_BUS_E_SYSTEM;
             }
+            (void)AtFaultPoint(FaultPoint::kJoinLocked);
             RecordLook found;
             {
                 MutexLock lock(mutex_);
@@ -149,6 +151,7 @@ int Identity::PutInPlace(const Directory& directory, const char* name, const Pre
         *why = recordPath_ + ": " + strerror(errno);
         return ORVI_BUS_E_SYSTEM;
     }
+    (void)AtFaultPoint(FaultPoint::kJoinRecorded);
     file_ = std::move(made.File());
     own_.record = FileId(status);
     record_ = record;

@@ -10,6 +10,7 @@
 
 #include "wire/bus_log.h"
 #include "wire/deadline.h"
+#include "wire/fault_point.h"
 #include "wire/settings.h"
 
 namespace orvi_bus {
@@ -32,8 +33,12 @@ Connections::~Connections() {
 
 bool Connections::Accept(int most) {
     for (int i = 0; i < most; ++i) {
+        (void)AtFaultPoint(FaultPoint::kBeforeAccept);
         Fd accepted = endpoint_->Accept();
         int error = accepted ? 0 : errno;
+        if (accepted && AtFaultPoint(FaultPoint::kAfterAccept) == Fault::kDrop) {
+            continue;
+        }
         if (error == 0) {
             std::shared_ptr<Connection> connection;
             try {

@@ -9,13 +9,14 @@
 #include <utility>
 
 #include "orvi_host_bus.h"
+#include "wire/fault_point.h"
 #include "wire/socket.h"
 
 namespace orvi_bus {
 
 int Endpoint::Open(const char* taskName, std::string* why) {
     const Directory& directory = self_.Where();
-    const std::string path = EndpointPath(directory, self_.Name(), taskName);
+    std::string path = EndpointPath(directory, self_.Name(), taskName);
     // Only this process makes names that begin with its own, so the name of the unfinished endpoint is free.
     const std::string unfinished = path + '~';
     sockaddr_un address{};
@@ -32,13 +33,14 @@ int Endpoint::Open(const char* taskName, std::string* why) {
         !AdoptSocket(directory, unfinished) || listen(listener.Get(), SOMAXCONN) != 0 ||
         lstat(unfinished.c_str(), &status) != 0 || !loop_->Add(&source_, listener.Get(), EPOLLIN) ||
         rename(unfinished.c_str(), path.c_str()) != 0) {
-        *why = path + ": " + strerror(errno);
+        const int error = errno;
         (void)unlink(unfinished.c_str());
+        *why = path + ": " + strerror(error);
         return ORVI_BUS_E_SYSTEM;
     }
     Drop();
     listener_ = std::move(listener);
-    path_ = path;
+    path_ = std::move(path);  // takes no memory: the endpoint can be seen
     file_ = FileId(status);
     return 0;
 }
@@ -53,7 +55,7 @@ void Endpoint::Drop() {
 
 void Endpoint::Unlink() const {
     MutexLock lock(mutex_);
-    if (IsThere()) {
+    if (IsThere() && AtFaultPoint(FaultPoint::kBeforeUnlink) != Fault::kDrop) {
         (void)unlink(path_.c_str());
     }
 }

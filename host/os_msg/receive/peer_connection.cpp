@@ -1,5 +1,6 @@
 #include "receive/peer_connection.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <sys/epoll.h>
@@ -9,6 +10,7 @@
 #include "orvi_host_bus.h"
 #include "wire/bus_log.h"
 #include "wire/deadline.h"
+#include "wire/fault_point.h"
 #include "wire/never_destroyed.h"
 #include "wire/settings.h"
 #include "wire/trace.h"
@@ -19,6 +21,8 @@ namespace {
 
 // Told of bytes once, when they come: a connection that is not read for a while costs nothing meanwhile.
 constexpr uint32_t kEvents = EPOLLIN | EPOLLRDHUP | EPOLLET;
+
+constexpr int64_t kAgainNs = 10000000;  // until an answer that failed for want of memory is tried again
 
 // Every accepted connection of the process by its id, for answers from other threads.
 struct Table {
@@ -137,6 +141,12 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     if (sequence == 0 || pending_ != sequence) {
         return ORVI_BUS_E_STATE;
     }
+    const Fault fault = AtFaultPoint(FaultPoint::kBeforeReply);
+    if (fault == Fault::kDrop) {
+        pending_ = 0;
+        return 0;
+    }
+    dataLen = fault == Fault::kTruncate ? dataLen / 2 : dataLen;
     FrameHeader header;
     header.kind = FrameKind::kReply;
     header.flags = data == nullptr ? kFlagNoData : uint16_t{0};
@@ -145,22 +155,42 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     header.dataLen = dataLen;
     uint8_t head[kHeaderSize];
     EncodeHeader(header, head);
+    head[0] = fault == Fault::kCorrupt ? static_cast<uint8_t>(~head[0]) : head[0];
     Parcel parcel{head, sizeof(head), data, dataLen};
     const int64_t sinceNs = IsWatched() ? MonotonicNs() : 0;
-    int result = firstQueued_ == nullptr ? socket_.SendNow(&parcel) : ORVI_BUS_E_WOULD_BLOCK;
-    if (result == ORVI_BUS_E_WOULD_BLOCK) {
+    int result = firstQueued_ == nullptr ? SendFirst(&parcel) : ORVI_BUS_E_WOULD_BLOCK;
+    (void)AtFaultPoint(FaultPoint::kAfterReply);
+    pending_ = 0;
+    if (result == ORVI_BUS_E_WOULD_BLOCK || (result == ORVI_BUS_E_SYSTEM && IsShortage(errno))) {
         result = Enqueue(parcel) ? 0 : ORVI_BUS_E_GONE;
-    } else if (result == ORVI_BUS_E_SYSTEM && parcel.taken != 0) {
-        GiveUp(strerror(errno));  // half an answer would spoil what follows it
-    }
-    if (result != ORVI_BUS_E_SYSTEM) {
-        pending_ = 0;  // else it may be tried again
+    } else if (result == ORVI_BUS_E_SYSTEM) {
+        GiveUp(strerror(errno));  // the peer is told by the hang-up, instead of waiting for nothing
+        result = ORVI_BUS_E_GONE;
     }
     if (sinceNs != 0) {
         TellWatchers({sinceNs, TraceKind::kReply, msgId, sequence, hello.stream, result, 0, nullptr, hello.procName, "",
                       data, dataLen, data == nullptr});
     }
     return result;
+}
+
+int Connection::SendFirst(Parcel* parcel) {
+#ifdef ORVI_FAULT_POINTS
+    if (!HasFaultAt(FaultPoint::kInsideReply)) {
+        return socket_.SendNow(parcel);
+    }
+    Parcel head{parcel->head, parcel->headSize, nullptr, 0};
+    const int result = socket_.SendNow(&head);
+    parcel->taken = head.taken;
+    if (result != 0) {
+        return result;
+    }
+    if (AtFaultPoint(FaultPoint::kInsideReply) == Fault::kTruncate) {
+        errno = ECANCELED;
+        return ORVI_BUS_E_SYSTEM;
+    }
+#endif
+    return socket_.SendNow(parcel);
 }
 
 // Nothing more can be sent. The loop sees its end.
@@ -208,7 +238,10 @@ bool Connection::SendQueued(int64_t nowNs) {
             progressNs_ = nowNs;
             queued->taken = parcel.taken;
         }
-        if (result == ORVI_BUS_E_WOULD_BLOCK) {
+        // Of a kernel that had no memory nobody tells when it has some.
+        const bool shortage = result == ORVI_BUS_E_SYSTEM && IsShortage(errno);
+        againNs_ = shortage ? nowNs + kAgainNs : INT64_MAX;
+        if (result == ORVI_BUS_E_WOULD_BLOCK || shortage) {
             return nowNs - progressNs_ < LimitNs(GetSettings().sendWaitMs);
         }
         if (result == ORVI_BUS_E_GONE) {
@@ -231,7 +264,7 @@ bool Connection::SendQueued(int64_t nowNs) {
 
 int64_t Connection::AnswersDueNs() {
     MutexLock lock(mutex_);
-    return firstQueued_ != nullptr ? progressNs_ + LimitNs(GetSettings().sendWaitMs) : INT64_MAX;
+    return firstQueued_ != nullptr ? std::min(againNs_, progressNs_ + LimitNs(GetSettings().sendWaitMs)) : INT64_MAX;
 }
 
 Connection::Unread Connection::UnreadAnswers(bool* answered) {

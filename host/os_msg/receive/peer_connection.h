@@ -74,7 +74,7 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     void ExpectAnswer(uint32_t sequence);
     // Hands queued answers over. False when the peer is not worth keeping: it has read nothing for too long.
     bool SendQueued(int64_t nowNs);
-    // When SendQueued would say so, INT64_MAX while nothing is queued.
+    // When SendQueued is to be called at the latest, INT64_MAX while nothing is queued.
     int64_t AnswersDueNs();
     // kSome: answers wait. kOver: the connection was given up for what its peer does not read.
     enum class Unread { kNone, kSome, kOver };
@@ -97,6 +97,7 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
         size_t Cost() const { return sizeof(*this) + size; }
         uint8_t* Bytes() { return reinterpret_cast<uint8_t*>(this + 1); }
     };
+    int SendFirst(Parcel* parcel) ORVI_BUS_REQUIRES(mutex_);
     bool Enqueue(const Parcel& parcel) ORVI_BUS_REQUIRES(mutex_);
     void GiveUp(const char* reason) ORVI_BUS_REQUIRES(mutex_);
     void DropQueue() ORVI_BUS_REQUIRES(mutex_);
@@ -113,7 +114,8 @@ class Connection : public Source, public std::enable_shared_from_this<Connection
     uint32_t pending_ ORVI_BUS_GUARDED_BY(mutex_) = 0;  // sequence of the request that waits for its answer, or 0
     Queued* firstQueued_ ORVI_BUS_GUARDED_BY(mutex_) = nullptr;
     Queued* lastQueued_ ORVI_BUS_GUARDED_BY(mutex_) = nullptr;
-    int64_t progressNs_ ORVI_BUS_GUARDED_BY(mutex_) = 0;  // when the peer last took something of the queue
+    int64_t progressNs_ ORVI_BUS_GUARDED_BY(mutex_) = 0;       // when the peer last took something of the queue
+    int64_t againNs_ ORVI_BUS_GUARDED_BY(mutex_) = INT64_MAX;  // when to try what the kernel had no memory for
 };
 
 }  // namespace orvi_bus

@@ -12,6 +12,7 @@
 #include "wire/bus_log.h"
 #include "wire/bus_name.h"
 #include "wire/deadline.h"
+#include "wire/fault_point.h"
 #include "wire/trace.h"
 
 namespace orvi_bus {
@@ -313,13 +314,28 @@ bool Task::Dispatch(Connection* connection, const FrameHeader& header, const uin
         }
         connection->reader.Consume();
     }
+    uint32_t dataLen = header.dataLen;
+    switch (AtFaultPoint(FaultPoint::kAfterReceive)) {
+        case Fault::kNone:
+            break;
+        case Fault::kDrop:
+            return true;
+        case Fault::kTruncate:
+            dataLen /= 2;
+            break;
+        case Fault::kCorrupt:
+            if (dataLen != 0) {
+                data[0] = static_cast<uint8_t>(~data[0]);
+            }
+            break;
+    }
     TagMsgBlock block{};
     block.senderUid = connection->peer.uid;
     block.msgId = header.msgId;
     SetName(block.recvProcName, self_->Name());
     SetName(block.recvTaskName, name_);
-    block.dataLen = header.dataLen;
-    block.data = header.dataLen != 0 ? const_cast<uint8_t*>(payload) : nullptr;
+    block.dataLen = dataLen;
+    block.data = dataLen != 0 ? const_cast<uint8_t*>(payload) : nullptr;
     OrviHostMsgSender sender{};
     if (connection->number != 0) {
         SetName(sender.procName, connection->hello.procName);

@@ -28,7 +28,7 @@ constexpr uint32_t kBacklogPauseMs = 20;
 // thread_local's: the main thread may still send from exit handlers, after its thread_local objects are gone.
 class ThreadConnections {
  public:
-    // Null when there is no memory.
+    // Throws std::bad_alloc when there is no memory for them; another call may have some.
     static ThreadConnections* Mine();
 
     Outgoing* Find(const TagMsgBlock& to);
@@ -55,22 +55,20 @@ std::atomic<uint64_t> ThreadConnections::nextStream_{1};
 ThreadConnections* ThreadConnections::Mine() {
     struct Key {
         Key() {
-            good = pthread_key_create(&key, [](void* mine) { delete static_cast<ThreadConnections*>(mine); }) == 0;
+            if (pthread_key_create(&key, [](void* mine) { delete static_cast<ThreadConnections*>(mine); }) != 0) {
+                throw std::bad_alloc();
+            }
         }
         pthread_key_t key{};
-        bool good = false;
     };
     static const Key key;
-    if (!key.good) {
-        return nullptr;
-    }
     auto* mine = static_cast<ThreadConnections*>(pthread_getspecific(key.key));
     if (mine == nullptr) {
-        mine = new (std::nothrow) ThreadConnections;
-        if (mine != nullptr && pthread_setspecific(key.key, mine) != 0) {
-            delete mine;
-            mine = nullptr;
+        auto made = std::make_unique<ThreadConnections>();
+        if (pthread_setspecific(key.key, made.get()) != 0) {
+            throw std::bad_alloc();
         }
+        mine = made.release();
     }
     return mine;
 }
@@ -256,9 +254,6 @@ int Tell(const Delivery& delivery, int result) {
 
 int SendOneWay(const Identity& self, const TagMsgBlock& block, uint32_t waitMs) {
     ThreadConnections* mine = ThreadConnections::Mine();
-    if (mine == nullptr) {
-        return ORVI_BUS_E_SYSTEM;
-    }
     const Deadline deadline(waitMs);
     const Delivery delivery{self, block, FrameKind::kOneWay, &deadline};
     Outgoing* connection = nullptr;
@@ -267,24 +262,17 @@ int SendOneWay(const Identity& self, const TagMsgBlock& block, uint32_t waitMs) 
 
 int TrySend(const Identity& self, const TagMsgBlock& block) {
     ThreadConnections* mine = ThreadConnections::Mine();
-    if (mine == nullptr) {
-        return ORVI_BUS_E_SYSTEM;
-    }
     const Delivery delivery{self, block, FrameKind::kOneWay, nullptr};
     Outgoing* connection = nullptr;
     return Tell(delivery, Deliver(delivery, mine, &connection));
 }
 
 int AwaitRoom(int wake, uint32_t waitMs) {
-    ThreadConnections* mine = ThreadConnections::Mine();
-    return mine != nullptr ? mine->AwaitRoom(wake, waitMs) : ORVI_BUS_E_SYSTEM;
+    return ThreadConnections::Mine()->AwaitRoom(wake, waitMs);
 }
 
 int SendRequest(const Identity& self, const TagMsgBlock& block, uint32_t waitMs, TagMsgBlock** reply) {
     ThreadConnections* mine = ThreadConnections::Mine();
-    if (mine == nullptr) {
-        return ORVI_BUS_E_SYSTEM;
-    }
     const Deadline deadline(waitMs);
     const Delivery delivery{self, block, FrameKind::kRequest, &deadline};
     Outgoing* connection = nullptr;
