@@ -39,6 +39,9 @@ int main(int argc, char** argv) {
     tagOrviAiConfInfo conference{};
     orvi::Result result = orvi::setText(conference.text1, "weekly meeting");
     if (result) {
+        result = orvi::setText(conference.text2, "room 7");
+    }
+    if (result) {
         result = captions.init([&shown](const orvi::CaptionEvent& event) {
             const auto line = orvi::sim::CaptionLine(event);
             if (line && line->isFinal != 0) {

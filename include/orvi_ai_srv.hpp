@@ -20,6 +20,7 @@
 #define ORVI_AI_SRV_HPP
 
 #include <array>
+#include <atomic>
 #include <string>
 #include <string_view>
 
@@ -116,7 +117,7 @@ class __attribute__((visibility("default"))) Hub {
     std::shared_ptr<Slot<FaceEvent>>& Of(FaceEvent*) { return faces_; }
 
     std::mutex mutex_;
-    pid_t process_ = 0;  // that opened a connection
+    std::atomic<pid_t> process_{0};  // that opened a connection
     std::shared_ptr<Slot<Event>> main_;
     std::shared_ptr<Slot<CaptionEvent>> captions_;
     std::shared_ptr<Slot<FaceEvent>> faces_;
@@ -666,8 +667,8 @@ class Connection {
         link_->main->Replace(Wrap(link_, std::move(handler)));
         return {};
     }
-    // Ends the handlers of events and captions and leaves. The connection may be opened again, under any name that the
-    // bus has not joined yet: the process keeps its place on the bus.
+    // Ends the handlers of events and captions and leaves. The connection may be opened again: the process keeps its place
+    // on the bus.
     Result close() {
         if (link_ == nullptr) {
             return Result(Error::NO_OBJECT);

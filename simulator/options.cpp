@@ -52,11 +52,12 @@ int ReadOptions(int argc, char** argv, Options& options) {
                    "send a message to each client, MS milliseconds after it announced itself; may be repeated")
         ->type_name("MESSAGE[:WORD,...][@MS]")
         ->allow_extra_args(false);
-    app.add_option("-s,--scenario", options.scenarioFile, "play this file: directions at their times, see below")
-        ->type_name("FILE")
-        ->check(IsGiven, "");
-    app.add_flag("--check", options.check, "only tell what is wrong with the scenario, and end")->needs("--scenario");
-    app.add_flag("--exit-at-end", options.exitAtEnd, "end when the scenario has been played")->needs("--scenario");
+    CLI::Option* const scenario =
+        app.add_option("-s,--scenario", options.scenarioFile, "play this file: directions at their times, see below")
+            ->type_name("FILE")
+            ->check(IsGiven, "");
+    app.add_flag("--check", options.check, "only tell what is wrong with the scenario, and end")->needs(scenario);
+    app.add_flag("--exit-at-end", options.exitAtEnd, "end when the scenario has been played")->needs(scenario);
     app.add_option("--speed", options.speed,
                    "how the room's time goes: so many times as fast as the machine's, or max,\n"
                    "from event to event without a pause")

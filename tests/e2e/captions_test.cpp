@@ -137,5 +137,20 @@ TEST_F(CaptionsTest, TheExampleShowsTheConversation) {
     EXPECT_EQ(interrupted.Wait(), 1) << "the service is gone";
 }
 
+TEST_F(CaptionsTest, TheExampleInCppGoesOnWithARestartedService) {
+    simulator_.Start();
+    const std::string errors = sandbox_.Path("cpp_captions.log");
+    ChildProcess example("cpp_captions", {"6"}, errors);
+    EXPECT_TRUE(example.ReadUntil("Boris: Loud and clear."));
+    simulator_.Kill();
+    EXPECT_TRUE(example.ReadUntil("the service is gone"));
+    simulator_.Start();
+    for (const char* piece : {"connection", "captions, init", "captions, start"}) {
+        EXPECT_TRUE(example.ReadUntil(std::string(piece) + " again: done")) << ReadFile(errors);
+    }
+    EXPECT_TRUE(example.ReadUntil("cpp_captions: done"));
+    EXPECT_EQ(example.Wait(), 0) << ReadFile(errors);
+}
+
 }  // namespace
 }  // namespace orvi_test

@@ -2,6 +2,7 @@
 #include <cstring>
 #include <filesystem>
 #include <map>
+#include <unistd.h>
 
 #include "child_process.h"
 #include "orvi_vision_sim_payloads.h"
@@ -189,6 +190,22 @@ TEST_F(FaceTest, MistakenRepliesFailTheCallAndNothingElse) {
     EXPECT_EQ(OrviAiSrvStartFaceDetector(detector), 0);
     EXPECT_EQ(OrviAiSrvDestroyFaceDetector(detector), 0);
     ExpectBackAt(baseline);
+}
+
+TEST_F(FaceTest, TheExampleInAnEventLoopSeesFaces) {
+    if (access(ORVI_TEST_BIN_DIR "/sd_event_faces", X_OK) != 0) {
+        GTEST_SKIP() << "built where systemd's library is";
+    }
+    simulator_.Start();
+    const std::string errors = sandbox_.Path("sd_event_faces.log");
+    ChildProcess example("sd_event_faces", {"2"}, errors);
+    EXPECT_TRUE(example.ReadUntil("sd_event_faces: "));
+    EXPECT_EQ(example.Wait(), 0) << ReadFile(errors);
+    ChildProcess ended("sd_event_faces", {"100000"}, errors);
+    EXPECT_TRUE(ended.ReadUntil("sd_event_faces: "));
+    simulator_.Kill();
+    EXPECT_TRUE(ended.ReadUntil("the service is gone"));
+    EXPECT_EQ(ended.Wait(), 1) << ReadFile(errors);
 }
 
 }  // namespace
