@@ -30,4 +30,16 @@ for program in by_pkg_config_c by_pkg_config_cpp by_make; do
     run "$program" "$@"
 done
 sim=$(pkg-config --variable=vision_sim orvi_host)
+# The page for newcomers, as one who has only what is installed.
+if (($# == 0)) && [[ ${CFLAGS:-} != *-fsanitize* ]] && [[ -n ${PAGE:-} ]]; then
+    folder=$work/newcomer
+    rm -rf "$folder"
+    mkdir "$folder"
+    sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$PAGE" >"$folder/blocks"
+    (
+        cd "$folder"
+        export PATH=$prefix/bin:$PATH CMAKE_PREFIX_PATH=$prefix LD_LIBRARY_PATH=$libdir${RUN_PATH:+:$RUN_PATH}
+        bash -eo pipefail blocks
+    )
+fi
 [[ -x $sim ]] || { echo "orvi_host names $sim, which is no program"; exit 1; }

@@ -53,7 +53,11 @@ endforeach()
 
 # The same by pkg-config and by a Makefile, in C and in C++, from a path that such rules can spell.
 file(CREATE_LINK "${work}/moved here" ${work}/linked SYMBOLIC)
-run(${CMAKE_COMMAND} -E env CC=${CC} CXX=${CXX} "CFLAGS=${flags} ${LINK}" RUN_PATH=${LIBRARY_PATH}
+set(page "")
+if(NOT TOOLCHAIN)
+    set(page PAGE=${SOURCE_DIR}/docs/first-application.md)
+endif()
+run(${CMAKE_COMMAND} -E env ${page} CC=${CC} CXX=${CXX} "CFLAGS=${flags} ${LINK}" RUN_PATH=${LIBRARY_PATH}
     bash ${CMAKE_CURRENT_LIST_DIR}/by_hand.sh ${work}/linked ${work}/linked/${LIBDIR} ${VERSION} ${work}/by_hand ${emulator})
 
 # The template, as somebody has it who has copied it. What its tests start does not know an emulator.
