@@ -53,12 +53,17 @@ State* Map(const char* path, int flags) {
     return mapped != MAP_FAILED ? static_cast<State*>(mapped) : nullptr;
 }
 
-// What the C library, or a sanitizer in front of it, has under that name. The search itself may take memory.
-void* Next(const char* name) {
+// What the C library, or a sanitizer in front of it, has under that name; `known` keeps it: a guarded static would wait
+// by one of the calls that stand here. The search itself may take memory.
+void* Next(const char* name, std::atomic<void*>& known) {
+    if (void* const found = known.load(std::memory_order_acquire)) {
+        return found;
+    }
     const bool suffers = t_suffers;
     t_suffers = false;
     void* found = dlsym(RTLD_NEXT, name);
     t_suffers = suffers;
+    known.store(found, std::memory_order_release);
     return found;
 }
 
@@ -120,7 +125,8 @@ std::string Describe(const Failure& failure) {
 #define ORVI_FAILING(function, symbol, name)                                                   \
     extern "C" ORVI_SEEN long function(long, long, long, long, long, long) __asm__(symbol);    \
     long function(long a, long b, long c, long d, long e, long f) {                            \
-        static const auto next = reinterpret_cast<orvi_test::Passed>(orvi_test::Next(symbol)); \
+        static std::atomic<void*> known{nullptr};                                              \
+        const auto next = reinterpret_cast<orvi_test::Passed>(orvi_test::Next(symbol, known)); \
         return orvi_test::Fails(name) ? -1 : next(a, b, c, d, e, f);                           \
     }
 
@@ -156,7 +162,8 @@ ORVI_FAILING(FailingThread, "pthread_create", "pthread_create")
 extern "C" ORVI_SEEN long FailingSystemCall(long, long, long, long, long, long, long) __asm__("syscall");
 long FailingSystemCall(long number, long a, long b, long c, long d, long e, long f) {
     using Passed = long (*)(long, long, long, long, long, long, long);
-    static const auto next = reinterpret_cast<Passed>(orvi_test::Next("syscall"));
+    static std::atomic<void*> known{nullptr};
+    const auto next = reinterpret_cast<Passed>(orvi_test::Next("syscall", known));
     return number == SYS_pidfd_open && orvi_test::Fails("pidfd_open") ? -1 : next(number, a, b, c, d, e, f);
 }
 
