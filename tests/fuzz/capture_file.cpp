@@ -2,8 +2,8 @@
 #include "capture_file.h"
 
 #include "exchange.h"
+#include "recorded_session.h"
 #include "script.h"
-#include "session.h"
 #include "show.h"
 #include "statistics.h"
 #include "target.h"

@@ -35,6 +35,7 @@ if (($# == 0)) && [[ ${CFLAGS:-} != *-fsanitize* ]] && [[ -n ${PAGE:-} ]]; then
     folder=$work/newcomer
     rm -rf "$folder"
     mkdir "$folder"
+    # shellcheck disable=SC2016 # no expression
     sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$PAGE" >"$folder/blocks"
     (
         cd "$folder"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "session.h"
+#include "recorded_session.h"
 #include "show.h"
 
 namespace orvi_bus_tool {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "differences.h"
-#include "session.h"
+#include "recorded_session.h"
 
 namespace orvi_bus_tool {
 

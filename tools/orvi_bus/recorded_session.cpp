@@ -1,4 +1,4 @@
-#include "session.h"
+#include "recorded_session.h"
 
 #include <algorithm>
 #include <map>

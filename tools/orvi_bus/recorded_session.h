@@ -1,6 +1,6 @@
 // What one application and the service said to each other, as a captured file tells it: the script of a replay.
-#ifndef ORVI_BUS_TOOL_SESSION_H
-#define ORVI_BUS_TOOL_SESSION_H
+#ifndef ORVI_BUS_TOOL_RECORDED_SESSION_H
+#define ORVI_BUS_TOOL_RECORDED_SESSION_H
 
 #include <cstdint>
 #include <optional>
