@@ -97,10 +97,10 @@ check_locks() {
 }
 
 check_tidy() {
-    # It refuses options that only gcc knows, and gets confused by a file that several targets compile: each file once,
-    # as the first of its targets has it.
+    # It refuses options that only gcc knows and headers that gcc has compiled, so that every file must include what it
+    # uses, and gets confused by a file that several targets compile: each once, as the first of its targets has it.
     mkdir -p "$root/build/tidy"
-    sed -E 's/ -fno-(align-jumps|reorder-blocks-and-partition)//g' "$root/build/native/compile_commands.json" |
+    sed -E 's/ -fno-(align-jumps|reorder-blocks-and-partition)//g; s/ -Winvalid-pch//; s/ -include [^ ]*cmake_pch\.hxx//' "$root/build/native/compile_commands.json" |
         awk 'BEGIN { RS = "\n},?\n?" }
              match($0, /"file": "[^"]*"/) {
                  file = substr($0, RSTART, RLENGTH)
