@@ -4,6 +4,8 @@
 function(orvi_compile_options target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wconversion -Wshadow -fno-omit-frame-pointer
                                              $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
+    # No size that another process chose becomes a size on the stack.
+    target_compile_options(${target} PRIVATE -Wvla -Walloca)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         target_compile_options(${target} PRIVATE -Wthread-safety)
     endif()

@@ -124,32 +124,90 @@ TEST(BusFrame, HeadersThatLieAreRefusedBeforeAnythingIsAllocated) {
         {"one-way with a sequence", &oneWay, 12, 1},
         {"one-way without data", &oneWay, 4, 0x00010002},
         {"request without a sequence", &request, 12, 0},
+        {"request without data", &request, 4, 0x00010003},
+        {"reply without a sequence", &empty, 12, 0},
         {"reply without data, of length 1", &empty, 16, kHeaderSize + 1},
         {"hello one short", &hello, 16, kHeaderSize + kHelloSize - 1},
         {"hello one long", &hello, 16, kHeaderSize + kHelloSize + 1},
         {"hello with an id", &hello, 8, 1},
-        {"a reply to a task", &empty, 8, 1},
-        {"a second hello", &hello, 8, 0},
+        {"hello with a sequence", &hello, 12, 1},
+        {"hello without data", &hello, 4, 0x00010001},
     };
     for (const auto& lie : lies) {
         Bytes bytes = *lie.frame;
         Put32(&bytes, lie.at, lie.value);
-        Sink sink;
-        sink.Feed(hello.data(), hello.size());
+        Sink sink(lie.frame == &empty ? FrameReader::Direction::kToCaller : FrameReader::Direction::kToTask);
+        const bool isFirst = lie.frame == &empty || lie.frame == &hello;
+        if (!isFirst) {
+            sink.Feed(hello.data(), hello.size());
+        }
         sink.Feed(bytes.data(), kHeaderSize);
-        ASSERT_EQ(sink.frames.size(), 2U) << lie.what;
-        EXPECT_EQ(sink.frames[1], "bad") << lie.what;
+        ASSERT_EQ(sink.frames.size(), isFirst ? 1U : 2U) << lie.what;
+        EXPECT_EQ(sink.frames.back(), "bad") << lie.what;
         EXPECT_NE(sink.reader.Complaint(), nullptr) << lie.what;
+        EXPECT_TRUE(sink.reader.HasFrame()) << lie.what << ": its bytes wait for more";
         EXPECT_LE(sink.reader.Capacity(), 4096U) << lie.what;
     }
 }
 
 TEST(BusFrame, AFrameInTheWrongPlaceIsRefusedAtItsHeader) {
+    const Bytes hello = Greeting("client", 9);
     const Bytes request = Frame(FrameKind::kRequest, 1, 1, Bytes(36, 1));
-    for (const auto direction : {FrameReader::Direction::kToTask, FrameReader::Direction::kToCaller}) {
-        Sink sink(direction);
-        sink.Feed(request.data(), kHeaderSize);
-        EXPECT_EQ(sink.frames, std::vector<std::string>{"bad"});
+    const Bytes reply = Frame(FrameKind::kReply, 1, 1, Bytes(36, 1));
+    const struct {
+        FrameReader::Direction direction;
+        bool greeted;
+        const Bytes* frame;
+        const char* complaint;
+    } places[] = {
+        {FrameReader::Direction::kToTask, false, &request, "a first frame that is no hello"},
+        {FrameReader::Direction::kToTask, true, &hello, "a frame that does not belong there"},
+        {FrameReader::Direction::kToTask, true, &reply, "a frame that does not belong there"},
+        {FrameReader::Direction::kToCaller, false, &request, "a frame that is no reply"},
+    };
+    for (const auto& place : places) {
+        Sink sink(place.direction);
+        sink.Feed(hello.data(), place.greeted ? hello.size() : 0);
+        sink.Feed(place.frame->data(), kHeaderSize);
+        ASSERT_FALSE(sink.frames.empty());
+        EXPECT_EQ(sink.frames.back(), "bad");
+        EXPECT_STREQ(sink.reader.Complaint(), place.complaint);
+    }
+}
+
+// The buffer of more than 64 KiB leaves the reader only with the one frame in it: no byte of another goes with it.
+TEST(BusFrame, OnlyALargeFrameByItselfIsTakenWithItsBuffer) {
+    const Bytes small = Frame(FrameKind::kReply, 1, 1, Bytes(36, 1));
+    const Bytes large = Frame(FrameKind::kReply, 2, 1, Bytes(80000, 2));
+    const struct {
+        Bytes bytes;
+        size_t before;  // frames that are consumed first
+        bool taken;
+    } cases[] = {{small, 0, false}, {large + small, 0, false}, {small + large, 1, false}, {large, 0, true}};
+    for (const auto& each : cases) {
+        FrameReader reader(FrameReader::Direction::kToCaller);
+        for (size_t fed = 0; fed != each.bytes.size();) {
+            uint8_t* at = nullptr;
+            size_t room = 0;
+            ASSERT_TRUE(reader.Room(&at, &room));
+            room = std::min(room, each.bytes.size() - fed);
+            memcpy(at, &each.bytes[fed], room);
+            reader.Received(room);
+            fed += room;
+            (void)reader.HasFrame();
+        }
+        for (size_t i = 0; i < each.before; ++i) {
+            reader.Consume();
+            ASSERT_TRUE(reader.HasFrame());
+        }
+        const auto buffer = reader.TakeLarge();
+        ASSERT_EQ(buffer != nullptr, each.taken) << each.bytes.size();
+        if (each.taken) {
+            EXPECT_EQ(Bytes(buffer.get(), buffer.get() + large.size()), large);
+            continue;
+        }
+        reader.Trim();
+        EXPECT_TRUE(reader.HasFrame()) << "trimmed away";
     }
 }
 

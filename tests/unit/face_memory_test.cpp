@@ -1,5 +1,6 @@
 // Short of memory: every allocation of the face functions fails in turn, and nothing is left behind. The program's
 // own allocation functions count what the library holds and refuse on demand.
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -107,6 +108,27 @@ TEST_F(FaceMemory, ACallbackThatCannotBeStoredFailsTheCreate) {
             "syn 0x600002 ai_v_task_i len=48 wait=0", "free reply",
             "error <AiSrvServiceProxy::CreateDetectTrackProxy> failed: store callback failed.",
             "error <OrviAiSrvCreateFaceDetector> create face detector failed: call CreateDetectTrackProxy failed."}));
+}
+
+TEST_F(FaceMemory, AHotWordWithoutMemoryIsNotSent) {
+    Init();
+    tagOrviAppInfo application = {};
+    memcpy(application.appId, "app", 4);
+    std::string words = "lights";
+    g_failArray = 1;
+    EXPECT_EQ(OrviAiAssistantInitKeyWord(application), -1);
+    g_failArray = 1;
+    EXPECT_EQ(OrviAiAssistantUpdateKeyWord(application, ORVI_AI_HOTWORD_UPDATE_TYPE1, words), -1);
+    g_failArray = 0;
+    const Lines lines = platform.TakeWithoutInfo();
+    for (const char* const error :
+         {"error <AssistantInitKeyWord> failed: no memory for the key. appId[app]",
+          "error <AssistantUpdateKeyWord> failed: no memory for the key. type[1], appId[app]"}) {
+        EXPECT_NE(std::find(lines.begin(), lines.end(), error), lines.end()) << error;
+    }
+    for (const std::string& line : lines) {
+        EXPECT_NE(line.find("asyn"), 0U) << line;
+    }
 }
 
 TEST_F(FaceMemory, EachAllocationOfAQueryFailsInTurn) {

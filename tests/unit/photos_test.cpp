@@ -164,6 +164,27 @@ TEST_F(Photos, QueryFailuresLeaveTheResultAlone) {
     expectUnparsed("photoNums < 0.");
 }
 
+TEST_F(Photos, ATraceThatIsOffOrDoesNotFitChangesNoResult) {
+    platform.tracePrefix = std::string(399, 'p');  // the whole line
+    int id = 1;
+    for (const uint8_t level : {uint8_t{0}, uint8_t{1}, uint8_t{3}}) {
+        platform.traceLevel = level;
+        platform.QueueNoReply();
+        platform.QueueReplyWithoutData(8);
+        platform.QueueReply(Number(UINT32_MAX));
+        for (int failure = 0; failure < 3; ++failure) {
+            EXPECT_EQ(OrviAiSrvFaceDetectorGetById(&detector, &id, 1, &result), -1);
+        }
+        platform.QueueReply(Reply(PHOTOS));
+        ASSERT_EQ(OrviAiSrvFaceDetectorGetById(&detector, &id, 1, &result), 0);
+        ExpectPhotos(result);
+        FreePhotoResult(&result, result.photoNums);
+        for (const std::string& line : platform.Take()) {
+            EXPECT_EQ(line.find("ppp"), std::string::npos) << line;
+        }
+    }
+}
+
 TEST_F(Photos, AReplyCutAnywhereFailsWhole) {
     const Bytes whole = Reply(PHOTOS);
     for (size_t length = 0; length < whole.size(); ++length) {
