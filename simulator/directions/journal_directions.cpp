@@ -14,9 +14,7 @@ using orvi_protocol::Decoded;
 using orvi_protocol::FindMessage;
 using orvi_protocol::Message;
 using orvi_protocol::Value;
-using Clock = std::chrono::steady_clock;
 
-constexpr size_t LONGEST_QUOTE = 64;
 constexpr size_t WIDTH = 300;     // of a line
 constexpr size_t MOST_LINES = 8;  // of what came instead
 
@@ -90,7 +88,7 @@ std::optional<std::string> ReadWanted(const Message& message, const std::vector<
     for (const std::string& word : words) {
         const size_t equals = word.find('=');
         if (equals == std::string::npos) {
-            return "'" + word.substr(0, LONGEST_QUOTE) + "' is no FIELD=VALUE";
+            return Quote(word) + " is no FIELD=VALUE";
         }
         Wanted one{word.substr(0, equals), word.substr(equals + 1)};
         if (std::find(paths.begin(), paths.end(), WithoutIndexes(one.path)) == paths.end()) {
@@ -98,7 +96,7 @@ std::optional<std::string> ReadWanted(const Message& message, const std::vector<
             for (const std::string& path : paths) {
                 known += (known.empty() ? "" : ", ") + path;
             }
-            return std::string(message.name) + " has no field '" + one.path.substr(0, LONGEST_QUOTE) + "'; it has " +
+            return std::string(message.name) + " has no field " + Quote(one.path) + "; it has " +
                    (known.empty() ? "none" : known);
         }
         // What the field can never hold would be waited for in vain. An element of a list does not stand alone.
@@ -186,7 +184,8 @@ Outcome JournalDirections::Expect(const Arguments& arguments, bool isWanted) con
     const Argument* const app = arguments.Option("--app");
     const Argument* const within = arguments.Option("--within");
     const bool isRevealed = arguments.Option("--reveal") != nullptr;
-    const Clock::time_point deadline = Clock::now() + (within != nullptr ? within->time : std::chrono::milliseconds(0));
+    const auto deadline =
+        std::chrono::steady_clock::now() + (within != nullptr ? within->time : std::chrono::milliseconds(0));
     uint64_t seen = mark_;
     std::vector<std::string> others;
     for (;;) {

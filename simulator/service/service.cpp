@@ -20,7 +20,7 @@ const char* const TASKS[] = {TASK_MASTER,    TASK_INTERFACE,     TASK_OM,     TA
 
 constexpr uint32_t SELF_CHECK = 0x6FFFFF;  // the service's own: answered once its receive loop runs
 constexpr uint32_t TASK_QUEUE_SIZE = 64;
-constexpr size_t MOST_HELD = 1024;
+constexpr size_t MOST_HELD_MESSAGES = 1024;
 constexpr char UNANSWERED[] = "unanswered";
 
 Service* g_service = nullptr;  // set before the first task is registered, for the life of the process
@@ -87,8 +87,8 @@ bool Service::Start(std::string& error) {
     g_service = this;
     OsMsgRegLogFunc(TakeBusLine);
     OsMsgSetLogLevel(1);
-    if (const int result = OsMsgInit(SERVICE_NAME); result != 0) {
-        error = std::string("cannot join the bus as ") + SERVICE_NAME + ": " + BusReason(result);
+    if (const int result = OsMsgInit(orvi_protocol::SERVICE_PROCESS); result != 0) {
+        error = std::string("cannot join the bus as ") + orvi_protocol::SERVICE_PROCESS + ": " + BusReason(result);
         return false;
     }
     for (const char* task : TASKS) {
@@ -115,7 +115,7 @@ bool Service::Start(std::string& error) {
 
 // Asks one of the own tasks: once a loop has answered, the process counts as started.
 bool Service::AwaitAnnouncement() {
-    TagMsgBlock block = BlockTo(SERVICE_NAME, TASK_MASTER);
+    TagMsgBlock block = BlockTo(orvi_protocol::SERVICE_PROCESS, TASK_MASTER);
     block.msgId = SELF_CHECK;
     TagMsgBlock* reply = nullptr;
     if (OsMsgSynSend(&block, &reply, 0) != 0) {
@@ -136,7 +136,7 @@ void Service::Stop() {
     traffic_.Stop();
     stage_.Stop();
     for (const char* task : registered_) {
-        OsMsgUnregTask(SERVICE_NAME, 1, task);
+        OsMsgUnregTask(orvi_protocol::SERVICE_PROCESS, 1, task);
     }
     registered_.clear();
 }
@@ -145,7 +145,8 @@ void Service::RunLoop(const char* task) {
     if (const int result = OsMsgTaskRoutineByName(task); result != 0) {
         Log("the receive loop of %s ended: the bus says %d", task, result);
         stop_.Raise(1);
-        OsMsgUnregTask(SERVICE_NAME, 1, task);  // who waits for an answer of it is told by the hang-up
+        OsMsgUnregTask(orvi_protocol::SERVICE_PROCESS, 1,
+                       task);  // who waits for an answer of it is told by the hang-up
     }
 }
 
@@ -233,13 +234,13 @@ void Service::Forget(const TagMsgBlock& event) {
 }
 
 void Service::Hold(const Incoming& incoming) {
-    if (held_.size() >= MOST_HELD) {  // those of the dead keep nobody out: nobody waits for them
+    if (held_.size() >= MOST_HELD_MESSAGES) {  // those of the dead keep nobody out: nobody waits for them
         const auto& alive = stage_.GetApplications().List();
         held_.erase(std::remove_if(held_.begin(), held_.end(),
                                    [&](const Incoming& held) { return alive.count(held.sender) == 0; }),
                     held_.end());
     }
-    if (held_.size() >= MOST_HELD) {
+    if (held_.size() >= MOST_HELD_MESSAGES) {
         Log("%s dropped: %zu are held back already",
             NameOf(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
         return;

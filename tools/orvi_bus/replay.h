@@ -2,6 +2,7 @@
 #ifndef ORVI_BUS_TOOL_REPLAY_H
 #define ORVI_BUS_TOOL_REPLAY_H
 
+#include <cstdint>
 #include <string>
 
 #include "commands.h"
@@ -9,6 +10,8 @@
 #include "script.h"
 
 namespace orvi_bus_tool {
+
+constexpr uint32_t REPLAY_QUEUE_SIZE = 64;  // of each task of either side, in messages
 
 // A recorded time between two steps as it is played: none with speed 0, which is max.
 inline int64_t Played(int64_t recordedNs, double speed) {
