@@ -18,7 +18,7 @@ using orvi_protocol::Value;
 constexpr size_t WIDTH = 300;     // of a line
 constexpr size_t MOST_LINES = 8;  // of what came instead
 
-std::string NameOf(uint32_t id) {
+std::string IdText(uint32_t id) {
     if (const Message* const message = FindMessage(id, true)) {
         return std::string(message->name);
     }
@@ -41,13 +41,13 @@ std::string LineOf(const Traffic::Entry& entry, bool isRevealed) {
     orvi_protocol::Style style;
     style.reveal = isRevealed;
     const std::string fields = orvi_protocol::ToLine(DecodeEntry(entry), style, WIDTH);
-    return time + (entry.application.empty() ? std::string("?") : entry.application) + " " + NameOf(entry.id) + ": " +
+    return time + (entry.application.empty() ? std::string("?") : entry.application) + " " + IdText(entry.id) + ": " +
            entry.ending + (fields.empty() ? "" : " " + fields);
 }
 
 // caption.start, caption.*, or an id.
 bool IsPattern(const std::string& pattern, uint32_t id) {
-    const std::string name = NameOf(id);
+    const std::string name = IdText(id);
     if (!pattern.empty() && pattern.back() == '*') {
         return name.compare(0, pattern.size() - 1, pattern, 0, pattern.size() - 1) == 0;
     }

@@ -57,11 +57,28 @@ std::string Expected(const RequestRow& row) {
 }
 
 // How the log calls a message: by its name where it has one.
-std::string NameOf(uint32_t id, const RequestRow* row) {
+std::string RequestName(uint32_t id, const RequestRow* row) {
     char number[16];
     std::snprintf(number, sizeof(number), "%#x", id);
     return row != nullptr ? row->name : number;
 }
+
+// Takes leave of an application at its own end; of nobody without a name.
+class Farewell {
+ public:
+    Farewell(Stage& stage, ApplicationId application) : stage_(stage), application_(std::move(application)) {}
+    ~Farewell() {
+        if (!application_.process.empty()) {
+            stage_.Forget(application_, "is gone: its process has exited");
+        }
+    }
+    Farewell(const Farewell&) = delete;
+    Farewell& operator=(const Farewell&) = delete;
+
+ private:
+    Stage& stage_;
+    const ApplicationId application_;
+};
 
 }  // namespace
 
@@ -200,7 +217,7 @@ void Service::Take(const TagMsgBlock& message) {
     }
     const Stage::Lock lock = stage_.Enter();
     if (!incoming.sender.process.empty()) {
-        (void)stage_.GetApplications().Meet(incoming.sender, sender.pid);  // who cannot be met is refused
+        stage_.GetApplications().Meet(incoming.sender, sender.pid);
     }
     // The one place where a fault of a request is decided: before any feature hears of it.
     incoming.fault = faults_.Take(message.msgId, incoming.sender.process);
@@ -242,7 +259,7 @@ void Service::Hold(const Incoming& incoming) {
     }
     if (held_.size() >= MOST_HELD_MESSAGES) {
         Log("%s dropped: %zu are held back already",
-            NameOf(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
+            RequestName(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
         return;
     }
     held_.push_back(incoming);
@@ -288,7 +305,7 @@ std::string Service::FaultOfForm(const Request& request, const Entry* entry, con
         return "its sender is not who it says";
     }
     if (stage_.GetApplications().List().count(request.sender) == 0) {
-        return "its sender has ended, or there are too many";
+        return "there are too many applications";
     }
     if (entry == nullptr) {
         return "unknown id";
@@ -379,6 +396,9 @@ void Service::Serve(Incoming incoming) {
 
 void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& task) {
     const Request request = incoming.AsRequest();
+    // It was said while its sender lived; what it has made for the sender goes again at once.
+    const bool hasEnded = !request.sender.process.empty() && stage_.GetApplications().MeetEnded(request.sender);
+    const Farewell farewell(stage_, hasEnded ? request.sender : ApplicationId{});
     LearnTask(request, entry);
     const Stage::InRequest inRequest(stage_, request.sender);
     const Answer answer = Decide(request, entry, task, incoming.fault);
@@ -424,7 +444,7 @@ std::string Service::EndingOf(const Request& request, const Answer& answer) {
 void Service::LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason) {
     const std::string sender =
         incoming.sender.process.empty() ? "uid " + std::to_string(incoming.block.senderUid) : incoming.sender.process;
-    Log("refused %s from %s: %s", NameOf(incoming.block.msgId, entry != nullptr ? entry->row : nullptr).c_str(),
+    Log("refused %s from %s: %s", RequestName(incoming.block.msgId, entry != nullptr ? entry->row : nullptr).c_str(),
         sender.c_str(), reason.c_str());
 }
 
