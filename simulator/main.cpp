@@ -100,12 +100,6 @@ int Run(Room& room, const Options& options) {
         Log("cannot write %s: %s", options.playLog.c_str(), std::strerror(errno));
         return 1;
     }
-    Player player(room.stage, room.directions, options.scenario, room.stop, options.exitAtEnd);
-    if (!options.scenarioFile.empty()) {
-        room.stage.SetTimeAtStart(START_OF_SCENARIO);
-        room.service.SetListener(&player);
-        player.Prepare();
-    }
     std::string error;
     std::optional<View> view;
     if (options.viewPort) {
@@ -116,6 +110,12 @@ int Run(Room& room, const Options& options) {
         }
         Log("the room is shown at %s", view->Address().c_str());
         room.serviceDirections.SetViewAddress(view->Address());
+    }
+    Player player(room.stage, room.directions, options.scenario, room.stop, options.exitAtEnd);
+    if (!options.scenarioFile.empty()) {
+        room.stage.SetTimeAtStart(START_OF_SCENARIO);
+        room.service.SetListener(&player);
+        player.Prepare();
     }
     if (!room.service.Start(error)) {
         Log("%s", error.c_str());

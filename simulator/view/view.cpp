@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <netinet/in.h>
@@ -27,6 +28,8 @@ using orvi_protocol::JsonString;
 constexpr int64_t FEED_EVERY_MS = 50;
 constexpr size_t MOST_IN_A_FEED = 300;
 constexpr int64_t PATIENCE_MS = 10000;  // for a request that does not end, a response that is not taken
+// The port and the key of a service that starts again, of itself: its pages go on.
+constexpr char PLACE[] = "ORVI_VISION_SIM_VIEW";
 constexpr char JSON[] = "application/json";
 constexpr char TEXT[] = "text/plain; charset=utf-8";
 
@@ -69,6 +72,7 @@ std::string ParameterJson(const Parameter& parameter) {
 
 std::vector<std::string> ParametersJson(const std::vector<Parameter>& parameters) {
     std::vector<std::string> list;
+    list.reserve(parameters.size());
     for (const Parameter& parameter : parameters) {
         list.push_back(ParameterJson(parameter));
     }
@@ -116,6 +120,11 @@ View::~View() {
 
 bool View::Start(uint16_t port, std::string& error) {
     key_ = RandomKey();
+    if (const char* const place = std::getenv(PLACE)) {
+        const std::string text = place;
+        port = static_cast<uint16_t>(std::strtoul(place, nullptr, 10));
+        key_ = text.substr(text.find(' ') + 1);
+    }
     wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     sockaddr_in address{};
@@ -135,6 +144,7 @@ bool View::Start(uint16_t port, std::string& error) {
     authority_ = "127.0.0.1:" + number;
     byName_ = "localhost:" + number;
     address_ = "http://" + authority_ + "/" + key_ + "/";
+    (void)setenv(PLACE, (number + " " + key_).c_str(), 1);
     {
         const Stage::Lock lock = stage_.Enter();
         stage_.SetOnlooker(&history_);
@@ -409,6 +419,7 @@ void View::Feed(Page& page, int64_t nowMs) {
     }
     const std::vector<Happening> happenings = history_.Behind(page.fed, MOST_IN_A_FEED);
     std::vector<std::string> list;
+    list.reserve(happenings.size());
     for (const Happening& one : happenings) {
         list.push_back(ToJson(one));
     }
@@ -468,6 +479,7 @@ std::string View::State() const {
         timeOfDay = stage_.TimeOfDay();
     }
     std::vector<std::string> persons;
+    persons.reserve(people.size());
     for (const Attendance::Person& one : people) {
         persons.push_back("{\"id\":" + JsonString(one.userId) + ",\"name\":" + JsonString(one.name) + ",\"invited\":" +
                           (one.isInvited ? "true" : "false") + ",\"present\":" + (one.isPresent ? "true" : "false") +
@@ -480,6 +492,7 @@ std::string View::State() const {
 
 std::string View::Vocabulary() const {
     std::vector<std::string> rows;
+    rows.reserve(orvi_sim::Vocabulary().size());
     for (const Row& row : orvi_sim::Vocabulary()) {
         rows.push_back("{\"name\":" + JsonString(row.name) + ",\"help\":" + JsonString(row.help) +
                        ",\"parameters\":" + List(ParametersJson(row.parameters)) +
