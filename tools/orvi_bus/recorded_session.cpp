@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "capture_file.h"
+#include "differences.h"
 
 namespace orvi_bus_tool {
 namespace {
@@ -99,8 +100,16 @@ std::string WhatIsWrong(const Session& session, const std::set<int32_t>& service
         return "the service restarts in it";
     }
     std::set<uint64_t> streams;
+    bool hasTask = false;
     for (const Step& step : session.steps) {
         streams.insert(step.stream);
+        const orvi_protocol::Record* const layout = step.message != nullptr ? step.message->payload : nullptr;
+        hasTask =
+            hasTask || (step.isToService && !StandsFor(session.task, layout, step.contents, step.contents).empty());
+        if (!step.isToService && !hasTask) {
+            return step.name + " comes before " + session.application +
+                   " says where it receives: start the capture before it";
+        }
         if (step.isToService && step.isRequest && step.result == 0 && !step.isAnswered) {
             return "the reply to " + step.name +
                    " is not in it: start the capture before the service, or the service with ORVI_BUS_TRACE=1";
