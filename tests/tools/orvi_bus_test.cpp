@@ -60,9 +60,10 @@ TEST_F(OrviBusTest, MonitorJoinsQuestionsAndAnswers) {
         << few;
 }
 
-// A process that is watched for the first time while it runs looks once a second.
+// A process looks once a second whether somebody watches it, also while somebody else does.
 TEST_F(OrviBusTest, AttachesToWhatRuns) {
     (void)unsetenv("ORVI_BUS_TRACE");
+    const auto first = Watch("lock.state");
     simulator_.Start({"--arrival", "0"});
     std::string ignored;
     EXPECT_EQ(Run("orvi-ai", "lock state 1", ignored), 0);
@@ -74,6 +75,7 @@ TEST_F(OrviBusTest, AttachesToWhatRuns) {
     std::ofstream(sandbox_.Path("script")) << script;
     EXPECT_EQ(Run("orvi-ai", "run " + sandbox_.Path("script"), ignored), 0);
     const std::string lines = Stop(*monitor);
+    EXPECT_NE(Stop(*first).find("state=1"), std::string::npos);
     EXPECT_NE(lines.find("state=2"), std::string::npos) << lines;  // the new process at once
     EXPECT_TRUE(std::regex_search(lines, std::regex("4 B => [0-9]+ B .*state=3"))) << lines;
 }

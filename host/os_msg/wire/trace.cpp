@@ -61,7 +61,10 @@ class Watchers {
                 }
             }
         }
-        return Count() != 0;
+        const int count = Count();
+        const bool isAwaited = count == 0 && GetSettings().trace == Trace::kAlways;
+        g_nextLookNs.store(isAwaited ? 0 : CoarseNs() + kLookEveryNs, std::memory_order_relaxed);
+        return count != 0;
     }
 
     void Tell(const Told& told) {
@@ -88,7 +91,9 @@ class Watchers {
                 watcher = Watcher();
             }
         }
-        (void)Count();
+        if (Count() == 0 && GetSettings().trace == Trace::kAlways) {
+            g_nextLookNs.store(0, std::memory_order_relaxed);
+        }
     }
 
  private:
@@ -146,8 +151,6 @@ class Watchers {
     int Count() ORVI_BUS_REQUIRES(mutex_) {
         const int count = static_cast<int>(
             std::count_if(std::begin(watchers_), std::end(watchers_), [](const Watcher& w) { return bool(w.socket); }));
-        g_nextLookNs.store(GetSettings().trace == Trace::kAlways ? 0 : CoarseNs() + kLookEveryNs,
-                           std::memory_order_relaxed);
         g_watchers.store(count, std::memory_order_relaxed);
         return count;
     }

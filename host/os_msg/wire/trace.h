@@ -96,11 +96,11 @@ inline int64_t CoarseNs() {
 
 // Whether somebody watches.
 inline bool IsWatched() {
-    if (g_watchers.load(std::memory_order_relaxed) != 0) {
-        return true;
-    }
     const int64_t next = g_nextLookNs.load(std::memory_order_relaxed);
-    return __builtin_expect(next != INT64_MAX && CoarseNs() >= next, false) && LookForWatchers();
+    if (__builtin_expect(next != INT64_MAX && CoarseNs() >= next, false)) {
+        return LookForWatchers();  // for a further one, too
+    }
+    return g_watchers.load(std::memory_order_relaxed) != 0;
 }
 
 // Only after IsWatched. Throws and waits for nothing.
