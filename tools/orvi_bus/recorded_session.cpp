@@ -95,9 +95,13 @@ Step StepOf(Exchange exchange) {
 }
 
 // What a session cannot be played with although each of its records is whole.
-std::string WhatIsWrong(const Session& session, const std::set<int32_t>& services) {
+std::string WhatIsWrong(const Session& session, const std::set<int32_t>& services,
+                        const std::set<int32_t>& applications) {
     if (services.size() > 1) {
         return "the service restarts in it";
+    }
+    if (applications.size() > 1) {
+        return std::to_string(applications.size()) + " processes are called " + session.application + " in it";
     }
     std::set<uint64_t> streams;
     bool hasTask = false;
@@ -148,6 +152,7 @@ bool ReadSession(const std::string& file, const std::string& application, Sessio
         return refuse(reason);
     }
     std::set<int32_t> services;
+    std::set<int32_t> processes;  // of the application's name
     Exchanges exchanges([&](const Exchange& exchange) {
         if (exchange.message.kind != TraceKind::kHandled) {
             session.steps.push_back(StepOf(exchange));
@@ -162,8 +167,8 @@ bool ReadSession(const std::string& file, const std::string& application, Sessio
         if (reason = WhatIsMissing(record); !reason.empty()) {
             return refuse(reason);
         }
-        if (record.teller == SERVICE && record.pid != 0) {
-            services.insert(record.pid);
+        if (record.pid != 0) {
+            (record.teller == SERVICE ? services : processes).insert(record.pid);
         }
         exchanges.Add(std::move(record));
     }
@@ -173,7 +178,7 @@ bool ReadSession(const std::string& file, const std::string& application, Sessio
     for (const Step& step : session.steps) {
         session.task = session.task.empty() && !step.isToService ? step.task : session.task;
     }
-    reason = WhatIsWrong(session, services);
+    reason = WhatIsWrong(session, services, processes);
     return reason.empty() || refuse(reason);
 }
 
