@@ -99,8 +99,9 @@ check_locks() {
 check_tidy() {
     # It refuses options that only gcc knows and headers that gcc has compiled, so that every file must include what it
     # uses, and gets confused by a file that several targets compile: each once, as the first of its targets has it.
-    mkdir -p "$root/build/tidy"
-    sed -E 's/ -fno-(align-jumps|reorder-blocks-and-partition)//g; s/ -Winvalid-pch//; s/ -include [^ ]*cmake_pch\.hxx//' "$root/build/native/compile_commands.json" |
+    cmake -S "$root" -B "$root/build/tidy/alone" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVI_BATCHES=OFF \
+        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null || return
+    sed -E 's/ -fno-(align-jumps|reorder-blocks-and-partition)//g; s/ -Winvalid-pch//; s/ -include [^ ]*cmake_pch\.hxx//' "$root/build/tidy/alone/compile_commands.json" |
         awk 'BEGIN { RS = "\n},?\n?" }
              match($0, /"file": "[^"]*"/) {
                  file = substr($0, RSTART, RLENGTH)

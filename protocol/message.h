@@ -34,7 +34,8 @@ enum class ReplyRule : uint8_t {
 
 enum class Callback : uint8_t { None, Main, Caption, Face };
 
-constexpr uint32_t WAIT_OF_BUS = 0;  // the bus's own limit
+constexpr char SERVICE_PROCESS[] = "AI_VISION";  // the name of who answers
+constexpr uint32_t WAIT_OF_BUS = 0;              // the bus's own limit
 
 struct Message {
     std::string_view name;  // dotted: feature, then what

@@ -118,7 +118,7 @@ int Run(Room& room, const Options& options) {
     if (options.exitAfterMs != 0) {
         room.stage.After(std::chrono::milliseconds(options.exitAfterMs), [&room] { room.stop.Raise(0); });
     }
-    std::printf("ready %s pid %ld\n", SERVICE_NAME, static_cast<long>(getpid()));
+    std::printf("ready %s pid %ld\n", orvi_protocol::SERVICE_PROCESS, static_cast<long>(getpid()));
     std::fflush(stdout);
     if (!options.scenarioFile.empty()) {
         player.Start();

@@ -15,12 +15,7 @@ using orvi_protocol::Message;
 
 constexpr char EVENT_PREFIX[] = "event:";
 constexpr size_t HELP_COLUMN = 44;
-constexpr size_t LONGEST_QUOTE = 64;
 constexpr uint32_t EVENT_IDS_BEGIN = 0x600000;
-
-std::string Quote(const std::string& word) {
-    return "'" + word.substr(0, LONGEST_QUOTE) + "'";
-}
 
 // An option's name, --nth of "--nth N", and what stands behind it.
 std::string OptionName(const Parameter& option) {
@@ -59,7 +54,7 @@ std::string NoSuchMessage(const std::string& word) {
             features += (features.empty() ? "" : ", ") + itsFeature + ".*";
         }
     }
-    return "'" + word.substr(0, LONGEST_QUOTE) + "' is no message; there are " + (names.empty() ? features : names);
+    return Quote(word) + " is no message; there are " + (names.empty() ? features : names);
 }
 
 std::optional<std::string> ReadMessage(const std::string& word, Argument& argument) {
@@ -136,7 +131,7 @@ std::optional<std::string> ReadOptions(const Row& row, std::vector<std::string>&
         const auto option = std::find_if(row.options.begin(), row.options.end(),
                                          [&](const Parameter& known) { return OptionName(known) == words[i]; });
         if (option == row.options.end()) {
-            return "there is no option '" + words[i].substr(0, LONGEST_QUOTE) + "' of " + row.name;
+            return "there is no option " + Quote(words[i]) + " of " + row.name;
         }
         const std::string name = words[i];
         Argument& argument = arguments.options[name];
@@ -189,7 +184,7 @@ std::optional<std::string> Read(const Row& row, std::vector<std::string> words, 
         arguments.values.push_back(std::move(argument));
     }
     if (at < words.size()) {
-        return "'" + words[at].substr(0, LONGEST_QUOTE) + "' is too much";
+        return Quote(words[at]) + " is too much";
     }
     return std::nullopt;
 }
@@ -294,8 +289,7 @@ std::string NoSuchDirection(const std::vector<std::string>& words) {
     }
     std::string quote =
         JoinWords({words.begin(), words.begin() + static_cast<std::ptrdiff_t>(std::min<size_t>(2, words.size()))});
-    return "there is no command '" + quote.substr(0, LONGEST_QUOTE) + "', " +
-           (similar.empty() ? "help tells them" : "there is " + similar);
+    return "there is no command " + Quote(quote) + ", " + (similar.empty() ? "help tells them" : "there is " + similar);
 }
 
 }  // namespace orvi_sim

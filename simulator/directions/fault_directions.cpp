@@ -13,7 +13,7 @@ namespace {
 
 const char* const SELECTORS[] = {"--once", "--nth", "--every", "--chance"};
 
-std::string NameOf(const Argument& message) {
+std::string MessageName(const Argument& message) {
     return message.message != nullptr ? std::string(message.message->name) : message.text;
 }
 
@@ -111,7 +111,7 @@ std::vector<Direction> FaultDirections::OnStage() {
 
 // Why a message cannot have a fault of that kind.
 std::optional<std::string> FaultDirections::FaultOfMessage(const Argument& message, FaultPart part) const {
-    const std::string name = NameOf(message);
+    const std::string name = MessageName(message);
     if (message.isEvent) {
         if (FindEvent(message.number) == nullptr) {
             return name + ": the service sends no such message, see events";
@@ -188,8 +188,8 @@ Outcome FaultDirections::Lose(const Arguments& arguments) {
     }
     const bool hasReply = !message.isEvent && !IsOneWay(message);
     if (hasReply != (arguments.name == "silent")) {
-        return Refused(NameOf(message) + (hasReply ? " has a reply: silent keeps it from being answered"
-                                                   : " has no reply: drop loses it"));
+        return Refused(MessageName(message) + (hasReply ? " has a reply: silent keeps it from being answered"
+                                                        : " has no reply: drop loses it"));
     }
     return Arm(arguments, FaultPart::Way, [](Fault& fault) { fault.isLost = true; });
 }
@@ -233,7 +233,7 @@ Outcome FaultDirections::Release(const Arguments& arguments) {
     const bool heldNow = FaultsOf(isEvent).StopHolding(message.number);
     const bool holds = isEvent ? stage_.HoldsBackEvents(message.number) : service_.HoldsBack(message.number);
     if (!heldNow && !holds) {
-        return Refused(NameOf(message) + " is not held back");
+        return Refused(MessageName(message) + " is not held back");
     }
     return Done(std::to_string(LetGo(isEvent, message.number)));
 }
@@ -243,7 +243,7 @@ Outcome FaultDirections::Reset(const Arguments& arguments) {
     const Argument& message = arguments[0];
     const bool isEvent = message.isEvent;
     if (!FaultsOf(isEvent).Has(message.number) && LetGo(isEvent, message.number) == 0) {
-        return Refused(NameOf(message) + " is as usual already");
+        return Refused(MessageName(message) + " is as usual already");
     }
     (void)LetGo(isEvent, message.number);
     FaultsOf(isEvent).Reset(message.number);

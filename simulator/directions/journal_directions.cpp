@@ -14,13 +14,11 @@ using orvi_protocol::Decoded;
 using orvi_protocol::FindMessage;
 using orvi_protocol::Message;
 using orvi_protocol::Value;
-using Clock = std::chrono::steady_clock;
 
-constexpr size_t LONGEST_QUOTE = 64;
 constexpr size_t WIDTH = 300;     // of a line
 constexpr size_t MOST_LINES = 8;  // of what came instead
 
-std::string NameOf(uint32_t id) {
+std::string IdText(uint32_t id) {
     if (const Message* const message = FindMessage(id, true)) {
         return std::string(message->name);
     }
@@ -43,13 +41,13 @@ std::string LineOf(const Traffic::Entry& entry, bool isRevealed) {
     orvi_protocol::Style style;
     style.reveal = isRevealed;
     const std::string fields = orvi_protocol::ToLine(DecodeEntry(entry), style, WIDTH);
-    return time + (entry.application.empty() ? std::string("?") : entry.application) + " " + NameOf(entry.id) + ": " +
+    return time + (entry.application.empty() ? std::string("?") : entry.application) + " " + IdText(entry.id) + ": " +
            entry.ending + (fields.empty() ? "" : " " + fields);
 }
 
 // caption.start, caption.*, or an id.
 bool IsPattern(const std::string& pattern, uint32_t id) {
-    const std::string name = NameOf(id);
+    const std::string name = IdText(id);
     if (!pattern.empty() && pattern.back() == '*') {
         return name.compare(0, pattern.size() - 1, pattern, 0, pattern.size() - 1) == 0;
     }
@@ -90,7 +88,7 @@ std::optional<std::string> ReadWanted(const Message& message, const std::vector<
     for (const std::string& word : words) {
         const size_t equals = word.find('=');
         if (equals == std::string::npos) {
-            return "'" + word.substr(0, LONGEST_QUOTE) + "' is no FIELD=VALUE";
+            return Quote(word) + " is no FIELD=VALUE";
         }
         Wanted one{word.substr(0, equals), word.substr(equals + 1)};
         if (std::find(paths.begin(), paths.end(), WithoutIndexes(one.path)) == paths.end()) {
@@ -98,7 +96,7 @@ std::optional<std::string> ReadWanted(const Message& message, const std::vector<
             for (const std::string& path : paths) {
                 known += (known.empty() ? "" : ", ") + path;
             }
-            return std::string(message.name) + " has no field '" + one.path.substr(0, LONGEST_QUOTE) + "'; it has " +
+            return std::string(message.name) + " has no field " + Quote(one.path) + "; it has " +
                    (known.empty() ? "none" : known);
         }
         // What the field can never hold would be waited for in vain. An element of a list does not stand alone.
@@ -186,7 +184,8 @@ Outcome JournalDirections::Expect(const Arguments& arguments, bool isWanted) con
     const Argument* const app = arguments.Option("--app");
     const Argument* const within = arguments.Option("--within");
     const bool isRevealed = arguments.Option("--reveal") != nullptr;
-    const Clock::time_point deadline = Clock::now() + (within != nullptr ? within->time : std::chrono::milliseconds(0));
+    const auto deadline =
+        std::chrono::steady_clock::now() + (within != nullptr ? within->time : std::chrono::milliseconds(0));
     uint64_t seen = mark_;
     std::vector<std::string> others;
     for (;;) {

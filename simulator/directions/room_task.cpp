@@ -38,7 +38,7 @@ void RoomTask::Stop() {
         std::unique_lock<std::mutex> lock(mutex_);
         changed_.wait(lock, [this] { return underWay_ == 0; });
     }
-    OsMsgUnregTask(SERVICE_NAME, 1, ROOM_TASK);
+    OsMsgUnregTask(orvi_protocol::SERVICE_PROCESS, 1, ROOM_TASK);
 }
 
 int RoomTask::OnMessage(TagMsgBlock* message) {

@@ -17,7 +17,6 @@ using orvi_protocol::AllMessages;
 using orvi_protocol::Message;
 
 constexpr std::chrono::milliseconds DEFAULT_WAIT{10000};
-constexpr size_t LONGEST_QUOTE = 64;
 
 std::chrono::milliseconds WaitOf(const Argument& given) {
     return given.isGiven ? given.time : DEFAULT_WAIT;
@@ -114,8 +113,7 @@ Outcome ServiceDirections::SetPace(const std::string& pace) {
     }
     const auto scale = ParsePace(pace);
     if (!scale) {
-        return Refused("'" + pace.substr(0, LONGEST_QUOTE) + "' is no pace: 1 to " + std::to_string(Clock::FASTEST) +
-                       ", or max");
+        return Refused(Quote(pace) + " is no pace: 1 to " + std::to_string(Clock::FASTEST) + ", or max");
     }
     stage_.GetTimer().SetScale(*scale);
     return Done();
@@ -144,7 +142,7 @@ Outcome ServiceDirections::SetTime(const std::string& text) {
         parts[count] = *number;
     }
     if (count < 2 || text.back() == ':') {
-        return Refused("'" + text.substr(0, LONGEST_QUOTE) + "' is no time of day, as 09:30 or 09:30:15");
+        return Refused(Quote(text) + " is no time of day, as 09:30 or 09:30:15");
     }
     const uint32_t today = stage_.TimeOfDay() / DAY * DAY;
     stage_.SetTimeOfDay(today + parts[0] * 3600 + parts[1] * 60 + parts[2]);

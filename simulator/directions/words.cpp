@@ -1,6 +1,7 @@
 #include "directions/words.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -104,6 +105,20 @@ std::optional<std::chrono::milliseconds> ParseTime(const std::string& text) {
 std::optional<uint32_t> ParsePace(const std::string& text) {
     const auto number = ParseNumber(text);
     return number && *number >= 1 && *number <= Clock::FASTEST ? number : std::nullopt;
+}
+
+std::string Quote(const std::string& text) {
+    std::string quote = "'";
+    for (const char c : text.substr(0, LONGEST_QUOTE)) {
+        if (std::iscntrl(static_cast<unsigned char>(c)) != 0) {
+            char code[8];
+            std::snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+            quote += code;
+        } else {
+            quote += c;
+        }
+    }
+    return quote + (text.size() > LONGEST_QUOTE ? "...'" : "'");
 }
 
 std::string TimeText(std::chrono::milliseconds time) {

@@ -22,6 +22,10 @@ std::optional<std::chrono::milliseconds> ParseTime(const std::string& text);
 // How many times as fast as the machine's time the room's goes: 1 to Clock::FASTEST.
 std::optional<uint32_t> ParsePace(const std::string& text);
 
+// What somebody wrote, as a message quotes it: between apostrophes, cut to LONGEST_QUOTE bytes, control characters as \x1b.
+constexpr size_t LONGEST_QUOTE = 64;
+std::string Quote(const std::string& text);
+
 // 1500ms as "1.5s"
 std::string TimeText(std::chrono::milliseconds time);
 

@@ -20,12 +20,7 @@ using Reason = std::optional<std::string>;
 using Words = std::vector<std::string>;
 
 constexpr size_t MOST_REASONS = 20;
-constexpr size_t LONGEST_QUOTE = 64;
 constexpr int MOST_DEPTH = 8;
-
-std::string Quote(const std::string& text) {
-    return "'" + text.substr(0, LONGEST_QUOTE) + (text.size() > LONGEST_QUOTE ? "..." : "") + "'";
-}
 
 // How a word of a direction is called in a scenario: "text" for TEXT, "name" for --name NAME. Empty when it can stand
 // behind the direction only, as in "mic off".

@@ -31,22 +31,17 @@ Applications::Applications(const OnEnded& onEnded)
       watch_([onEnded](const ApplicationId& application) { onEnded(application, "is gone: its process has exited"); }) {
 }
 
-bool Applications::Meet(const ApplicationId& application, uint32_t pid) {
-    if (known_.count(application) != 0) {
-        return true;
+void Applications::Meet(const ApplicationId& application, uint32_t pid) {
+    if (!MeetEnded(application)) {
+        return;
     }
-    if (known_.size() >= MOST) {
-        return false;
-    }
-    known_.emplace(application, Known{});
     try {
-        mail_.Open(application);
         const ProcessWatch::Added added = watch_.Add(application, pid);
         if (added == ProcessWatch::Added::Unwatchable) {
             WatchByBus(application.process);
         }
         if (added != ProcessWatch::Added::Ended) {
-            return true;
+            return;
         }
     } catch (...) {  // no memory, or no thread: it is met anew with its next message
         mail_.Close(application);
@@ -55,7 +50,20 @@ bool Applications::Meet(const ApplicationId& application, uint32_t pid) {
     }
     mail_.Close(application);
     known_.erase(application);
-    return false;
+}
+
+bool Applications::MeetEnded(const ApplicationId& application) {
+    if (known_.count(application) != 0 || known_.size() >= MOST) {
+        return false;
+    }
+    known_.emplace(application, Known{});
+    try {
+        mail_.Open(application);
+    } catch (...) {
+        known_.erase(application);
+        throw;
+    }
+    return true;
 }
 
 void Applications::LearnTask(const ApplicationId& application, const std::string& task) {

@@ -28,8 +28,12 @@ class Applications {
 
     Mail& GetMail() { return mail_; }
 
-    // A message came from it. False when it lives no more, or there are too many.
-    bool Meet(const ApplicationId& application, uint32_t pid);
+    // A message came from it. It stays unknown when it lives no more, or there are too many.
+    void Meet(const ApplicationId& application, uint32_t pid);
+
+    // What was said by one that lives no more is heard all the same: it is known until the caller calls Forget. False when
+    // it is known already, or there are too many.
+    bool MeetEnded(const ApplicationId& application);
 
     // It names the task at which it receives. After a goodbye only an announcement counts.
     void LearnTask(const ApplicationId& application, const std::string& task);

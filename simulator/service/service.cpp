@@ -20,7 +20,7 @@ const char* const TASKS[] = {TASK_MASTER,    TASK_INTERFACE,     TASK_OM,     TA
 
 constexpr uint32_t SELF_CHECK = 0x6FFFFF;  // the service's own: answered once its receive loop runs
 constexpr uint32_t TASK_QUEUE_SIZE = 64;
-constexpr size_t MOST_HELD = 1024;
+constexpr size_t MOST_HELD_MESSAGES = 1024;
 constexpr char UNANSWERED[] = "unanswered";
 
 Service* g_service = nullptr;  // set before the first task is registered, for the life of the process
@@ -57,11 +57,28 @@ std::string Expected(const RequestRow& row) {
 }
 
 // How the log calls a message: by its name where it has one.
-std::string NameOf(uint32_t id, const RequestRow* row) {
+std::string RequestName(uint32_t id, const RequestRow* row) {
     char number[16];
     std::snprintf(number, sizeof(number), "%#x", id);
     return row != nullptr ? row->name : number;
 }
+
+// Takes leave of an application at its own end; of nobody without a name.
+class Farewell {
+ public:
+    Farewell(Stage& stage, ApplicationId application) : stage_(stage), application_(std::move(application)) {}
+    ~Farewell() {
+        if (!application_.process.empty()) {
+            stage_.Forget(application_, "is gone: its process has exited");
+        }
+    }
+    Farewell(const Farewell&) = delete;
+    Farewell& operator=(const Farewell&) = delete;
+
+ private:
+    Stage& stage_;
+    const ApplicationId application_;
+};
 
 }  // namespace
 
@@ -87,8 +104,8 @@ bool Service::Start(std::string& error) {
     g_service = this;
     OsMsgRegLogFunc(TakeBusLine);
     OsMsgSetLogLevel(1);
-    if (const int result = OsMsgInit(SERVICE_NAME); result != 0) {
-        error = std::string("cannot join the bus as ") + SERVICE_NAME + ": " + BusReason(result);
+    if (const int result = OsMsgInit(orvi_protocol::SERVICE_PROCESS); result != 0) {
+        error = std::string("cannot join the bus as ") + orvi_protocol::SERVICE_PROCESS + ": " + BusReason(result);
         return false;
     }
     for (const char* task : TASKS) {
@@ -115,7 +132,7 @@ bool Service::Start(std::string& error) {
 
 // Asks one of the own tasks: once a loop has answered, the process counts as started.
 bool Service::AwaitAnnouncement() {
-    TagMsgBlock block = BlockTo(SERVICE_NAME, TASK_MASTER);
+    TagMsgBlock block = BlockTo(orvi_protocol::SERVICE_PROCESS, TASK_MASTER);
     block.msgId = SELF_CHECK;
     TagMsgBlock* reply = nullptr;
     if (OsMsgSynSend(&block, &reply, 0) != 0) {
@@ -136,7 +153,7 @@ void Service::Stop() {
     traffic_.Stop();
     stage_.Stop();
     for (const char* task : registered_) {
-        OsMsgUnregTask(SERVICE_NAME, 1, task);
+        OsMsgUnregTask(orvi_protocol::SERVICE_PROCESS, 1, task);
     }
     registered_.clear();
 }
@@ -145,7 +162,8 @@ void Service::RunLoop(const char* task) {
     if (const int result = OsMsgTaskRoutineByName(task); result != 0) {
         Log("the receive loop of %s ended: the bus says %d", task, result);
         stop_.Raise(1);
-        OsMsgUnregTask(SERVICE_NAME, 1, task);  // who waits for an answer of it is told by the hang-up
+        OsMsgUnregTask(orvi_protocol::SERVICE_PROCESS, 1,
+                       task);  // who waits for an answer of it is told by the hang-up
     }
 }
 
@@ -199,7 +217,7 @@ void Service::Take(const TagMsgBlock& message) {
     }
     const Stage::Lock lock = stage_.Enter();
     if (!incoming.sender.process.empty()) {
-        (void)stage_.GetApplications().Meet(incoming.sender, sender.pid);  // who cannot be met is refused
+        stage_.GetApplications().Meet(incoming.sender, sender.pid);
     }
     // The one place where a fault of a request is decided: before any feature hears of it.
     incoming.fault = faults_.Take(message.msgId, incoming.sender.process);
@@ -233,15 +251,15 @@ void Service::Forget(const TagMsgBlock& event) {
 }
 
 void Service::Hold(const Incoming& incoming) {
-    if (held_.size() >= MOST_HELD) {  // those of the dead keep nobody out: nobody waits for them
+    if (held_.size() >= MOST_HELD_MESSAGES) {  // those of the dead keep nobody out: nobody waits for them
         const auto& alive = stage_.GetApplications().List();
         held_.erase(std::remove_if(held_.begin(), held_.end(),
                                    [&](const Incoming& held) { return alive.count(held.sender) == 0; }),
                     held_.end());
     }
-    if (held_.size() >= MOST_HELD) {
+    if (held_.size() >= MOST_HELD_MESSAGES) {
         Log("%s dropped: %zu are held back already",
-            NameOf(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
+            RequestName(incoming.block.msgId, FindRequest(incoming.block.msgId)).c_str(), held_.size());
         return;
     }
     held_.push_back(incoming);
@@ -287,7 +305,7 @@ std::string Service::FaultOfForm(const Request& request, const Entry* entry, con
         return "its sender is not who it says";
     }
     if (stage_.GetApplications().List().count(request.sender) == 0) {
-        return "its sender has ended, or there are too many";
+        return "there are too many applications";
     }
     if (entry == nullptr) {
         return "unknown id";
@@ -378,6 +396,9 @@ void Service::Serve(Incoming incoming) {
 
 void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& task) {
     const Request request = incoming.AsRequest();
+    // It was said while its sender lived; what it has made for the sender goes again at once.
+    const bool hasEnded = !request.sender.process.empty() && stage_.GetApplications().MeetEnded(request.sender);
+    const Farewell farewell(stage_, hasEnded ? request.sender : ApplicationId{});
     LearnTask(request, entry);
     const Stage::InRequest inRequest(stage_, request.sender);
     const Answer answer = Decide(request, entry, task, incoming.fault);
@@ -423,7 +444,7 @@ std::string Service::EndingOf(const Request& request, const Answer& answer) {
 void Service::LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason) {
     const std::string sender =
         incoming.sender.process.empty() ? "uid " + std::to_string(incoming.block.senderUid) : incoming.sender.process;
-    Log("refused %s from %s: %s", NameOf(incoming.block.msgId, entry != nullptr ? entry->row : nullptr).c_str(),
+    Log("refused %s from %s: %s", RequestName(incoming.block.msgId, entry != nullptr ? entry->row : nullptr).c_str(),
         sender.c_str(), reason.c_str());
 }
 

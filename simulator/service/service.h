@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "features/feature.h"
+#include "message.h"
 #include "service/bus_block.h"
 #include "service/faults.h"
 #include "service/request.h"
@@ -23,8 +24,6 @@ class RequestListener {
     virtual ~RequestListener() = default;
     virtual void OnAsked(const Request& request) = 0;
 };
-
-constexpr char SERVICE_NAME[] = "AI_VISION";
 
 // One per process: the bus knows handlers without a context.
 class Service {

@@ -9,7 +9,7 @@
 namespace orvi_sim {
 namespace {
 
-constexpr size_t MOST_HELD = 1024;
+constexpr size_t MOST_HELD_EVENTS = 1024;
 constexpr std::chrono::seconds MOST_PATIENCE{1};  // with applications that do not take what they are told
 
 }  // namespace
@@ -68,7 +68,7 @@ void Stage::Send(Event event) {
     }
     for (int times = fault.isDouble ? 2 : 1; times > 0; --times) {
         if (fault.isHeld) {
-            if (heldEvents_.size() >= MOST_HELD) {
+            if (heldEvents_.size() >= MOST_HELD_EVENTS) {
                 Log("%#x \"%s\" dropped: %zu are held back already", event.id, EventName(event.id), heldEvents_.size());
                 return;
             }

@@ -103,6 +103,12 @@ int RegisterHotWord(const std::string& word) {
     return result != 0 ? result : OrviAiAssistantUpdateKeyWord(App(word), ORVI_AI_HOTWORD_UPDATE, words);
 }
 
+int SetPage(const std::string& number) {
+    OrviAiAssistantPageInfo info{};
+    info.content[0] = static_cast<uint8_t>(std::stoi(number));
+    return OrviAiAssistantSetPageInfo(info);
+}
+
 int Perform(const std::string& command, const std::string& argument) {
     if (command == "init")
         return OrviAiSrvApiInit(App("application"), OnEvent);
@@ -126,6 +132,8 @@ int Perform(const std::string& command, const std::string& argument) {
         return RegisterIntent(argument);
     if (command == "hotword")
         return RegisterHotWord(argument);
+    if (command == "page")
+        return SetPage(argument);
     if (command == "announce")
         return OrviAiAssistantWakeUp(static_cast<OrviAiAssistantRunningMode>(1));
     return -2;

@@ -121,6 +121,30 @@ TEST_F(ApplicationsTest, WhatOneOwnedIsGivenUpWhenItGoes) {
     }
 }
 
+// A message may reach the service when its sender has ended: it is done, and leaves the sender nothing.
+TEST_F(ApplicationsTest, WhatWasSaidIsDoneAlsoWhenItsSenderHasEnded) {
+    Connect({"--arrival", "0"});
+    const std::string before = State();
+    Application other(sandbox_);
+    Announced(other, 2);
+    const char* const said[][2] = {{"assistant.set-page", "page 3"}, {"assistant.intents", "intent lights"}};
+    for (const auto& one : said) {
+        simulator_.Command(std::string("hold ") + one[0]);
+        other.Do(one[1]);
+        simulator_.Await(std::string("request ") + one[0] + " 1");
+    }
+    other.Process().Signal(SIGKILL);
+    simulator_.Await("clients 1");
+    for (const auto& one : said) {
+        EXPECT_EQ(simulator_.Command(std::string("release ") + one[0]), "1");
+    }
+    OrviAiAssistantPageInfo info{};
+    ASSERT_EQ(OrviAiAssistantGetPageInfo(&info), 0);
+    EXPECT_EQ(info.content[0], 3);
+    EXPECT_EQ(State(), before);
+    EXPECT_EQ(simulator_.Command("clients").substr(0, 2), "1 ");
+}
+
 TEST_F(ApplicationsTest, WhatSeveralHoldStaysUntilTheLastGoes) {
     Connect();
     Application first(sandbox_);

@@ -39,10 +39,7 @@ class Input {
     template <class Type>
     Type Number() {
         Type number{};
-        const size_t size = std::min(sizeof(number), left_);
-        std::memcpy(&number, at_, size);
-        at_ += size;
-        left_ -= size;
+        CopyTo(&number, std::min(sizeof(number), left_));
         return number;
     }
 
@@ -54,13 +51,20 @@ class Input {
     Exact Take(size_t most) {
         const size_t size = std::min(most, left_);
         Exact exact{std::make_unique<uint8_t[]>(size), size};
-        std::copy_n(at_, size, exact.bytes.get());
-        at_ += size;
-        left_ -= size;
+        CopyTo(exact.bytes.get(), size);
         return exact;
     }
 
  private:
+    // Of no bytes at all the fuzzer gives no address either, which memcpy may not be given.
+    void CopyTo(void* to, size_t size) {
+        if (size != 0) {
+            std::memcpy(to, at_, size);
+            at_ += size;
+            left_ -= size;
+        }
+    }
+
     const uint8_t* at_;
     size_t left_;
 };

@@ -16,11 +16,11 @@ const std::string kUid = std::to_string(geteuid());
 
 // Whole messages that wait for a slow handler are no frame that is stuck, however long they wait.
 TEST_F(BusTest, MessagesThatWaitForAHandlerAreNotTimedOut) {
-    Peer& server = StartTask("server", "t", {{"ORVI_BUS_FRAME_WAIT_MS", "10"}});
+    Peer& server = StartTask("server", "t", {{"ORVI_BUS_FRAME_WAIT_MS", "500"}});
     const Socket socket(directory + "/server:t");
     Bytes all = Greeting("raw", 1);
     for (int i = 0; i < 130; ++i) {
-        all = all + Frame(FrameKind::kOneWay, 0, i == 40 ? kSlow : kNote, {});
+        all = all + (i == 40 ? Frame(FrameKind::kOneWay, 0, kSlow, Bytes(700)) : Frame(FrameKind::kOneWay, 0, kNote, {}));
     }
     socket.Send(all);
     for (int i = 0; i < 130; ++i) {

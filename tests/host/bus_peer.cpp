@@ -166,7 +166,7 @@ int Handle(TagMsgBlock* message) {
             break;
         }
         case kSlow:
-            Spin(std::chrono::milliseconds(30));
+            Spin(std::chrono::milliseconds(std::max(30U, message->dataLen)));
             break;
         case kThrow:
             throw std::runtime_error("thrown on purpose");

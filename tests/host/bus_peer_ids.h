@@ -19,7 +19,7 @@ enum BusPeerMessage {
     kUnregisterInside = 14,
     kExitInside = 15,
     kForkInside = 16,
-    kSlow = 17,  // takes 30 ms
+    kSlow = 17,  // takes 30 ms, or a millisecond for each byte of its payload
     kTellSender = 18
 };
 

@@ -159,6 +159,8 @@ ORVI_FAILING(FailingStatus, "lstat", "lstat")
 ORVI_FAILING(FailingStatus64, "lstat64", "lstat")
 ORVI_FAILING(FailingThread, "pthread_create", "pthread_create")
 
+// On 32-bit a sanitizer starts through this name, before code that it checks can run.
+#if !defined(__SANITIZE_ADDRESS__) || defined(__x86_64__)
 extern "C" ORVI_SEEN long FailingSystemCall(long, long, long, long, long, long, long) __asm__("syscall");
 long FailingSystemCall(long number, long a, long b, long c, long d, long e, long f) {
     using Passed = long (*)(long, long, long, long, long, long, long);
@@ -166,6 +168,7 @@ long FailingSystemCall(long number, long a, long b, long c, long d, long e, long
     const auto next = reinterpret_cast<Passed>(orvi_test::Next("syscall", known));
     return number == SYS_pidfd_open && orvi_test::Fails("pidfd_open") ? -1 : next(number, a, b, c, d, e, f);
 }
+#endif
 
 // A sanitizer has the memory of a process to itself.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)

@@ -78,12 +78,12 @@ void ExpectBackAt(const Resources& baseline, size_t moreDescriptors, size_t more
     const size_t threads = baseline.threads + moreThreads;
     const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
     Resources now = Resources::Now();
-    while ((now.descriptors > expected || now.threads != threads) && std::chrono::steady_clock::now() < deadline) {
+    while ((now.descriptors > expected || now.threads > threads) && std::chrono::steady_clock::now() < deadline) {
         sched_yield();
         now = Resources::Now();
     }
     EXPECT_LE(now.descriptors, expected) << "now:\n" << now.listing << "before:\n" << baseline.listing;
-    EXPECT_EQ(now.threads, threads);
+    EXPECT_LE(now.threads, threads);
     EXPECT_EQ(now.replyBlocks, baseline.replyBlocks);
 }
 

@@ -19,7 +19,7 @@ struct Resources {
     static Resources Now();
 };
 
-// Fails the test unless the process is back at `baseline`, with so many descriptors and threads in addition. A joined
+// Fails the test unless the process is back at `baseline` or below, with so many descriptors and threads in addition. A joined
 // thread may be listed a moment longer, so this waits for the numbers, but not for ever.
 void ExpectBackAt(const Resources& baseline, size_t moreDescriptors = 0, size_t moreThreads = 0);
 

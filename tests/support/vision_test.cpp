@@ -81,7 +81,9 @@ void VisionTest::TearDown() {
 
 int VisionTest::Init() {
     const int result = OrviAiSrvApiInit(tagOrviAppInfo{}, &EventRecorder::OnEvent);
-    initialised_ = initialised_ || result == 0;
+    if (result == 0) {
+        initialised_ = true;
+    }
     return result;
 }
 

@@ -3,6 +3,7 @@
 #ifndef ORVI_TEST_VISION_TEST_H
 #define ORVI_TEST_VISION_TEST_H
 
+#include <atomic>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <string>
@@ -58,7 +59,7 @@ class VisionTest : public testing::Test {
     size_t connectionsOfOthers_ = 0;  // that a living thread, as the message thread, has made and not looked at since
 
  private:
-    static inline bool initialised_ = false;
+    static inline std::atomic<bool> initialised_{false};
 };
 
 // Outcome of a synchronous request; the bus's reply block has been released.

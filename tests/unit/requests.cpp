@@ -146,9 +146,10 @@ AiSrvServiceProxy& Proxy() {
 }
 void OnCaption(OrviAiCaptionEventId, void*) {}
 
-tagCheckinTotalData g_checkinData;
-OrviAiAssistantPageInfo g_pageInfo;
-tagOrviAiAbility g_ability;
+// Where answers go: many threads may ask at once.
+thread_local tagCheckinTotalData g_checkinData;
+thread_local OrviAiAssistantPageInfo g_pageInfo;
+thread_local tagOrviAiAbility g_ability;
 std::string& g_words = *new std::string("hello");
 
 // A detector that the service has never seen serves every request.

@@ -17,7 +17,7 @@ constexpr long GRACE_NS = 700'000'000;
 
 std::atomic<bool> g_hasLeft{false};
 
-void Watch(sigset_t signals) {
+void AwaitSignals(sigset_t signals) {
     int signal = 0;
     if (sigwait(&signals, &signal) != 0) {
         return;
@@ -48,7 +48,7 @@ void CatchInterrupts() {
         sigaddset(&signals, signal);
     }
     (void)pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    std::thread(Watch, signals).detach();
+    std::thread(AwaitSignals, signals).detach();
 }
 
 }  // namespace orvi_ai

@@ -28,7 +28,6 @@
 namespace orvi_bus_tool {
 namespace {
 
-constexpr char SERVICE[] = "AI_VISION";
 constexpr unsigned long FEW_DESCRIPTORS = 256;
 constexpr int FEW_WATCHES = 64;
 constexpr uint32_t SELF_CHECK_MS = 3000;
@@ -129,7 +128,7 @@ class Doctor {
     }
 
     void Service() {
-        const Member* const service = census_.Find(SERVICE);
+        const Member* const service = census_.Find(orvi_protocol::SERVICE_PROCESS);
         if (service == nullptr || service->state == Member::State::Dead) {
             Fault(service == nullptr ? "there is no service AI_VISION" : "the service AI_VISION has ended",
                   "start orvi-vision-sim under this user and with this ORVI_BUS_DIR");
@@ -149,7 +148,7 @@ class Doctor {
             }
             orvi_bus::Socket socket;
             const orvi_bus::Deadline deadline(SELF_CHECK_MS);
-            const std::string path = EndpointPath(directory_, SERVICE, task.c_str());
+            const std::string path = EndpointPath(directory_, orvi_protocol::SERVICE_PROCESS, task.c_str());
             if (orvi_bus::Socket::Connect(path, &deadline, &socket) != 0) {
                 Fault("the service's task " + task + " takes no connection: " + std::strerror(errno),
                       "start the service again");

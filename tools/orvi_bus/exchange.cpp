@@ -9,7 +9,6 @@
 namespace orvi_bus_tool {
 namespace {
 
-constexpr char SERVICE[] = "AI_VISION";
 constexpr size_t MOST_SHOWN = 10000;  // requests that nobody answers
 
 }  // namespace
@@ -30,7 +29,7 @@ std::string ResultWord(int32_t result) {
 }
 
 bool IsToService(const TrafficRecord& record) {
-    return (record.kind == TraceKind::kReply ? record.from : record.to) == SERVICE;
+    return (record.kind == TraceKind::kReply ? record.from : record.to) == orvi_protocol::SERVICE_PROCESS;
 }
 
 const orvi_protocol::Message* MessageOf(const TrafficRecord& record) {

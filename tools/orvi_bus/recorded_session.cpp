@@ -7,11 +7,11 @@
 
 #include "capture_file.h"
 #include "differences.h"
+#include "message.h"
 
 namespace orvi_bus_tool {
 namespace {
 
-constexpr char SERVICE[] = "AI_VISION";
 constexpr size_t MOST_THREADS = 256;
 
 Contents ContentsOf(TrafficRecord& record) {
@@ -40,16 +40,16 @@ std::string WhatIsMissing(const TrafficRecord& record) {
 
 // Of the two ends of a record the one that is not the service; empty when neither is, or both are.
 std::string ApplicationOf(const TrafficRecord& record) {
-    if ((record.from == SERVICE) == (record.to == SERVICE)) {
+    if ((record.from == orvi_protocol::SERVICE_PROCESS) == (record.to == orvi_protocol::SERVICE_PROCESS)) {
         return "";
     }
-    return record.from == SERVICE ? record.to : record.from;
+    return record.from == orvi_protocol::SERVICE_PROCESS ? record.to : record.from;
 }
 
 // Applications are who says what the table knows: others on the bus direct the room.
 bool IsOfApplication(const TrafficRecord& record) {
-    return (record.kind == TraceKind::kOneWay || record.kind == TraceKind::kRequest) && record.to == SERVICE &&
-           MessageOf(record) != nullptr;
+    return (record.kind == TraceKind::kOneWay || record.kind == TraceKind::kRequest) &&
+           record.to == orvi_protocol::SERVICE_PROCESS && MessageOf(record) != nullptr;
 }
 
 bool Choose(const std::set<std::string>& applications, const std::string& wanted, std::string& chosen,
@@ -59,7 +59,7 @@ bool Choose(const std::set<std::string>& applications, const std::string& wanted
         names += (names.empty() ? "" : ", ") + name;
     }
     if (applications.empty()) {
-        why = "no application says anything to " + std::string(SERVICE);
+        why = "no application says anything to " + std::string(orvi_protocol::SERVICE_PROCESS);
     } else if (wanted.empty() && applications.size() > 1) {
         why = "there are several applications, choose with --app: " + names;
     } else if (!wanted.empty() && applications.count(wanted) == 0) {
@@ -168,7 +168,7 @@ bool ReadSession(const std::string& file, const std::string& application, Sessio
             return refuse(reason);
         }
         if (record.pid != 0) {
-            (record.teller == SERVICE ? services : processes).insert(record.pid);
+            (record.teller == orvi_protocol::SERVICE_PROCESS ? services : processes).insert(record.pid);
         }
         exchanges.Add(std::move(record));
     }

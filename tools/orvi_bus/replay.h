@@ -12,6 +12,8 @@
 
 namespace orvi_bus_tool {
 
+constexpr uint32_t REPLAY_QUEUE_SIZE = 64;  // of each task of either side, in messages
+
 // A recorded time between two steps as it is played: none with speed 0, which is max; a century at most.
 inline int64_t Played(int64_t recordedNs, double speed) {
     constexpr double LONGEST_NS = 3.15e18;

@@ -13,6 +13,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "message.h"
 #include "orvi_host_bus.h"
 #include "replay.h"
 #include "wire/deadline.h"
@@ -20,9 +21,6 @@
 
 namespace orvi_bus_tool {
 namespace {
-
-constexpr char SERVICE[] = "AI_VISION";
-constexpr uint32_t QUEUE_SIZE = 64;
 
 class ApplicationSide {
  public:
@@ -80,7 +78,7 @@ bool ApplicationSide::Join() {
     if (session.task.empty()) {
         return true;
     }
-    if (OsMsgRegTask(session.task.c_str(), QUEUE_SIZE, OnMessage) != 0) {
+    if (OsMsgRegTask(session.task.c_str(), REPLAY_QUEUE_SIZE, OnMessage) != 0) {
         return false;
     }
     task_ = session.task;
@@ -108,7 +106,7 @@ void ApplicationSide::Take(const TagMsgBlock& message) {
     const Contents seen =
         bytes != nullptr ? Contents(std::vector<uint8_t>(bytes, bytes + message.dataLen)) : std::nullopt;
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (std::strcmp(sender.procName, SERVICE) != 0) {
+    if (std::strcmp(sender.procName, orvi_protocol::SERVICE_PROCESS) != 0) {
         script_.Told().Add("a message of another process", "it is not the service's");
         return;
     }
@@ -164,7 +162,7 @@ void ApplicationSide::Say(size_t step) {
         bytes = script_.ContentsOf(step).value_or(std::vector<uint8_t>());
     }
     TagMsgBlock block{};
-    std::strncpy(block.recvProcName, SERVICE, sizeof(block.recvProcName) - 1);
+    std::strncpy(block.recvProcName, orvi_protocol::SERVICE_PROCESS, sizeof(block.recvProcName) - 1);
     std::strncpy(block.recvTaskName, recorded.task.c_str(), sizeof(block.recvTaskName) - 1);
     block.msgId = recorded.id;
     block.data = bytes.empty() ? nullptr : bytes.data();

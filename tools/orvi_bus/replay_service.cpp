@@ -9,6 +9,7 @@
 #include <thread>
 #include <unistd.h>
 
+#include "message.h"
 #include "orvi_host_bus.h"
 #include "replay.h"
 #include "wire/deadline.h"
@@ -17,8 +18,6 @@
 namespace orvi_bus_tool {
 namespace {
 
-constexpr char SERVICE[] = "AI_VISION";
-constexpr uint32_t QUEUE_SIZE = 64;
 constexpr int64_t MS = 1000000;
 constexpr int64_t LAST_WORDS_NS = 200 * MS;  // what a process sent before it died is still handled for so long
 
@@ -86,11 +85,11 @@ bool ServiceSide::Join() {
             names.insert(std::string(message->task));
         }
     }
-    if (!wake_ || OsMsgInit(SERVICE) != 0) {
+    if (!wake_ || OsMsgInit(orvi_protocol::SERVICE_PROCESS) != 0) {
         return false;
     }
     for (const std::string& name : names) {
-        if (OsMsgRegTask(name.c_str(), QUEUE_SIZE, OnMessage) != 0) {
+        if (OsMsgRegTask(name.c_str(), REPLAY_QUEUE_SIZE, OnMessage) != 0) {
             return false;
         }
         tasks_.push_back(name);
@@ -109,7 +108,7 @@ void ServiceSide::Leave() {
         loop.join();
     }
     for (const std::string& task : tasks_) {
-        OsMsgUnregTask(SERVICE, 1, task.c_str());
+        OsMsgUnregTask(orvi_protocol::SERVICE_PROCESS, 1, task.c_str());
     }
 }
 

@@ -14,6 +14,7 @@
 #include "completion.h"
 #include "directions/vocabulary.h"
 #include "directions/words.h"
+#include "message.h"
 #include "orvi_host_bus.h"
 #include "standard_streams.h"
 
@@ -25,7 +26,6 @@ using Words = std::vector<std::string>;
 
 enum ExitCode { DONE = 0, REFUSED = 1, USAGE = 2, NOBODY = 3 };
 
-constexpr char SERVICE[] = "AI_VISION";
 constexpr char TASK[] = "ai_room";
 constexpr uint32_t LINE = 0x6FFFF0;              // as the service's room_task.h has it
 constexpr uint32_t WAIT_MS = 25U * 3600 * 1000;  // longer than any direction; the service's death ends it
@@ -95,7 +95,7 @@ Answer Send(const std::string& line) {
         return joined;
     }
     TagMsgBlock block{};
-    std::strncpy(block.recvProcName, SERVICE, sizeof(block.recvProcName) - 1);
+    std::strncpy(block.recvProcName, orvi_protocol::SERVICE_PROCESS, sizeof(block.recvProcName) - 1);
     std::strncpy(block.recvTaskName, TASK, sizeof(block.recvTaskName) - 1);
     block.msgId = LINE;
     block.dataLen = static_cast<uint32_t>(line.size());

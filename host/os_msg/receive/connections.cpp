@@ -17,7 +17,6 @@ namespace orvi_bus {
 
 namespace {
 
-constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kPauseNs = 100 * kNsPerMs;  // until what failed for want of descriptors or memory is tried again
 
 }  // namespace

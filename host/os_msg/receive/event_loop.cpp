@@ -50,7 +50,6 @@ int EventLoop::Wait(int64_t untilNs, bool expecting, epoll_event (&events)[kMost
             return count;
         }
     }
-    constexpr int64_t kNsPerMs = 1000000;
     constexpr int64_t kMostMs = 60000;
     int64_t wait = -1;
     if (untilNs == 0) {

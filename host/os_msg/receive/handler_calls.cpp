@@ -11,8 +11,6 @@ namespace orvi_bus {
 
 namespace {
 
-constexpr int64_t kNsPerMs = 1000000;
-
 int64_t SlowNs() {
     return static_cast<int64_t>(GetSettings().slowMs) * kNsPerMs;
 }

@@ -20,12 +20,11 @@ namespace orvi_bus {
 
 namespace {
 
-constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kLookEveryNs = 50 * kNsPerMs;
 // A dying process gives up its presence a moment before its sockets.
 constexpr int64_t kDyingNs = 500 * kNsPerMs;
 // Changes that come faster than they are looked at keep nothing else waiting.
-constexpr int kTurnReads = 16;
+constexpr int kNoticeReads = 16;
 constexpr int kTurnSteps = 2 * (1 + static_cast<int>(Presence::kMostEarlier));  // a name's whole past
 
 // Presences appear by renaming, are written when their process starts and closed when it ends.
@@ -164,7 +163,7 @@ bool Watches::OnDirectoryEvents() {
     alignas(inotify_event) char buffer[4096];
     MutexLock lock(mutex_);  // the descriptor is to stay what it is
     bool lost = false;
-    for (int reads = 0; reads < kTurnReads; ++reads) {  // the kernel tells of what is left
+    for (int reads = 0; reads < kNoticeReads; ++reads) {  // the kernel tells of what is left
         const ssize_t size = read(directoryEvents_.Get(), buffer, sizeof(buffer));
         if (size <= 0) {
             break;

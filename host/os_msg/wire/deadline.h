@@ -9,11 +9,13 @@
 
 namespace orvi_bus {
 
+constexpr int64_t kNsPerMs = 1000000;
+
 int64_t MonotonicNs();
 
 class Deadline {
  public:
-    explicit Deadline(uint32_t waitMs) : at_(MonotonicNs() + static_cast<int64_t>(waitMs) * 1000000) {}
+    explicit Deadline(uint32_t waitMs) : at_(MonotonicNs() + static_cast<int64_t>(waitMs) * kNsPerMs) {}
     int64_t RemainingNs() const;  // never negative
     bool Expired() const { return RemainingNs() == 0; }
     // For SO_SNDTIMEO, where 0 would mean no limit: at least one microsecond.

@@ -50,21 +50,8 @@ class Watchers {
 
     bool Look() {
         MutexLock lock(mutex_);
-        Fd socket;
-        for (int slot = 0; slot < kMonitorSlots; ++slot) {
-            for (const bool payloads : {false, true}) {
-                if (!watchers_[slot].socket) {
-                    if (!socket) {
-                        socket = Fd::PacketSocket();
-                    }
-                    socket = Connect(places_[slot][payloads ? 1 : 0], payloads, std::move(socket), &watchers_[slot]);
-                }
-            }
-        }
-        const int count = Count();
-        const bool isAwaited = count == 0 && GetSettings().trace == Trace::kAlways;
-        g_nextLookNs.store(isAwaited ? 0 : CoarseNs() + kLookEveryNs, std::memory_order_relaxed);
-        return count != 0;
+        LookForNew();
+        return Count() != 0;
     }
 
     void Tell(const Told& told) {
@@ -83,17 +70,25 @@ class Watchers {
         record.wordBits = 8 * sizeof(void*);
         SetName(record.task, told.task);
         MutexLock lock(mutex_);
+        if (CoarseNs() >= g_nextLookNs.load(std::memory_order_relaxed)) {
+            LookForNew();  // one that came while another watches
+        }
         SetName(record.from, told.from != nullptr ? told.from : own_);
         SetName(record.to, told.to != nullptr ? told.to : own_);
         SetName(record.teller, own_);
-        for (Watcher& watcher : watchers_) {
+        for (int slot = 0; slot < kMonitorSlots; ++slot) {
+            Watcher& watcher = watchers_[slot];
             if (watcher.socket && !Write(record, told.data, &watcher)) {
+                // That it has gone shows only now, and another may have listened at its place for long.
                 watcher = Watcher();
+                Fd socket;
+                LookAt(slot, &socket);
+                if (watcher.socket && !Write(record, told.data, &watcher)) {
+                    watcher = Watcher();
+                }
             }
         }
-        if (Count() == 0 && GetSettings().trace == Trace::kAlways) {
-            g_nextLookNs.store(0, std::memory_order_relaxed);
-        }
+        (void)Count();
     }
 
  private:
@@ -102,6 +97,26 @@ class Watchers {
         socklen_t length = 0;
         bool isReachable = false;
     };
+
+    void LookForNew() ORVI_BUS_REQUIRES(mutex_) {
+        Fd socket;
+        for (int slot = 0; slot < kMonitorSlots; ++slot) {
+            LookAt(slot, &socket);
+        }
+        g_nextLookNs.store(CoarseNs() + kLookEveryNs, std::memory_order_relaxed);
+    }
+
+    // `socket` is made when there is none, and kept for the next place when nobody listens at this one.
+    void LookAt(int slot, Fd* socket) ORVI_BUS_REQUIRES(mutex_) {
+        for (const bool payloads : {false, true}) {
+            if (!watchers_[slot].socket) {
+                if (!*socket) {
+                    *socket = Fd::PacketSocket();
+                }
+                *socket = Connect(places_[slot][payloads ? 1 : 0], payloads, std::move(*socket), &watchers_[slot]);
+            }
+        }
+    }
 
     // Gives the socket back, for the next place, when nobody listens at this one.
     static Fd Connect(const Place& place, bool payloads, Fd socket, Watcher* watcher) {
@@ -152,6 +167,9 @@ class Watchers {
         const int count = static_cast<int>(
             std::count_if(std::begin(watchers_), std::end(watchers_), [](const Watcher& w) { return bool(w.socket); }));
         g_watchers.store(count, std::memory_order_relaxed);
+        if (count == 0 && GetSettings().trace == Trace::kAlways) {
+            g_nextLookNs.store(0, std::memory_order_relaxed);
+        }
         return count;
     }
 

@@ -96,11 +96,11 @@ inline int64_t CoarseNs() {
 
 // Whether somebody watches.
 inline bool IsWatched() {
-    const int64_t next = g_nextLookNs.load(std::memory_order_relaxed);
-    if (__builtin_expect(next != INT64_MAX && CoarseNs() >= next, false)) {
-        return LookForWatchers();  // for a further one, too
+    if (g_watchers.load(std::memory_order_relaxed) != 0) {
+        return true;
     }
-    return g_watchers.load(std::memory_order_relaxed) != 0;
+    const int64_t next = g_nextLookNs.load(std::memory_order_relaxed);
+    return __builtin_expect(next != INT64_MAX && CoarseNs() >= next, false) && LookForWatchers();
 }
 
 // Only after IsWatched. Throws and waits for nothing.

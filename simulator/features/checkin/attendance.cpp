@@ -15,7 +15,7 @@ constexpr size_t EVERY_GUEST = 6;
 constexpr const char* NAMES[] = {"Mira Holm",  "Jonas Feld",  "Tove Lind",  "Pavel Oro",   "Ines Marat",  "Leo Brandt",
                                  "Nuria Vale", "Emil Sorens", "Aya Kitami", "Oskar Wenge", "Dina Farrow", "Hugo Stein"};
 
-std::string NameOf(size_t index) {
+std::string ParticipantName(size_t index) {
     return index < std::size(NAMES) ? NAMES[index] : "Participant " + std::to_string(index + 1);
 }
 
@@ -50,7 +50,7 @@ void Attendance::SetParticipants(size_t count) {
     for (size_t i = 0; i < std::min(count, MOST_PARTICIPANTS); ++i) {
         Participant participant;
         participant.userId = UserIdOf(i);
-        participant.name = NameOf(i);
+        participant.name = ParticipantName(i);
         participant.account = AccountOf(participant.name);
         participant.invited = (i + 1) % EVERY_GUEST != 0;
         participants_.push_back(std::move(participant));
