@@ -1,10 +1,12 @@
 // orvi-test-run as a test driver sees it: what it returns and says at each ending, and that nothing stays behind.
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include "simulator_process.h"
 
@@ -100,6 +102,14 @@ TEST_F(TestRunTest, Endings) {
         {{}, {"/absent"}, 127, "/absent cannot be run: No such file"},
         {{}, {"/"}, 126, "/ cannot be run: Permission denied"},
         {{}, {"sh", "-c", "setsid sleep 1000 & (sleep 1000 &)"}, 0, ""},
+        // A run inside it, which is ended with it.
+        {{},
+         {"sh", "-c",
+          "mkfifo $ORVI_BUS_DIR/up; $ORVI_TEST_PROGRAMS/orvi-test-run -- sh -c \"echo >$ORVI_BUS_DIR/up; sleep 1000\" "
+          "& "
+          "read up <$ORVI_BUS_DIR/up"},
+         0,
+         ""},
         {{"--timeout", "400ms"}, {"sh", "-c", "sleep 1000"}, 124, "not done within 400 ms"},
         {{}, {"sh", "-c", room + "crash; sleep 1000"}, 123, "the service was ended by signal 9 (Killed) while"},
         {{}, {"sh", "-c", room + "quit; sleep 1000"}, 123, "the service ended with exit code 0 while"},
@@ -151,6 +161,28 @@ TEST_F(TestRunTest, ItsOwnEnd) {
         }
         EXPECT_EQ(End(runner), -testCase.signals.front()) << said_;
         EXPECT_NE(said_.find(testCase.says), std::string::npos) << said_;
+        ExpectNothingLeft();
+    }
+}
+
+// What its reader does not read holds up nobody, and a descriptor that is closed is nobody's output.
+TEST_F(TestRunTest, OutputsOfManyKinds) {
+    const std::string pipe = sandbox_.Path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const std::vector<std::string> words{"--", "sh", "-c", "head -c 200000 /dev/zero | tr '\\0' x; exit 3"};
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        pollfd reader{open(pipe.c_str(), O_RDWR | O_CLOEXEC), POLLIN, 0};
+        ChildProcess runner("orvi-test-run", words, pipe);
+        EXPECT_EQ(poll(&reader, 1, static_cast<int>(std::chrono::milliseconds(PATIENCE).count())), 1);
+        runner.Signal(signal);
+        EXPECT_EQ(runner.Wait(), signal == SIGKILL ? -SIGKILL : 3);
+        ExpectNothingLeft();
+        close(reader.fd);
+    }
+    for (const char* const closed : {"<&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
+        ChildProcess runner("orvi-test-run", words, sandbox_.Path("errors"),
+                            {"/bin/sh", "-c", std::string(R"(exec "$@" )") + closed, "-"});
+        EXPECT_EQ(runner.Wait(), 3) << closed;
         ExpectNothingLeft();
     }
 }

@@ -123,6 +123,7 @@ TEST_F(ReplayTest, WhatCannotBePlayedIsRefused) {
     const std::string bare = Capture("bare", {}, calls, "");
     const std::string masked = Capture("masked", {}, calls, "--payloads");
     const std::string other = Capture("other", {}, Write("none", "version\n"), "--payloads --reveal lock.state");
+    const std::string late = Capture("late", {}, calls, "--payloads --reveal lock.state model.end");
     const std::string two = sandbox_.Path("two");
     {
         const auto capture = StartListening("orvi-bus", "capture " + two + " --payloads --reveal");
@@ -145,6 +146,7 @@ TEST_F(ReplayTest, WhatCannotBePlayedIsRefused) {
         {bare, "what app.init holds is not in it: capture with --payloads --reveal"},
         {masked, "capture with --reveal, too"},
         {other, "no application says anything to AI_VISION"},
+        {late, "model.end comes before ai_vpp"},
         {two + " --app nobody", "there is no application 'nobody', but ai_vpp"},
         {sandbox_.Path("missing"), "missing"},
         {Write("notes", "notes"), "is no pcapng file"},
