@@ -36,6 +36,10 @@ class Callbacks {
     char* nextHandle_ = nullptr;
 };
 
+// Does nothing, beside the functions: who calls it has these linked as well, before a client library that stands on the
+// linker's line too, as it does when the code under test names it.
+void LinkFunctions();
+
 }  // namespace orvi::test::fake
 
 #endif

@@ -31,6 +31,7 @@ Callback Required(Callback callback, const char* whence) {
 }  // namespace
 
 void detail::AnyScript::Register() {
+    LinkFunctions();
     Scripts& scripts = AllScripts();
     const std::lock_guard<std::mutex> lock(scripts.mutex);
     scripts.all.push_back(this);

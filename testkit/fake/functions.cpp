@@ -37,6 +37,8 @@ void FreePhotos(tagOrviAiSrvPhotoResult* result, int count) {
 
 }  // namespace
 
+void orvi::test::fake::LinkFunctions() {}
+
 // --- Connection ---
 
 int OrviAiSrvApiInit(tagOrviAppInfo appInfo, OrviAiMainCallback callback) {

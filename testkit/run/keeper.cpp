@@ -62,7 +62,7 @@ class Run {
             const bool hasEnded = serviceStatus_.has_value();
             EndAll();
             if (interruption_ != 0) {
-                return Fail(128 + interruption_, "");
+                return Fail(128 + interruption_, InterruptionText());
             }
             if (isLate_ && !hasEnded) {
                 return Fail(TIMED_OUT, "the service was not ready, and so the command not done within " + Limit());
@@ -78,7 +78,7 @@ class Run {
         const bool serviceFailed = serviceStatus_ && !MayServiceEnd();
         EndAll();
         if (interruption_ != 0 && !hasEnded) {
-            return Fail(128 + interruption_, "");
+            return Fail(128 + interruption_, InterruptionText());
         }
         if (isLate_ && !hasEnded) {
             return Fail(TIMED_OUT, "the command was not done within " + Limit());
@@ -104,6 +104,11 @@ class Run {
     bool EndsByItself() const {
         const auto& words = order_.service;
         return std::find(words.begin(), words.end(), "--exit-at-end") != words.end();
+    }
+
+    // Nothing when nobody is there to read it, or who is there does not wait for it.
+    std::string InterruptionText() const {
+        return interruption_ == SIGKILL ? "" : std::string("interrupted: ") + strsignal(interruption_);
     }
 
     std::string Limit() const { return std::to_string(order_.timeout.count()) + " ms"; }

@@ -147,7 +147,7 @@ TEST_F(TestRunTest, ItsOwnEnd) {
         const char* says;          // of the command's own
     } cases[] = {
         {"Ctrl-C", {SIGINT}, "trap 'echo farewell; exit 0' INT; echo go; while :; do sleep 0.01; done", "farewell"},
-        {"a driver's end", {SIGTERM}, "echo go; sleep 1000", ""},
+        {"a driver's end", {SIGTERM}, "echo go; sleep 1000", "interrupted: Terminated"},
         {"a terminal's end", {SIGHUP}, "echo go; sleep 1000", ""},
         {"an impatient one", {SIGINT, SIGTERM}, "trap '' INT TERM; echo go; while :; do sleep 1000; done", ""},
         {"kill -9", {SIGKILL}, "trap '' TERM HUP; (setsid sleep 1000 &); echo go; sleep 1000", ""},
@@ -199,7 +199,7 @@ TEST_F(TestRunTest, FiftyAtATime) {
         << "foreach(i RANGE 1 12)\n"
         << "orvi_add_test(NAME asks.${i} COMMAND " ORVI_TEST_BIN_DIR "/orvi-ai lock state ${i} SCENARIO s.jsonl)\n"
         << "orvi_add_test(NAME leaves.${i} COMMAND sh -c \"setsid sleep 1000 & exit 0\")\n"
-        << "orvi_add_test(NAME fails.${i} COMMAND false TIMEOUT 20)\n"
+        << "orvi_add_test(NAME fails.${i} COMMAND sh -c \"true; exit 3\" TIMEOUT 20)\n"
         << "orvi_add_test(NAME crashes.${i} COMMAND sh -c \"$ORVI_TEST_PROGRAMS/orvi-room crash; sleep 1000\")\n"
         << "set_tests_properties(fails.${i} crashes.${i} PROPERTIES WILL_FAIL TRUE)\n"
         << "endforeach()\n"
