@@ -178,7 +178,11 @@ int Main(int argc, char** argv) {
         }
     }
     Result result{};
-    if (recv(link[0], &result, sizeof(result), 0) != sizeof(result)) {
+    ssize_t size = 0;
+    do {  // a signal that it did not read any more resets the connection first, once
+        size = recv(link[0], &result, sizeof(result), 0);
+    } while (size < 0 && (errno == ECONNRESET || errno == EINTR));
+    if (size != sizeof(result)) {
         KillSession(session);
         std::fprintf(stderr, "orvi-test-run: its keeper was killed, and the service and the command with it\n");
         return NOT_STARTED;

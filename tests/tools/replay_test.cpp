@@ -67,6 +67,12 @@ TEST_F(ReplayTest, TheMeetingIsTheSameBothWays) {
     EXPECT_NE(AsApplication(file, service, 0).find(": no difference"), std::string::npos);
 }
 
+TEST_F(ReplayTest, AnotherProcessWithoutEventsIsNoDifference) {
+    const std::string calls = Write("calls", "lock state 4\ncheckin init\ncheckin deinit\n");
+    EXPECT_NE(AsService(Capture("file", {"--arrival", "0"}, calls), calls, 0).find(": no difference"),
+              std::string::npos);
+}
+
 TEST_F(ReplayTest, DifferencesAreTold) {
     const std::vector<std::string> plain{"--arrival", "0"};
     const std::string calls =

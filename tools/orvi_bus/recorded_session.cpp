@@ -94,6 +94,17 @@ Step StepOf(Exchange exchange) {
     return step;
 }
 
+// Where its sender receives, as a message says; empty when it does not.
+std::string SaidTask(const Step& step) {
+    if (step.message == nullptr || !step.contents) {
+        return "";
+    }
+    const orvi_protocol::Decoded said =
+        orvi_protocol::Decode(step.message->payload, step.contents->data(), step.contents->size());
+    const orvi_protocol::Value* const task = orvi_protocol::FindValue(said.values, "client.task");
+    return task != nullptr ? task->bytes : "";
+}
+
 // What a session cannot be played with although each of its records is whole.
 std::string WhatIsWrong(const Session& session, const std::set<int32_t>& services,
                         const std::set<int32_t>& applications) {
@@ -177,6 +188,9 @@ bool ReadSession(const std::string& file, const std::string& application, Sessio
                      [](const Step& left, const Step& right) { return left.startNs < right.startNs; });
     for (const Step& step : session.steps) {
         session.task = session.task.empty() && !step.isToService ? step.task : session.task;
+    }
+    for (const Step& step : session.steps) {  // one that was told nothing has said all the same where it receives
+        session.task = session.task.empty() && step.isToService ? SaidTask(step) : session.task;
     }
     reason = WhatIsWrong(session, services, processes);
     return reason.empty() || refuse(reason);
