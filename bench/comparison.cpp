@@ -121,6 +121,17 @@ class Router {
     bool started_ = false;
 };
 
+// A killed participant of iceoryx leaves files beside our directory, named after it.
+void RemoveLocks(std::string directory) {
+    std::replace(directory.begin(), directory.end(), '/', '_');
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator("/tmp", ignored)) {
+        if (entry.path().filename().string().compare(0, directory.size(), directory) == 0) {
+            (void)std::filesystem::remove(entry.path(), ignored);
+        }
+    }
+}
+
 struct Entrant {
     const Peer* peer;
     std::unique_ptr<Pair> pairs[kPlacementCount];
@@ -138,8 +149,14 @@ void RunSlot(std::vector<Entrant>* entrants, uint32_t shape, uint32_t placement,
              std::vector<Turn>* turns) {
     for (size_t i = 0; i < entrants->size(); ++i) {
         const size_t at = (i + first) % entrants->size();
-        if (!(*entrants)[at].pairs[placement]->Take(kShapes[shape], ms, &(*turns)[at])) {
+        Pair& pair = *(*entrants)[at].pairs[placement];
+        const bool failedBefore = !pair.error().empty();
+        if (!pair.Take(kShapes[shape], ms, &(*turns)[at])) {
             (*turns)[at].us.clear();
+            if (!failedBefore) {
+                (void)fprintf(stderr, "%s, %s: %s\n", (*entrants)[at].peer->name, kPlacements[placement].name,
+                              pair.error().c_str());
+            }
         }
     }
 }
@@ -178,8 +195,8 @@ Results Compare(const Options& options) {
             entrant.isRaw = std::string(peer.name) == "SEQPACKET";
             std::string error;
             for (uint32_t i = 0; i < kPlacementCount && error.empty(); ++i) {
-                entrant.pairs[i] = std::make_unique<Pair>(
-                    peer, kPlacements[i], std::string(directory) + "/" + std::to_string(number++));
+                entrant.pairs[i] = std::make_unique<Pair>(peer, kPlacements[i],
+                                                          std::string(directory) + "/" + std::to_string(number++));
                 error = entrant.pairs[i]->error();
             }
             if (error.empty()) {
@@ -194,7 +211,7 @@ Results Compare(const Options& options) {
             for (uint32_t slot = 0; slot < kShapeCount * kPlacementCount; ++slot) {
                 const uint32_t placement = slot / kShapeCount;
                 const uint32_t shape = slot % kShapeCount;
-                double others = 1;
+                double others = 2;  // none has been done yet
                 for (int attempt = 0; attempt < 3 && others > options.othersShare; ++attempt) {
                     results.thrownAway += attempt > 0 ? 1 : 0;
                     const auto own = [&] {
@@ -236,6 +253,7 @@ Results Compare(const Options& options) {
     }
     std::error_code ignored;
     (void)std::filesystem::remove_all(directory, ignored);
+    RemoveLocks(directory);
     return results;
 }
 

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <poll.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -29,6 +30,9 @@ double ClockUs(clockid_t clock) {
     (void)clock_gettime(clock, &used);
     return static_cast<double>(used.tv_sec) * 1e6 + static_cast<double>(used.tv_nsec) * 1e-3;
 }
+
+// A turn that takes so much longer than told has come to a halt.
+constexpr int kMostSilenceMs = 5000;
 
 struct TurnOrder {
     uint32_t shape;
@@ -154,7 +158,7 @@ Pair::Pair(const Peer& peer, const Placement& placement, const std::string& dire
 }
 
 Pair::~Pair() {
-    for (const pid_t process : {client_, service_}) {
+    for (const pid_t process : {service_, client_}) {  // so that the service is not told of a lost client
         if (process > 0) {
             (void)kill(process, SIGKILL);
             (void)waitpid(process, nullptr, 0);
@@ -225,8 +229,7 @@ void Pair::RunClient(const Peer& peer, const Placement& placement, int orders, i
             head.samples = static_cast<uint32_t>(us.size());
             head.clientCpuUs = (ClockUs(CLOCK_PROCESS_CPUTIME_ID) - cpu - calls * shape.otherUs) / messages;
             head.serviceCpuUs = (ProcessCpuUs(service_) - serviceCpu) / messages;
-            head.allocations =
-                static_cast<double>(shared_->ofClient + shared_->ofService - allocations) / messages;
+            head.allocations = static_cast<double>(shared_->ofClient + shared_->ofService - allocations) / messages;
             Check(WriteAll(results, &head, sizeof(head)) && WriteAll(results, us.data(), us.size() * sizeof(float)),
                   "nobody listens");
         }
@@ -239,7 +242,13 @@ void Pair::RunClient(const Peer& peer, const Placement& placement, int orders, i
 bool Pair::Take(const Shape& shape, uint32_t ms, Turn* turn) {
     const TurnOrder order = {static_cast<uint32_t>(&shape - kShapes), ms};
     TurnHead head{};
-    if (!error_.empty() || !WriteAll(orders_, &order, sizeof(order)) || !ReadAll(results_, &head, sizeof(head))) {
+    if (!error_.empty()) {
+        return false;
+    }
+    pollfd result = {results_, POLLIN, 0};
+    if (!WriteAll(orders_, &order, sizeof(order)) ||
+        poll(&result, 1, static_cast<int>(10 * ms) + kMostSilenceMs) != 1 || !ReadAll(results_, &head, sizeof(head))) {
+        error_ = std::string("it does not come to an end with ") + shape.name;
         return false;
     }
     turn->us.resize(head.samples);

@@ -35,7 +35,8 @@ int main(int argc, char** argv) {
     app.add_option("--turn", options.turnMs, "length of a turn in milliseconds")
         ->check(CLI::Range(1U, 1000U))
         ->capture_default_str();
-    app.add_option("--others", options.othersShare, "share of the machine that other load may have in a slot that counts")
+    app.add_option("--others", options.othersShare,
+                   "share of the machine that other load may have in a slot that counts")
         ->check(CLI::Range(0.0, 1.0))
         ->capture_default_str();
     app.add_option("--only", options.only, "these peers, beside SEQPACKET, with which they are compared");

@@ -19,8 +19,8 @@ __attribute__((format(printf, 1, 2))) std::string Format(const char* format, ...
 }
 
 std::string About(const Results& results) {
-    std::string text = Format("%u slots of all peers one after the other; %u thrown away because of other load", results.slots,
-                              results.thrownAway);
+    std::string text = Format("%u slots of all peers one after the other; %u thrown away because of other load",
+                              results.slots, results.thrownAway);
     if (results.disturbed != 0) {
         text += Format("; %u count though the third attempt was disturbed, too", results.disturbed);
     }
@@ -46,13 +46,15 @@ std::string AsText(const Results& results) {
     std::string text;
     for (uint32_t placement = 0; placement < kPlacementCount; ++placement) {
         for (uint32_t shape = 0; shape < kShapeCount; ++shape) {
-            text += Format("%s, %s\n  %-14s %8s %10s %10s %12s %12s %8s\n", kShapes[shape].name, kPlacements[placement].name,
-                           "", "ratio", "median us", "p99 us", "client CPU", "service CPU", "allocs");
+            text += Format("%s, %s\n  %-14s %8s %10s %10s %12s %12s %8s\n", kShapes[shape].name,
+                           kPlacements[placement].name, "", "ratio", "median us", "p99 us", "client CPU", "service CPU",
+                           "allocs");
             for (size_t peer = 0; peer < results.peers.size(); ++peer) {
                 const Cell& cell = results.At(peer, shape, placement);
                 if (cell.measured) {
-                    text += Format("  %-14s %8.2f %10.2f %10.2f %12.2f %12.2f %8.1f\n", results.peers[peer].c_str(), cell.ratio,
-                                   cell.medianUs, cell.p99Us, cell.clientCpuUs, cell.serviceCpuUs, cell.allocations);
+                    text += Format("  %-14s %8.2f %10.2f %10.2f %12.2f %12.2f %8.1f\n", results.peers[peer].c_str(),
+                                   cell.ratio, cell.medianUs, cell.p99Us, cell.clientCpuUs, cell.serviceCpuUs,
+                                   cell.allocations);
                 } else {
                     text += Format("  %-14s failed\n", results.peers[peer].c_str());
                 }
@@ -110,9 +112,10 @@ std::string AsMarkdown(const Results& results) {
         }
         text += "\n";
     }
-    text += "The library by itself, in microseconds, and allocations of both processes:\n\n"
-            "| shape | placement | median | 99th percentile | CPU of the client | CPU of the service | allocations |\n"
-            "|---|---|---|---|---|---|---|\n";
+    text +=
+        "The library by itself, in microseconds, and allocations of both processes:\n\n"
+        "| shape | placement | median | 99th percentile | CPU of the client | CPU of the service | allocations |\n"
+        "|---|---|---|---|---|---|---|\n";
     for (uint32_t shape = 0; shape < kShapeCount && !results.peers.empty(); ++shape) {
         for (uint32_t placement = 0; placement < kPlacementCount; ++placement) {
             const Cell& cell = results.At(0, shape, placement);
@@ -133,15 +136,18 @@ std::string AsSvg(const Results& results) {
     const double most = std::log(LeastRatio(results, true) * 1.1);
     const auto y = [&](double ratio) { return kTop + kHeight * (most - std::log(ratio)) / (most - least); };
     std::string svg = Format(
-        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\" height=\"%.0f\" font-family=\"sans-serif\" font-size=\"11\">\n"
-        "<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n<text x=\"%.0f\" y=\"20\" font-size=\"14\">Time relative "
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\" height=\"%.0f\" font-family=\"sans-serif\" "
+        "font-size=\"11\">\n"
+        "<rect width=\"100%%\" height=\"100%%\" fill=\"white\"/>\n<text x=\"%.0f\" y=\"20\" font-size=\"14\">Time "
+        "relative "
         "to blocking SEQPACKET calls, by shape (logarithmic; lower is better)</text>\n",
         width, kTop + kHeight + 150, kLeft);
     for (const double ratio : {0.05, 0.1, 0.2, 0.5, 1.0, 2.0, 5.0, 10.0, 20.0, 50.0, 100.0}) {
         if (std::log(ratio) >= least && std::log(ratio) <= most) {
-            svg += Format("<line x1=\"%.0f\" x2=\"%.0f\" y1=\"%.1f\" y2=\"%.1f\" stroke=\"%s\"/><text x=\"%.0f\" y=\"%.1f\" "
-                          "text-anchor=\"end\">%g</text>\n",
-                          kLeft, width - 130, y(ratio), y(ratio), ratio == 1.0 ? "#000" : "#ddd", kLeft - 6, y(ratio) + 4, ratio);
+            svg += Format(
+                "<line x1=\"%.0f\" x2=\"%.0f\" y1=\"%.1f\" y2=\"%.1f\" stroke=\"%s\"/><text x=\"%.0f\" y=\"%.1f\" "
+                "text-anchor=\"end\">%g</text>\n",
+                kLeft, width - 130, y(ratio), y(ratio), ratio == 1.0 ? "#000" : "#ddd", kLeft - 6, y(ratio) + 4, ratio);
         }
     }
     for (uint32_t placement = 0; placement < kPlacementCount; ++placement) {
@@ -155,8 +161,8 @@ std::string AsSvg(const Results& results) {
             for (size_t peer = results.peers.size(); peer-- > 0;) {
                 const Cell& cell = results.At(peer, shape, placement);
                 if (cell.measured && cell.ratio > 0) {
-                    svg += Format("<circle cx=\"%.0f\" cy=\"%.1f\" r=\"%d\" fill=\"%s\"/>\n", x, y(cell.ratio), peer == 0 ? 6 : 4,
-                                  kColours[peer % 10]);
+                    svg += Format("<circle cx=\"%.0f\" cy=\"%.1f\" r=\"%d\" fill=\"%s\"/>\n", x, y(cell.ratio),
+                                  peer == 0 ? 6 : 4, kColours[peer % 10]);
                 }
             }
         }

@@ -17,14 +17,11 @@ struct Shape {
     uint32_t otherUs;    // the client computes for so long before each call; not part of the time of the call
 };
 
-constexpr Shape kShapes[] = {
+inline constexpr Shape kShapes[] = {
     // name, kind, bytes, reply, burst, other work
-    {"36 -> 1", Kind::kRequest, 36, 1, 1, 0},
-    {"496 -> 1", Kind::kRequest, 496, 1, 1, 0},
-    {"8 -> 33164", Kind::kRequest, 8, 33164, 1, 0},
-    {"36 -> 1, 200 us between", Kind::kRequest, 36, 1, 1, 200},
-    {"one-way 20880", Kind::kOneWay, 20880, 0, 16, 0},
-    {"event 288", Kind::kEvents, 288, 0, 64, 0},
+    {"36 -> 1", Kind::kRequest, 36, 1, 1, 0},          {"496 -> 1", Kind::kRequest, 496, 1, 1, 0},
+    {"8 -> 33164", Kind::kRequest, 8, 33164, 1, 0},    {"36 -> 1, 200 us between", Kind::kRequest, 36, 1, 1, 200},
+    {"one-way 20880", Kind::kOneWay, 20880, 0, 16, 0}, {"event 288", Kind::kEvents, 288, 0, 64, 0},
 };
 constexpr uint32_t kShapeCount = sizeof(kShapes) / sizeof(kShapes[0]);
 
@@ -36,7 +33,7 @@ struct Placement {
     int service;
 };
 
-constexpr Placement kPlacements[] = {
+inline constexpr Placement kPlacements[] = {
     {"one core", 0, 0},
     {"free", kAnyProcessor, kAnyProcessor},
     {"two cores", 0, 1},

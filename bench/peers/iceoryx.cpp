@@ -1,5 +1,6 @@
 // iceoryx: requests through a client and a server, events through a publisher and a subscriber; each end sleeps in a
 // wait set. Its daemon, which the comparison starts, only brings the two together.
+#include <iceoryx_hoofs/log/logmanager.hpp>
 #include <iceoryx_posh/popo/untyped_client.hpp>
 #include <iceoryx_posh/popo/untyped_publisher.hpp>
 #include <iceoryx_posh/popo/untyped_server.hpp>
@@ -28,6 +29,7 @@ void Join(const Place& place, const char* side) {
     for (char& c : name) {
         c = c == '/' ? '_' : c;
     }
+    iox::log::LogManager::GetLogManager().SetDefaultLogLevel(iox::log::LogLevel::kError);
     iox::runtime::PoshRuntime::initRuntime({iox::cxx::TruncateToCapacity, name});
 }
 

@@ -1,6 +1,5 @@
 // The library: its exported functions, a service that answers at once from the bus's service side, the workstation's bus
 // between them.
-#include <atomic>
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
@@ -22,21 +21,24 @@ using namespace OrviAiService;
 
 constexpr const char* kTasks[] = {"ai_v_task_m", "ai_v_task_i", "ai_face_task", "ai_assist_task"};
 
-// The client, as it has told; the address never changes again once it is there.
-tagAiTaskBasicInfo g_client;
-std::atomic<bool> g_known{false};
+// The applications that have told their addresses.
+std::mutex g_clientsMutex;
+std::vector<tagAiTaskBasicInfo> g_clients;
 
+// `count` events to each.
 void Push(uint32_t count) {
     static uint8_t event[kEventSize];
-    Check(g_known, "events are wanted before the client has told its address");
+    const std::lock_guard<std::mutex> lock(g_clientsMutex);
     TagMsgBlock block = {};
-    std::memcpy(block.recvProcName, g_client.proc, sizeof(block.recvProcName));
-    std::memcpy(block.recvTaskName, g_client.task, sizeof(block.recvTaskName));
     block.msgId = AI_EVT_FACE;
     block.data = event;
     block.dataLen = sizeof(event);
     for (uint32_t i = 0; i < count; ++i) {
-        Check(OsMsgAsynSend(&block) == 0, "an event was refused");
+        for (const tagAiTaskBasicInfo& client : g_clients) {
+            std::memcpy(block.recvProcName, client.proc, sizeof(block.recvProcName));
+            std::memcpy(block.recvTaskName, client.task, sizeof(block.recvTaskName));
+            Check(OsMsgAsynSend(&block) == 0, "an event was refused");
+        }
     }
 }
 
@@ -44,12 +46,12 @@ int Handle(TagMsgBlock* message) {
     static const tagCheckinTotalData page = {};
     uint32_t answer = 0;
     switch (message->msgId) {
-        case AI_MSG_INIT:
-            if (!g_known) {
-                std::memcpy(&g_client, message->data, sizeof(g_client));
-                g_known = true;
-            }
+        case AI_MSG_INIT: {
+            const std::lock_guard<std::mutex> lock(g_clientsMutex);
+            g_clients.emplace_back();
+            std::memcpy(&g_clients.back(), message->data, sizeof(tagAiTaskBasicInfo));
             return 0;
+        }
         case AI_MSG_ASSISTANT_WAKE_UP: {
             uint32_t count = 0;
             std::memcpy(&count, message->data, sizeof(count));
@@ -85,7 +87,8 @@ void Serve(const Place& place, const std::function<void()>& ready) {
 
 std::mutex g_mutex;
 std::condition_variable g_allCame;
-uint32_t g_wanted = 0;  // events until the waiting thread is told; only while it waits, so the callback is alone with it
+uint32_t g_wanted =
+    0;  // events until the waiting thread is told; only while it waits, so the callback is alone with it
 
 void OnFace(tagOrviAiSrvFaceDetEvent* event) {
     OnEvent(event);

@@ -11,8 +11,6 @@ extern const Peer kSdBus;
 extern const Peer kSharedMemory;
 extern const Peer kZeroMq;
 
-void (*volatile g_onEvent)(const void* event) = [](const void*) {};
-
 const std::vector<Peer>& Peers() {
     static const std::vector<Peer> peers = {
         kLibrary, kSeqpacket, kStream, kSharedMemory,

@@ -42,8 +42,7 @@ int OnRequest(sd_bus_message* message, void* /*user*/, sd_bus_error* /*error*/) 
 }
 
 const sd_bus_vtable kMethods[] = {
-    SD_BUS_VTABLE_START(0), SD_BUS_METHOD("Say", "ay", "ay", OnRequest, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_VTABLE_END};
+    SD_BUS_VTABLE_START(0), SD_BUS_METHOD("Say", "ay", "ay", OnRequest, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
 
 sd_bus* Started(int socket, bool service) {
     sd_bus* bus = nullptr;
@@ -74,7 +73,8 @@ void Serve(const Place& place, const std::function<void()>& ready) {
 class SdBusClient final : public Client {
  public:
     explicit SdBusClient(int socket) : bus_(Started(socket, false)) {
-        Must(sd_bus_match_signal(bus_, nullptr, nullptr, kPath, kInterface, "Face", OnFace, this), "sd_bus_match_signal");
+        Must(sd_bus_match_signal(bus_, nullptr, nullptr, kPath, kInterface, "Face", OnFace, this),
+             "sd_bus_match_signal");
     }
     ~SdBusClient() override { (void)sd_bus_close_unref(bus_); }
 

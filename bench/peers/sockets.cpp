@@ -1,10 +1,11 @@
 // The raw limits of the kernel's local sockets, with calls that block: what a message costs at least when it goes through
 // one.
+#include "sockets.h"
+
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "link.h"
-#include "sockets.h"
 #include "unix_socket.h"
 
 namespace bench {
