@@ -100,7 +100,8 @@ check_tidy() {
     # It refuses options that only gcc knows and headers that gcc has compiled, so that every file must include what it
     # uses, and gets confused by a file that several targets compile: each once, as the first of its targets has it.
     cmake -S "$root" -B "$root/build/tidy/alone" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORVI_BATCHES=OFF \
-        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null || return
+        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON >/dev/null &&
+        cmake --build "$root/build/tidy/alone" --target orvi_view_page >/dev/null || return
     sed -E 's/ -fno-(align-jumps|reorder-blocks-and-partition)//g; s/ -Winvalid-pch//; s/ -include [^ ]*cmake_pch\.hxx//' "$root/build/tidy/alone/compile_commands.json" |
         awk 'BEGIN { RS = "\n},?\n?" }
              match($0, /"file": "[^"]*"/) {

@@ -16,6 +16,9 @@ namespace {
 struct LoopDeleter {
     void operator()(sd_event* loop) const { sd_event_unref(loop); }
 };
+struct SourceDeleter {
+    void operator()(sd_event_source* source) const { sd_event_source_disable_unref(source); }
+};
 
 int OnReadable(sd_event_source*, int, uint32_t, void* queue) {
     static_cast<orvi::EventQueue*>(queue)->dispatch();
@@ -68,8 +71,12 @@ int main(int argc, char** argv) {
         std::printf("sd_event_faces: no detector: %s\n", detector.result.what());
         return 1;
     }
-    if (sd_event_add_io(loop.get(), nullptr, queue.fd(), EPOLLIN, OnReadable, &queue) < 0 ||
-        sd_event_add_signal(loop.get(), nullptr, SIGTERM, nullptr, nullptr) < 0 ||
+    sd_event_source* waits = nullptr;
+    if (sd_event_add_io(loop.get(), &waits, queue.fd(), EPOLLIN, OnReadable, &queue) < 0) {
+        return 1;
+    }
+    const std::unique_ptr<sd_event_source, SourceDeleter> readable(waits);  // goes before the queue does
+    if (sd_event_add_signal(loop.get(), nullptr, SIGTERM, nullptr, nullptr) < 0 ||
         sd_event_add_time_relative(loop.get(), nullptr, CLOCK_MONOTONIC, 20 * 1000000ULL, 0, OnTimeOut, nullptr) < 0) {
         return 1;
     }

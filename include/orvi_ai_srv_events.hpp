@@ -507,7 +507,8 @@ class EventQueue {
     EventQueue(const EventQueue&) = delete;
     EventQueue& operator=(const EventQueue&) = delete;
 
-    // Readable, as poll() sees it, while dispatch() has something to do. Only to be polled; the queue's own.
+    // Readable, as poll() sees it, while dispatch() has something to do. Only to be polled; the queue's own: a loop waits for
+    // it no more when the queue is destroyed.
     int fd() const { return state_->fd(); }
 
     // Runs the handlers of the events that are waiting now, and returns how many events that were; waits for none.

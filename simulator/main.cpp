@@ -6,6 +6,7 @@
 #include <cstring>
 #include <exception>
 #include <iterator>
+#include <optional>
 #include <poll.h>
 #include <signal.h>
 #include <string>
@@ -24,6 +25,7 @@
 #include "room.h"
 #include "scenario/player.h"
 #include "standard_streams.h"
+#include "view/view.h"
 
 namespace orvi_sim {
 namespace {
@@ -98,13 +100,23 @@ int Run(Room& room, const Options& options) {
         Log("cannot write %s: %s", options.playLog.c_str(), std::strerror(errno));
         return 1;
     }
+    std::string error;
+    std::optional<View> view;
+    if (options.viewPort) {
+        view.emplace(room.stage, room.directions, room.features, room.checkin);
+        if (!view->Start(*options.viewPort, error)) {
+            Log("%s", error.c_str());
+            return 1;
+        }
+        Log("the room is shown at %s", view->Address().c_str());
+        room.serviceDirections.SetViewAddress(view->Address());
+    }
     Player player(room.stage, room.directions, options.scenario, room.stop, options.exitAtEnd);
     if (!options.scenarioFile.empty()) {
         room.stage.SetTimeAtStart(START_OF_SCENARIO);
         room.service.SetListener(&player);
         player.Prepare();
     }
-    std::string error;
     if (!room.service.Start(error)) {
         Log("%s", error.c_str());
         room.service.Stop();
@@ -135,6 +147,9 @@ int Run(Room& room, const Options& options) {
     AwaitEnd(signals, room.stop);
     room.service.Stop();  // ends what a command waits for
     room.roomTask.Stop();
+    if (view) {
+        view->Stop();
+    }
     if (control.joinable()) {
         control.join();
     }

@@ -71,6 +71,12 @@ int ReadOptions(int argc, char** argv, Options& options) {
                    "write what happened, a line each, by the room's time; - for standard output")
         ->type_name("FILE")
         ->check(IsGiven, "");
+    CLI::Option* const view =
+        app.add_option("--view", options.viewPort,
+                       "show the room to browsers of this machine, at this port or one that is free;\n"
+                       "the address is logged, and orvi-room view tells it")
+            ->type_name("[PORT]")
+            ->expected(0, 1);
     app.footer(
         std::string("It prints \"ready\" once every task can be reached, and ends at SIGTERM, SIGINT or Ctrl-C.\n"
                     "ORVI_BUS_DIR names the bus directory.\n\n"
@@ -88,6 +94,9 @@ int ReadOptions(int argc, char** argv, Options& options) {
         }
         std::fprintf(stderr, "orvi-vision-sim: %s\n", error.what());
         return EXIT_USAGE;
+    }
+    if (!view->empty() && !options.viewPort) {
+        options.viewPort = 0;
     }
     if (!options.scenarioFile.empty() && arrival->empty()) {
         options.arrivalMs = 0;  // the scenario tells who comes

@@ -27,6 +27,7 @@ struct Options {
     std::string speed = "1";
     uint32_t seed = 1;
     std::string playLog;
+    std::optional<uint16_t> viewPort;  // of the page that shows the room; 0: any that is free
 };
 
 // Reads and checks everything that can be checked before the service starts. The exit code when the program ends here,

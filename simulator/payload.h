@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,7 @@
 namespace orvi_sim {
 
 using Payload = std::vector<uint8_t>;
+using SharedPayload = std::shared_ptr<const Payload>;
 
 // 32-bit integers, little-endian.
 void AppendInteger(Payload& payload, uint32_t value);

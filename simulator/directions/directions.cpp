@@ -87,7 +87,7 @@ Directions::Answer Directions::PerformLine(const std::string& line) const {
     const Entry& entry = entries_.at(row->name);
     Stage::Lock lock = stage_.Enter();
     if (entry.isOnStage) {
-        stage_.GetPlayLog().Directed(stage_.SinceStart(), line);
+        stage_.Show(&Onlooker::Directed, line);
     } else {
         lock.unlock();
     }
@@ -101,7 +101,7 @@ Directions::Answer Directions::PerformLine(const std::string& line) const {
         if (!lock.owns_lock()) {
             lock.lock();
         }
-        stage_.GetPlayLog().Directed(stage_.SinceStart(), line + ": not done");
+        stage_.Show(&Onlooker::Directed, line + ": not done");
     }
     while (!outcome.text.empty() && outcome.text.back() == '\n') {
         outcome.text.pop_back();

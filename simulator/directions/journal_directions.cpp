@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdio>
 
+#include "directions/words.h"
 #include "payload.h"
 #include "value.h"
 

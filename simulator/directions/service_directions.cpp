@@ -79,6 +79,11 @@ std::vector<Direction> ServiceDirections::OffStage() {
         {"await sent", [this](const Arguments& a) { return AwaitSent(a); }},
         {"count", [this](const Arguments& a) { return Count(a); }},
         {"last", [this](const Arguments& a) { return Count(a); }},
+        {"view",
+         [this](const Arguments&) {
+             return viewAddress_.empty() ? Refused("nobody is shown the room: start orvi-vision-sim with --view")
+                                         : Done(viewAddress_);
+         }},
         {"quit",
          [this](const Arguments&) {
              stop_.Raise(0);

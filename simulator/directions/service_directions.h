@@ -20,6 +20,9 @@ class ServiceDirections {
     ServiceDirections(Stage& stage, Service& service, StopSignal& stop, const std::vector<Feature*>& features)
         : stage_(stage), service_(service), stop_(stop), features_(features) {}
 
+    // Of the page that shows the room. Before the service starts.
+    void SetViewAddress(std::string address) { viewAddress_ = std::move(address); }
+
     std::vector<Direction> OnStage();
     std::vector<Direction> OffStage();  // those that wait
 
@@ -41,6 +44,7 @@ class ServiceDirections {
     Service& service_;
     StopSignal& stop_;
     const std::vector<Feature*>& features_;
+    std::string viewAddress_;
 };
 
 }  // namespace orvi_sim

@@ -88,6 +88,7 @@ const std::vector<Row>& Vocabulary() {
         {"events", {}, {}, "the events that the service sends, with their ids"},
         {"clients", {}, {}, "the applications with their counts"},
         {"state", {}, {}, "what the features keep"},
+        {"view", {}, {}, "the address of the page that shows the room, which orvi-vision-sim --view serves"},
 
         // Faults
         {"refuse", {MESSAGE, {"not-ready|busy|malformed", Type::Choice}}, WHEN, "answer with this verdict"},

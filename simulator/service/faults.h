@@ -29,6 +29,11 @@ struct Fault {
     enum class Crash { None, Before, After };
     Crash crash = Crash::None;
 
+    bool IsAny() const {
+        return isLost || isHeld || isDouble || delay.count() != 0 || reply != Reply::AsUsual || lengthen != 0 ||
+               crash != Crash::None;
+    }
+
     // The payload with `lengthen` bytes more or fewer.
     void Resize(Payload& payload) const;
 };

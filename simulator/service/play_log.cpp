@@ -82,7 +82,7 @@ void PlayLog::Directed(Time at, const std::string& line) {
     }
 }
 
-void PlayLog::Asked(Time at, const Request& request, const std::string& ending) {
+void PlayLog::Asked(Time at, const Request& request, const std::string& ending, bool /*hasFault*/) {
     const orvi_protocol::Message* const message = orvi_protocol::FindMessage(request.id, true);
     if (!IsOpen() || (message != nullptr && message->name.rfind("app.", 0) == 0)) {
         return;
@@ -99,13 +99,14 @@ void PlayLog::Asked(Time at, const Request& request, const std::string& ending) 
                   ": " + ending);
 }
 
-void PlayLog::Told(Time at, const ApplicationId& application, uint32_t id, const Payload& payload, const char* ending) {
+void PlayLog::Told(Time at, const ApplicationId& application, uint32_t id, const SharedPayload& payload,
+                   const char* ending) {
     if (!IsOpen()) {
         return;
     }
     const orvi_protocol::Message* const message = orvi_protocol::FindMessage(id, false);
     const std::string fields = orvi_protocol::ToLine(
-        orvi_protocol::Decode(message != nullptr ? message->payload : nullptr, payload.data(), payload.size()), {},
+        orvi_protocol::Decode(message != nullptr ? message->payload : nullptr, payload->data(), payload->size()), {},
         WIDTH);
     Write(at, "  to " + NameOf(application) + " " + NameOfMessage(message, id) + (fields.empty() ? "" : " ") + fields +
                   (*ending != '\0' ? std::string(": ") + ending : ""));

@@ -9,8 +9,7 @@
 #include <string>
 
 #include "payload.h"
-#include "service/application.h"
-#include "service/request.h"
+#include "service/onlooker.h"
 
 namespace orvi_sim {
 
@@ -18,10 +17,10 @@ namespace orvi_sim {
 // no number of a process and nothing of the machine's time. An application is app1, app2, ... in the order of their first
 // messages. That one comes and goes is not in it: the announcement travels on its own, before or behind the first request
 // and the last. Private contents are masked. All functions on the stage.
-class PlayLog {
+class PlayLog : public Onlooker {
  public:
     PlayLog() = default;
-    ~PlayLog();
+    ~PlayLog() override;
     PlayLog(const PlayLog&) = delete;
     PlayLog& operator=(const PlayLog&) = delete;
 
@@ -35,10 +34,10 @@ class PlayLog {
     bool IsOpen() const { return descriptor_ >= 0; }
     bool IsBroken() const { return isBroken_; }  // it lacks what came last
 
-    using Time = std::chrono::milliseconds;
-    void Directed(Time at, const std::string& line);
-    void Asked(Time at, const Request& request, const std::string& ending);
-    void Told(Time at, const ApplicationId& application, uint32_t id, const Payload& payload, const char* ending);
+    void Directed(Time at, const std::string& line) override;
+    void Asked(Time at, const Request& request, const std::string& ending, bool hasFault) override;
+    void Told(Time at, const ApplicationId& application, uint32_t id, const SharedPayload& payload,
+              const char* ending) override;
 
  private:
     void Write(Time at, const std::string& text);

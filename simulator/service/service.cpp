@@ -420,7 +420,7 @@ void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& 
 
 void Service::Note(Incoming& incoming, const std::string& ending) {
     const Request request = incoming.AsRequest();
-    stage_.GetPlayLog().Asked(stage_.SinceStart(), request, ending);
+    stage_.Show(&Onlooker::Asked, request, ending, incoming.fault.IsAny());
     if (incoming.number == 0) {
         if (listener_ != nullptr) {
             listener_->OnAsked(request);

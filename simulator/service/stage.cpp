@@ -63,7 +63,7 @@ void Stage::Send(Event event) {
     }
     if (fault.isLost) {
         LogVerbose("%#x \"%s\" is lost, as told", event.id, EventName(event.id));
-        playLog_.Told(SinceStart(), event.application, event.id, *event.payload, "lost");
+        Show(&Onlooker::Told, event.application, event.id, event.payload, "lost");
         return;
     }
     for (int times = fault.isDouble ? 2 : 1; times > 0; --times) {
@@ -82,7 +82,7 @@ void Stage::Send(Event event) {
 }
 
 bool Stage::Post(const Event& event) {
-    playLog_.Told(SinceStart(), event.application, event.id, *event.payload, "");
+    Show(&Onlooker::Told, event.application, event.id, event.payload, "");
     return applications_.GetMail().Post(event.application, event.id, event.payload);
 }
 

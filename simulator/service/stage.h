@@ -17,6 +17,7 @@
 #include "payload.h"
 #include "service/applications.h"
 #include "service/faults.h"
+#include "service/onlooker.h"
 #include "service/play_log.h"
 #include "service/timer.h"
 
@@ -56,6 +57,18 @@ class Stage {
 
     Applications& GetApplications() { return applications_; }
     PlayLog& GetPlayLog() { return playLog_; }
+
+    // One more beside the play log, or null for none any more. It outlives the stage's last use, or takes itself away.
+    void SetOnlooker(Onlooker* onlooker) { onlookers_[1] = onlooker; }
+    template <class... Parameters, class... Arguments>
+    void Show(void (Onlooker::*what)(Onlooker::Time, Parameters...), const Arguments&... arguments) {
+        const Onlooker::Time now = SinceStart();
+        for (Onlooker* onlooker : onlookers_) {
+            if (onlooker != nullptr) {
+                (onlooker->*what)(now, arguments...);
+            }
+        }
+    }
 
     // An application has announced itself, has left: the features are told.
     void Announce(const ApplicationId& application, const std::string& task);
@@ -102,7 +115,7 @@ class Stage {
     struct Event {
         ApplicationId application;
         uint32_t id;
-        std::shared_ptr<const Payload> payload;
+        SharedPayload payload;
     };
 
     void SendBehindReply(Event event);
@@ -119,6 +132,7 @@ class Stage {
     ApplicationId requester_;  // without a name between requests
     bool stopped_ = false;
     PlayLog playLog_;
+    Onlooker* onlookers_[2] = {&playLog_, nullptr};
 
     Timer timer_;  // has its own lock
     Applications applications_;

@@ -16,8 +16,9 @@ class Callbacks {
 
     void SetMain(OrviAiMainCallback callback);  // the first one stays, as in the library
     void SetCaption(OrviAiCaptionCallback callback);
-    void* AddDetector(int source, OrviAiSrvFaceCallback callback);  // its handle
-    void RemoveDetector(void* handle);                              // and the callback of its source
+    // Its handle: that of a script, or else one of its own.
+    void* AddDetector(int source, OrviAiSrvFaceCallback callback, void* handle);
+    void RemoveDetector(void* handle);  // and the callback of its source
 
     // Each throws std::logic_error when there is none.
     OrviAiMainCallback Main() const;
@@ -34,6 +35,10 @@ class Callbacks {
     std::map<void*, int> sources_;                // of the detectors
     char* nextHandle_ = nullptr;
 };
+
+// Does nothing, beside the functions: who calls it has these linked as well, before a client library that stands on the
+// linker's line too, as it does when the code under test names it.
+void LinkFunctions();
 
 }  // namespace orvi::test::fake
 

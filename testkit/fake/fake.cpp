@@ -30,16 +30,21 @@ Callback Required(Callback callback, const char* whence) {
 
 }  // namespace
 
-detail::AnyScript::AnyScript() {
+void detail::AnyScript::Register() {
+    LinkFunctions();
     Scripts& scripts = AllScripts();
     const std::lock_guard<std::mutex> lock(scripts.mutex);
     scripts.all.push_back(this);
 }
 
 void reset() {
-    Scripts& scripts = AllScripts();
-    const std::lock_guard<std::mutex> lock(scripts.mutex);
-    for (detail::AnyScript* const script : scripts.all) {
+    std::vector<detail::AnyScript*> all;
+    {
+        Scripts& scripts = AllScripts();
+        const std::lock_guard<std::mutex> lock(scripts.mutex);
+        all = scripts.all;
+    }
+    for (detail::AnyScript* const script : all) {
         script->reset();
     }
     Callbacks::Get().Reset();
@@ -90,15 +95,16 @@ void Callbacks::SetCaption(OrviAiCaptionCallback callback) {
     caption_ = callback != nullptr ? callback : caption_;
 }
 
-void* Callbacks::AddDetector(int source, OrviAiSrvFaceCallback callback) {
+void* Callbacks::AddDetector(int source, OrviAiSrvFaceCallback callback, void* handle) {
     static char handles[1U << 16];  // only their addresses count
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (nextHandle_ == nullptr || nextHandle_ == handles + sizeof(handles)) {
-        nextHandle_ = handles;
+    if (handle == nullptr) {
+        nextHandle_ = nextHandle_ == nullptr || nextHandle_ == handles + sizeof(handles) ? handles : nextHandle_;
+        handle = nextHandle_++;
     }
     faces_[source] = callback;
-    sources_[nextHandle_] = source;
-    return nextHandle_++;
+    sources_[handle] = source;
+    return handle;
 }
 
 void Callbacks::RemoveDetector(void* handle) {

@@ -37,6 +37,8 @@ void FreePhotos(tagOrviAiSrvPhotoResult* result, int count) {
 
 }  // namespace
 
+void orvi::test::fake::LinkFunctions() {}
+
 // --- Connection ---
 
 int OrviAiSrvApiInit(tagOrviAppInfo appInfo, OrviAiMainCallback callback) {
@@ -58,8 +60,7 @@ int OrviAiSrvCreateFaceDetector(void** handle, int sourceId, int frameRate, uint
     const int result =
         of<OrviAiSrvCreateFaceDetector>().Perform(AGREES, handle, sourceId, frameRate, needReID, callback);
     if (result == 0 && handle != nullptr) {
-        void* const made = Callbacks::Get().AddDetector(sourceId, callback);
-        *handle = *handle != nullptr ? *handle : made;  // a script may give one of its own
+        *handle = Callbacks::Get().AddDetector(sourceId, callback, *handle);
     }
     return result;
 }

@@ -69,7 +69,8 @@ std::vector<Process> AllProcesses() {
     return all;
 }
 
-std::vector<pid_t> Descendants() {
+// Without `spared` and whoever descends from it.
+std::vector<pid_t> Descendants(pid_t spared) {
     std::multimap<pid_t, pid_t> children;
     for (const Process& process : AllProcesses()) {
         children.emplace(process.parent, process.pid);
@@ -78,7 +79,9 @@ std::vector<pid_t> Descendants() {
     for (size_t i = 0; i < found.size(); ++i) {
         const auto [begin, end] = children.equal_range(found[i]);
         for (auto child = begin; child != end; ++child) {
-            found.push_back(child->second);
+            if (child->second != spared) {
+                found.push_back(child->second);
+            }
         }
     }
     found.erase(found.begin());
@@ -94,10 +97,8 @@ void AdoptOrphans() {
 void KillDescendants(pid_t spared) {
     for (;;) {
         bool anyLives = false;
-        for (const pid_t pid : Descendants()) {
-            if (pid != spared) {
-                anyLives = kill(pid, SIGKILL) == 0 || anyLives;
-            }
+        for (const pid_t pid : Descendants(spared)) {
+            anyLives = kill(pid, SIGKILL) == 0 || anyLives;
         }
         // Those who have been killed are reaped as they come; who was their child is this one's by then.
         bool anyReaped = false;

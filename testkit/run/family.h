@@ -10,7 +10,8 @@ namespace orvi_test_run {
 // From now on a descendant whose parent ends becomes a child of this process.
 void AdoptOrphans();
 
-// Kills and reaps all descendants but `spared` (0: none), however often they fork meanwhile.
+// Kills and reaps all descendants, however often they fork meanwhile, but not `spared` (0: nobody) and those who descend
+// from it: how it ends is its own affair, and a sanitizer ends it through a process of its own.
 void KillDescendants(pid_t spared);
 
 // Kills all processes of a session, whose number is the process id of its first one.

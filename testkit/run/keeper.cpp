@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -61,7 +62,7 @@ class Run {
             const bool hasEnded = serviceStatus_.has_value();
             EndAll();
             if (interruption_ != 0) {
-                return Fail(128 + interruption_, "");
+                return Fail(128 + interruption_, InterruptionText());
             }
             if (isLate_ && !hasEnded) {
                 return Fail(TIMED_OUT, "the service was not ready, and so the command not done within " + Limit());
@@ -77,7 +78,7 @@ class Run {
         const bool serviceFailed = serviceStatus_ && !MayServiceEnd();
         EndAll();
         if (interruption_ != 0 && !hasEnded) {
-            return Fail(128 + interruption_, "");
+            return Fail(128 + interruption_, InterruptionText());
         }
         if (isLate_ && !hasEnded) {
             return Fail(TIMED_OUT, "the command was not done within " + Limit());
@@ -105,6 +106,11 @@ class Run {
         return std::find(words.begin(), words.end(), "--exit-at-end") != words.end();
     }
 
+    // Nothing when nobody is there to read it, or who is there does not wait for it.
+    std::string InterruptionText() const {
+        return interruption_ == SIGKILL ? "" : std::string("interrupted: ") + strsignal(interruption_);
+    }
+
     std::string Limit() const { return std::to_string(order_.timeout.count()) + " ms"; }
 
     int JudgeService() {
@@ -129,7 +135,8 @@ class Run {
         serviceOutput_ = output[0];
         serviceLog_ = log;
         if (setenv("ORVI_BUS_DIR", scratch_.BusDirectory().c_str(), 1) != 0 ||
-            setenv("ORVI_TEST_PROGRAMS", order_.programs.c_str(), 1) != 0) {
+            setenv("ORVI_TEST_PROGRAMS", order_.programs.c_str(), 1) != 0 ||
+            setenv(Scratch::OUTER, scratch_.Path().c_str(), 1) != 0) {
             throw std::system_error(errno, std::generic_category(), "setenv");
         }
         std::vector<std::string> words = order_.service;
@@ -296,11 +303,21 @@ class Run {
     Clock::time_point deadline_ = Clock::time_point::max();
 };
 
-void WriteAll(const std::string& text) {
+// Until nobody is there to read it, or a signal comes to the process that was called, or its end, while nobody does.
+void Tell(const std::string& text, int link) {
     for (size_t written = 0; written < text.size();) {
-        const ssize_t count = write(STDERR_FILENO, text.data() + written, text.size() - written);
-        if (count < 0 && errno != EINTR) {
-            return;  // nobody reads
+        pollfd watched[] = {{STDERR_FILENO, POLLOUT, 0}, {link, POLLIN, 0}};
+        if (poll(watched, std::size(watched), -1) < 0 && errno == EINTR) {
+            continue;
+        }
+        if (watched[0].revents == 0) {
+            return;
+        }
+        // So much a pipe with room takes at once.
+        const size_t size = std::min<size_t>(text.size() - written, PIPE_BUF);
+        const ssize_t count = write(STDERR_FILENO, text.data() + written, size);
+        if (count < 0 && errno != EINTR && errno != EAGAIN) {
+            return;
         }
         written += static_cast<size_t>(std::max<ssize_t>(count, 0));
     }
@@ -321,7 +338,7 @@ void Keep(const Order& order, Scratch& scratch, int link) {
     }
     KillDescendants(0);
     scratch.Remove();
-    WriteAll(told);  // when nothing is left that a reader who does not read could keep
+    Tell(told, link);  // when nothing is left that a reader who does not read could keep
     (void)send(link, &result, sizeof(result), MSG_NOSIGNAL);
 }
 

@@ -19,6 +19,7 @@
 #include "family.h"
 #include "keeper.h"
 #include "scratch.h"
+#include "standard_streams.h"
 
 namespace orvi_test_run {
 namespace {
@@ -42,6 +43,7 @@ class HelpText : public CLI::Formatter {
     }
 };
 
+constexpr int HURRY_MS = 2000;  // that the keeper has for a second signal
 constexpr int ENDING_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 int Complain(const std::string& text) {
@@ -152,10 +154,16 @@ int Main(int argc, char** argv) {
     }
     close(link[1]);
     int ending = 0;
+    bool isHurried = false;
     for (;;) {
         pollfd watched[] = {{link[0], POLLIN, 0}, {endings, POLLIN, 0}};
-        if (poll(watched, 2, -1) < 0) {
+        const int count = poll(watched, 2, isHurried ? HURRY_MS : -1);
+        if (count < 0) {
             continue;
+        }
+        if (count == 0) {
+            KillSession(session);  // a keeper that is stopped, or waits for the kernel
+            break;
         }
         if (watched[0].revents != 0) {
             break;
@@ -164,12 +172,17 @@ int Main(int argc, char** argv) {
         if (read(endings, &info, sizeof(info)) == sizeof(info)) {
             // A second one is in a hurry.
             const int told = ending == 0 ? static_cast<int>(info.ssi_signo) : SIGKILL;
+            isHurried = ending != 0;
             ending = ending == 0 ? told : ending;
             (void)send(link[0], &told, sizeof(told), MSG_NOSIGNAL);
         }
     }
     Result result{};
-    if (recv(link[0], &result, sizeof(result), 0) != sizeof(result)) {
+    ssize_t size = 0;
+    do {  // a signal that it did not read any more resets the connection first, once
+        size = recv(link[0], &result, sizeof(result), 0);
+    } while (size < 0 && (errno == ECONNRESET || errno == EINTR));
+    if (size != sizeof(result)) {
         KillSession(session);
         std::fprintf(stderr, "orvi-test-run: its keeper was killed, and the service and the command with it\n");
         return NOT_STARTED;
@@ -187,6 +200,7 @@ int Main(int argc, char** argv) {
 }  // namespace orvi_test_run
 
 int main(int argc, char** argv) {
+    orvi_tools::FillStandardStreams();
     try {
         return orvi_test_run::Main(argc, argv);
     } catch (const std::exception& exception) {

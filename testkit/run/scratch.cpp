@@ -9,32 +9,57 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace orvi_test_run {
 namespace {
 
 constexpr size_t LONGEST_BUS_DIRECTORY = 74;  // bytes; docs/host-settings.md tells why
+constexpr char TEMPLATE[] = "/orvi-run-XXXXXX";
 constexpr std::streamoff MOST_SHOWN = 1 << 20;
 
 [[noreturn]] void Throw(const std::string& what) {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+bool HasRoom(const std::string& folder) {
+    return folder[0] == '/' && folder.size() + sizeof(TEMPLATE) - 1 + sizeof("/bus") - 1 <= LONGEST_BUS_DIRECTORY;
+}
+
+// Empty and errno when there is none.
+std::string MakeIn(const std::string& folder) {
+    std::string name = folder + TEMPLATE;
+    return mkdtemp(name.data()) != nullptr ? name : "";  // 0700
+}
+
+// A command may leave folders that their owner cannot look into, and so not remove.
+void OpenUp(const std::filesystem::path& folder) {
+    std::error_code error;
+    std::filesystem::permissions(folder, std::filesystem::perms::owner_all, std::filesystem::perm_options::add, error);
+    for (std::filesystem::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+        if (std::error_code none; std::filesystem::is_directory(at->symlink_status(none))) {
+            OpenUp(at->path());
+        }
+    }
+}
+
 }  // namespace
 
 Scratch::Scratch() {
+    const char* const outer = std::getenv(OUTER);
     const char* const wished = std::getenv("TMPDIR");
-    std::string name = wished != nullptr && *wished == '/' ? wished : "/tmp";
-    constexpr char TEMPLATE[] = "/orvi-run-XXXXXX";
-    if (name.size() + sizeof(TEMPLATE) - 1 + sizeof("/bus") - 1 > LONGEST_BUS_DIRECTORY) {
-        name = "/tmp";
+    directory_ = outer != nullptr && HasRoom(outer) ? MakeIn(outer) : "";
+    if (directory_.empty()) {
+        const std::string folder = wished != nullptr && HasRoom(wished) ? wished : "/tmp";
+        directory_ = MakeIn(folder);
+        if (directory_.empty()) {
+            Throw(folder + TEMPLATE);
+        }
     }
-    name += TEMPLATE;
-    if (mkdtemp(name.data()) == nullptr) {  // 0700
-        Throw(name);
-    }
-    directory_ = name;
     if (mkdir(BusDirectory().c_str(), 0700) != 0) {
+        const int error = errno;
+        (void)rmdir(directory_.c_str());
+        errno = error;
         Throw(BusDirectory());
     }
 }
@@ -68,7 +93,8 @@ std::string Scratch::Shown(const char* name, const char* heading) const {
 
 void Scratch::Remove() {
     if (!directory_.empty()) {
-        std::error_code ignored;  // of what the command left unreadable the rest still goes
+        OpenUp(directory_);
+        std::error_code ignored;
         std::filesystem::remove_all(directory_, ignored);
         directory_.clear();
     }

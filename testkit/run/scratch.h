@@ -9,12 +9,17 @@ namespace orvi_test_run {
 
 class Scratch {
  public:
-    // Below $TMPDIR, or below /tmp where that leaves a socket's address too little room. Throws std::system_error.
+    // Names the directory of a run to what runs inside it: a run that is ended there cannot clear up any more.
+    static constexpr char OUTER[] = "ORVI_TEST_RUN_DIR";
+
+    // Inside the directory of an outer run, else below $TMPDIR, or below /tmp where that leaves a socket's address too
+    // little room. Throws std::system_error.
     Scratch();
     ~Scratch() { Remove(); }
     Scratch(const Scratch&) = delete;
     Scratch& operator=(const Scratch&) = delete;
 
+    const std::string& Path() const { return directory_; }
     std::string Path(const char* name) const { return directory_ + "/" + name; }
     std::string BusDirectory() const { return Path("bus"); }
 

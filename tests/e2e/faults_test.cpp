@@ -220,6 +220,7 @@ TEST_F(FaultsTest, ExpectationsLookAtTheJournal) {
     EXPECT_EQ(simulator_.Command("journal --app somebody"), "nothing");
     simulator_.Command("silent minutes.stop");
     EXPECT_EQ(RequestThroughProxy(0x600036, {}, 10).result, -1);
+    simulator_.Await("request minutes.stop 1");  // the wait may be over before it arrives
     EXPECT_NE(simulator_.Command("journal minutes.*").find("minutes.stop: unanswered"), std::string::npos);
     simulator_.Command("mark");
     simulator_.Child().WriteLine("expect lock.state state=7 --within 20s");

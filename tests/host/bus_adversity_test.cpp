@@ -20,7 +20,8 @@ TEST_F(BusTest, MessagesThatWaitForAHandlerAreNotTimedOut) {
     const Socket socket(directory + "/server:t");
     Bytes all = Greeting("raw", 1);
     for (int i = 0; i < 130; ++i) {
-        all = all + (i == 40 ? Frame(FrameKind::kOneWay, 0, kSlow, Bytes(700)) : Frame(FrameKind::kOneWay, 0, kNote, {}));
+        all =
+            all + (i == 40 ? Frame(FrameKind::kOneWay, 0, kSlow, Bytes(700)) : Frame(FrameKind::kOneWay, 0, kNote, {}));
     }
     socket.Send(all);
     for (int i = 0; i < 130; ++i) {

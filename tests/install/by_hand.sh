@@ -39,7 +39,7 @@ if (($# == 0)) && [[ ${CFLAGS:-} != *-fsanitize* ]] && [[ -n ${PAGE:-} ]]; then
     sed -n '/^```sh$/,/^```$/{/^```/d;p}' "$PAGE" >"$folder/blocks"
     (
         cd "$folder"
-        export PATH=$prefix/bin:$PATH CMAKE_PREFIX_PATH=$prefix LD_LIBRARY_PATH=$libdir${RUN_PATH:+:$RUN_PATH}
+        export PATH=$prefix/bin:$PATH CMAKE_PREFIX_PATH=$prefix LD_LIBRARY_PATH=${RUN_PATH:-}
         bash -eo pipefail blocks
     )
 fi

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <memory>
 #include <thread>
 
 namespace orvi_test {
@@ -106,6 +107,28 @@ TEST_F(FakeTest, CallbacksAreTheTests) {
     EXPECT_THROW(fake::fire_face({{}, 0}), std::logic_error);
     EXPECT_EQ(g_told, (std::vector<std::string>{"1", "2/1", "face 0"}));
     EXPECT_THROW(fake::fire_caption(ORVI_AI_CAPTION_EVENT_38), std::logic_error);
+}
+
+// A script's own handle is a detector as well, and what scripts hold may call the library when it goes.
+TEST_F(FakeTest, ScriptsHoldWhatTheyLike) {
+    int scripted = 0;
+    fake::of<OrviAiSrvCreateFaceDetector>().does_once([&](void** handle, int, int, uint8_t, OrviAiSrvFaceCallback) {
+        *handle = &scripted;
+        return 0;
+    });
+    void* handle = nullptr;
+    ASSERT_EQ(OrviAiSrvCreateFaceDetector(&handle, 0, 5, 1, OnFace), 0);
+    EXPECT_EQ(handle, &scripted);
+    EXPECT_EQ(OrviAiSrvDestroyFaceDetector(handle), 0);
+    EXPECT_THROW(fake::fire_face({{}, 0}), std::logic_error);
+
+    struct Owner {
+        ~Owner() { (void)OrviAiSrvDirectorStop(); }
+    };
+    fake::of<OrviAiSrvDirectorStop>().does([owner = std::make_shared<Owner>()] { return 0; });
+    fake::of<OrviAiSrvDirectorStop>().does_once([owner = std::make_shared<Owner>()] { return 0; });
+    fake::reset();
+    EXPECT_EQ(fake::of<OrviAiSrvDirectorStop>().count(), 2U);
 }
 
 TEST_F(FakeTest, PhotosAreReleased) {

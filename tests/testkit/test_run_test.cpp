@@ -1,10 +1,12 @@
 // orvi-test-run as a test driver sees it: what it returns and says at each ending, and that nothing stays behind.
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include "simulator_process.h"
 
@@ -100,6 +102,14 @@ TEST_F(TestRunTest, Endings) {
         {{}, {"/absent"}, 127, "/absent cannot be run: No such file"},
         {{}, {"/"}, 126, "/ cannot be run: Permission denied"},
         {{}, {"sh", "-c", "setsid sleep 1000 & (sleep 1000 &)"}, 0, ""},
+        // A run inside it, which is ended with it.
+        {{},
+         {"sh", "-c",
+          "mkfifo $ORVI_BUS_DIR/up; $ORVI_TEST_PROGRAMS/orvi-test-run -- sh -c \"echo >$ORVI_BUS_DIR/up; sleep 1000\" "
+          "& "
+          "read up <$ORVI_BUS_DIR/up"},
+         0,
+         ""},
         {{"--timeout", "400ms"}, {"sh", "-c", "sleep 1000"}, 124, "not done within 400 ms"},
         {{}, {"sh", "-c", room + "crash; sleep 1000"}, 123, "the service was ended by signal 9 (Killed) while"},
         {{}, {"sh", "-c", room + "quit; sleep 1000"}, 123, "the service ended with exit code 0 while"},
@@ -137,7 +147,7 @@ TEST_F(TestRunTest, ItsOwnEnd) {
         const char* says;          // of the command's own
     } cases[] = {
         {"Ctrl-C", {SIGINT}, "trap 'echo farewell; exit 0' INT; echo go; while :; do sleep 0.01; done", "farewell"},
-        {"a driver's end", {SIGTERM}, "echo go; sleep 1000", ""},
+        {"a driver's end", {SIGTERM}, "echo go; sleep 1000", "interrupted: Terminated"},
         {"a terminal's end", {SIGHUP}, "echo go; sleep 1000", ""},
         {"an impatient one", {SIGINT, SIGTERM}, "trap '' INT TERM; echo go; while :; do sleep 1000; done", ""},
         {"kill -9", {SIGKILL}, "trap '' TERM HUP; (setsid sleep 1000 &); echo go; sleep 1000", ""},
@@ -155,6 +165,28 @@ TEST_F(TestRunTest, ItsOwnEnd) {
     }
 }
 
+// What its reader does not read holds up nobody, and a descriptor that is closed is nobody's output.
+TEST_F(TestRunTest, OutputsOfManyKinds) {
+    const std::string pipe = sandbox_.Path("pipe");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const std::vector<std::string> words{"--", "sh", "-c", "head -c 200000 /dev/zero | tr '\\0' x; exit 3"};
+    for (const int signal : {SIGTERM, SIGKILL}) {
+        pollfd reader{open(pipe.c_str(), O_RDWR | O_CLOEXEC), POLLIN, 0};
+        ChildProcess runner("orvi-test-run", words, pipe);
+        EXPECT_EQ(poll(&reader, 1, static_cast<int>(std::chrono::milliseconds(PATIENCE).count())), 1);
+        runner.Signal(signal);
+        EXPECT_EQ(runner.Wait(), signal == SIGKILL ? -SIGKILL : 3);
+        ExpectNothingLeft();
+        close(reader.fd);
+    }
+    for (const char* const closed : {"<&-", ">&- 2>&-", "<&- >&- 2>&-"}) {
+        ChildProcess runner("orvi-test-run", words, sandbox_.Path("errors"),
+                            {"/bin/sh", "-c", std::string(R"(exec "$@" )") + closed, "-"});
+        EXPECT_EQ(runner.Wait(), 3) << closed;
+        ExpectNothingLeft();
+    }
+}
+
 // As a project has them: some good, some that leave children behind, some that fail, eight at a time.
 TEST_F(TestRunTest, FiftyAtATime) {
     const std::string project = sandbox_.Path("p");
@@ -167,7 +199,7 @@ TEST_F(TestRunTest, FiftyAtATime) {
         << "foreach(i RANGE 1 12)\n"
         << "orvi_add_test(NAME asks.${i} COMMAND " ORVI_TEST_BIN_DIR "/orvi-ai lock state ${i} SCENARIO s.jsonl)\n"
         << "orvi_add_test(NAME leaves.${i} COMMAND sh -c \"setsid sleep 1000 & exit 0\")\n"
-        << "orvi_add_test(NAME fails.${i} COMMAND false TIMEOUT 20)\n"
+        << "orvi_add_test(NAME fails.${i} COMMAND sh -c \"true; exit 3\" TIMEOUT 20)\n"
         << "orvi_add_test(NAME crashes.${i} COMMAND sh -c \"$ORVI_TEST_PROGRAMS/orvi-room crash; sleep 1000\")\n"
         << "set_tests_properties(fails.${i} crashes.${i} PROPERTIES WILL_FAIL TRUE)\n"
         << "endforeach()\n"

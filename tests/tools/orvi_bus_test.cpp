@@ -283,6 +283,33 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
         std::ofstream(sandbox_.Path("broken")) << one.bytes;
         EXPECT_NE(print(sandbox_.Path("broken"), 1).find(one.says), std::string::npos) << one.says;
     }
+    // A pipe is a file as well. What cannot be written is told, and nothing that was captured is lost to a wrong word.
+    std::string sameFromPipe;
+    EXPECT_EQ(
+        Run("orvi-bus", "print /dev/stdin --reveal", sameFromPipe, {"/bin/sh", "-c", "cat " + open + R"(|"$@")", "-"}),
+        0);
+    EXPECT_EQ(sameFromPipe, seen);
+    const struct {
+        std::string words;
+        std::vector<std::string> wrapper;
+        const char* says;
+    } failing[] = {
+        {"print " + open, {"/bin/sh", "-c", R"("$@" >/dev/full)", "-"}, "standard output: No space left on device"},
+        {"dissector", {"/bin/sh", "-c", R"("$@" >/dev/full)", "-"}, "standard output"},
+        {"timeline " + open + " --from " + open, {}, "would overwrite"},
+        {"capture " + open, {"/usr/bin/env", "ORVI_BUS_DIR=/nonexistent"}, "/nonexistent refused"},
+    };
+    for (const auto& one : failing) {
+        std::string output;
+        EXPECT_EQ(Run("orvi-bus", one.words, output, one.wrapper), 1) << one.words;
+        EXPECT_NE(output.find(one.says), std::string::npos) << output;
+        EXPECT_EQ(ReadFile(open), whole) << one.words;
+    }
+    // Names are whatever their tellers say.
+    std::ofstream(sandbox_.Path("broken")) << std::regex_replace(whole, std::regex("ai_vpp"), "a\"\\vpp");
+    EXPECT_EQ(Run("orvi-bus", "timeline " + picture + " --from " + sandbox_.Path("broken"), table), 0);
+    EXPECT_TRUE(nlohmann::json::accept(ReadFile(picture)));
+
     std::string full;
     EXPECT_EQ(Run("orvi-bus", "capture /dev/full --for 1s", full), 1);
     EXPECT_NE(full.find("No space left on device"), std::string::npos) << full;
@@ -295,6 +322,7 @@ TEST_F(OrviBusTest, WrongWordsAreUsage) {
              {"", "A subcommand is required"},
              {"monitor caption.strat", "there is no message 'caption.strat'"},
              {"monitor --slow fast", "'fast' is no time"},
+             {"monitor --for 0s", "'0s' is no time at all"},
              {"top --json", "--json"},
              {"list all", "all"},
              {"capture", "file is required"},

@@ -67,6 +67,12 @@ TEST_F(ReplayTest, TheMeetingIsTheSameBothWays) {
     EXPECT_NE(AsApplication(file, service, 0).find(": no difference"), std::string::npos);
 }
 
+TEST_F(ReplayTest, AnotherProcessWithoutEventsIsNoDifference) {
+    const std::string calls = Write("calls", "lock state 4\ncheckin init\ncheckin deinit\n");
+    EXPECT_NE(AsService(Capture("file", {"--arrival", "0"}, calls), calls, 0).find(": no difference"),
+              std::string::npos);
+}
+
 TEST_F(ReplayTest, DifferencesAreTold) {
     const std::vector<std::string> plain{"--arrival", "0"};
     const std::string calls =
@@ -123,6 +129,7 @@ TEST_F(ReplayTest, WhatCannotBePlayedIsRefused) {
     const std::string bare = Capture("bare", {}, calls, "");
     const std::string masked = Capture("masked", {}, calls, "--payloads");
     const std::string other = Capture("other", {}, Write("none", "version\n"), "--payloads --reveal lock.state");
+    const std::string late = Capture("late", {}, calls, "--payloads --reveal lock.state model.end");
     const std::string two = sandbox_.Path("two");
     {
         const auto capture = StartListening("orvi-bus", "capture " + two + " --payloads --reveal");
@@ -145,6 +152,7 @@ TEST_F(ReplayTest, WhatCannotBePlayedIsRefused) {
         {bare, "what app.init holds is not in it: capture with --payloads --reveal"},
         {masked, "capture with --reveal, too"},
         {other, "no application says anything to AI_VISION"},
+        {late, "model.end comes before ai_vpp"},
         {two + " --app nobody", "there is no application 'nobody', but ai_vpp"},
         {sandbox_.Path("missing"), "missing"},
         {Write("notes", "notes"), "is no pcapng file"},

@@ -1,5 +1,7 @@
 // orvi-bus capture: keeps the traffic in a file. orvi-bus print: shows such a file.
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <spawn.h>
@@ -20,6 +22,7 @@ class Program {
     int Start(const std::string& command) {
         const char* const arguments[] = {"sh", "-c", command.c_str(), nullptr};
         (void)setenv("ORVI_BUS_TRACE", "1", 1);  // so that its first message is told
+        (void)std::signal(SIGCHLD, SIG_DFL);     // a caller that ignores it would have its exit code thrown away
         posix_spawnattr_t attributes;
         sigset_t none;
         sigset_t pipe;
@@ -56,10 +59,8 @@ int Capture(const CaptureOptions& options) {
     const EndSignal end;
     CaptureWriter writer;
     std::string why;
-    if (!writer.Open(options.file, why)) {
-        return Fail(why);
-    }
     uint64_t kept = 0;
+    bool isOpen = false;
     bool hasFailed = false;
     uint32_t lostBefore = 0;  // that records told which are not kept
     const auto take = [&](TrafficRecord record) {
@@ -83,9 +84,14 @@ int Capture(const CaptureOptions& options) {
     Program program;
     bool isStarted = false;
     int error = 0;
+    // Not before it listens: without a bus an old file stays.
     const auto tick = [&] {
-        if (options.command.empty()) {
-            return true;
+        if (!isOpen && !hasFailed) {
+            isOpen = writer.Open(options.file, why);
+            hasFailed = !isOpen;
+        }
+        if (hasFailed || options.command.empty()) {
+            return !hasFailed;
         }
         if (!isStarted) {
             isStarted = true;
@@ -99,20 +105,25 @@ int Capture(const CaptureOptions& options) {
         return Fail("/bin/sh: " + std::string(+std::strerror(error)));
     }
     if (hasFailed) {
-        return Fail(why + "; what was kept before is whole");
+        return Fail(isOpen ? why + "; what was kept before is whole" : why);
     }
     if (result == DONE) {
         std::fprintf(stderr, "orvi-bus: %llu records in %s, %llu lost\n", static_cast<unsigned long long>(kept),
                      options.file.c_str(), static_cast<unsigned long long>(lost));
     }
-    if (result == DONE && isStarted && !program.Runs() && program.Code() != 0) {
+    const bool runs = isStarted && program.Runs();
+    if (runs) {
+        std::fprintf(stderr, "orvi-bus: %s still runs\n", options.command.c_str());
+    }
+    if (result == DONE && isStarted && !runs && program.Code() != 0) {
         return Fail(options.command + " ended with " + std::to_string(program.Code()));
     }
     return result;
 }
 
+// The file may be a pipe that nobody writes to: the signals keep their effect.
 int Print(const PrintOptions& options) {
-    const EndSignal end;
+    (void)std::signal(SIGPIPE, SIG_IGN);
     CaptureReader reader;
     std::string why;
     if (!reader.Open(options.file, why)) {
@@ -120,10 +131,12 @@ int Print(const PrintOptions& options) {
     }
     int64_t start = -1;
     bool goesOn = true;
+    int error = 0;
     Exchanges exchanges([&](const Exchange& exchange) {
         if (goesOn && options.filter.Wants(exchange)) {
             start = start < 0 ? exchange.message.timeNs : start;
-            goesOn = end.Print(LineOf(exchange, options.display, start) + "\n");
+            goesOn = std::puts(LineOf(exchange, options.display, start).c_str()) >= 0 && std::fflush(stdout) == 0;
+            error = goesOn ? 0 : errno;
         }
     });
     TrafficRecord record;
@@ -132,7 +145,7 @@ int Print(const PrintOptions& options) {
         exchanges.Add(std::move(record));
     }
     exchanges.Finish();
-    return why.empty() ? DONE : Fail(why);
+    return why.empty() ? Written(DONE, error) : Fail(why);
 }
 
 }  // namespace orvi_bus_tool

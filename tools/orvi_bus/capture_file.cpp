@@ -110,9 +110,10 @@ CaptureWriter::~CaptureWriter() {
 
 bool CaptureWriter::Open(const std::string& path, std::string& why) {
     path_ = path;
-    descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (descriptor_ < 0) {
-        why = path + ": " + std::strerror(errno);
+    // Of a pipe that nobody reads it would wait for a reader, deaf for signals that are blocked.
+    descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0600);
+    if (descriptor_ < 0 || fcntl(descriptor_, F_SETFL, 0) != 0) {
+        why = path + ": " + (errno == ENXIO ? "nobody reads it" : std::strerror(errno));
         return false;
     }
     dayOffset_ = Now(CLOCK_REALTIME) - Now(CLOCK_MONOTONIC);
@@ -176,11 +177,17 @@ bool CaptureReader::Open(const std::string& path, std::string& why) {
     }
     uint32_t head[3] = {};
     file_.read(reinterpret_cast<char*>(head), sizeof(head));
-    if (!file_ || head[0] != SECTION || head[2] != SECTION_ORDER) {
+    if (!file_ || head[0] != SECTION || head[2] != SECTION_ORDER || head[1] < sizeof(head) || head[1] > LONGEST_BLOCK) {
         why = path + " is no pcapng file of this byte order";
         return false;
     }
-    file_.seekg(0);
+    // A pipe has no way back: the rest is passed over.
+    at_ = head[1];
+    file_.ignore(static_cast<std::streamsize>(at_ - sizeof(head)));
+    if (static_cast<size_t>(file_.gcount()) != at_ - sizeof(head)) {
+        why = path + ": the file ends inside a block";
+        return false;
+    }
     return true;
 }
 

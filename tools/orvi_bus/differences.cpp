@@ -1,6 +1,7 @@
 #include "differences.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <utility>
 
 #include "value.h"
@@ -149,8 +150,15 @@ Contents Differences::Today(const Record* layout, const Contents& recorded) cons
     return std::vector<uint8_t>(bytes.begin(), bytes.end());
 }
 
+bool Differences::IsTold() {
+    if (++count_ == MOST_TOLD + 1) {
+        std::fprintf(stderr, "orvi-bus: further differences are only counted\n");
+    }
+    return count_ <= MOST_TOLD;
+}
+
 void Differences::Add(const std::string& which, const std::string& what) {
-    if (++count_ <= MOST_TOLD) {
+    if (IsTold()) {
         lines_ += display_.json ? "{\"of\":" + JsonString(which) + ",\"difference\":" + JsonString(what) + "}\n"
                                 : which + ": " + what + "\n";
     }
@@ -160,7 +168,7 @@ void Differences::AddField(const std::string& which, const std::string& path, co
                            const std::string& seen) {
     if (!display_.json) {
         Add(which, path + " recorded " + recorded + ", seen " + seen);
-    } else if (++count_ <= MOST_TOLD) {
+    } else if (IsTold()) {
         lines_ += "{\"of\":" + JsonString(which) + ",\"difference\":\"field\",\"field\":" + JsonString(path) +
                   ",\"recorded\":" + JsonString(recorded) + ",\"seen\":" + JsonString(seen) + "}\n";
     }

@@ -36,6 +36,7 @@ class Differences {
  private:
     static constexpr size_t MOST_TOLD = 1000;
 
+    bool IsTold();  // counts it
     bool IsAllowed(const std::string& path) const;
     void AddField(const std::string& which, const std::string& path, const std::string& recorded,
                   const std::string& seen);

@@ -263,7 +263,7 @@ class Generator {
 
 int PrintDissector() {
     std::fputs(Generator().Run().c_str(), stdout);
-    return std::fflush(stdout) == 0 ? DONE : FAILED;
+    return Flushed(DONE);
 }
 
 }  // namespace orvi_bus_tool

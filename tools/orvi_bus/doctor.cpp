@@ -317,7 +317,7 @@ int Examine(const DoctorOptions& options) {
             std::printf("       -> %s\n", finding.todo.c_str());
         }
     }
-    return std::fflush(stdout) == 0 && isFine ? DONE : FAILED;
+    return Flushed(isFine ? DONE : FAILED);
 }
 
 }  // namespace orvi_bus_tool

@@ -29,7 +29,7 @@ EndSignal::~EndSignal() {
     (void)close(descriptor_);
 }
 
-bool EndSignal::Print(const std::string& text) const {
+bool EndSignal::Print(const std::string& text) {
     pollfd entries[] = {{STDOUT_FILENO, POLLOUT, 0}, {descriptor_, POLLIN, 0}};
     for (size_t written = 0; written < text.size();) {
         if (poll(entries, 2, -1) < 0 && errno == EINTR) {
@@ -42,6 +42,7 @@ bool EndSignal::Print(const std::string& text) const {
         const ssize_t size =
             write(STDOUT_FILENO, text.data() + written, std::min<size_t>(text.size() - written, PIPE_BUF));
         if (size < 0 && errno != EINTR && errno != EAGAIN) {
+            printError_ = errno;
             return false;
         }
         written += static_cast<size_t>(std::max<ssize_t>(size, 0));

@@ -15,11 +15,14 @@ class EndSignal {
 
     int Descriptor() const { return descriptor_; }  // readable once it has come
 
-    // Writes to standard output. False when it has come first, or nobody reads any more.
-    bool Print(const std::string& text) const;
+    // Writes to standard output. False when it has come first, nobody reads any more, or that cannot be written.
+    bool Print(const std::string& text);
+    // The errno of what could not be written, as on a full disk; 0 when there is none.
+    int PrintError() const { return printError_; }
 
  private:
     int descriptor_;
+    int printError_ = 0;
 };
 
 }  // namespace orvi_bus_tool

@@ -76,7 +76,7 @@ int List(const ListOptions& options) {
     if (!options.json && shown == 0) {
         std::printf("nobody is on the bus in %s\n", directory.path.c_str());
     }
-    return std::fflush(stdout) == 0 ? DONE : FAILED;
+    return Flushed(DONE);
 }
 
 }  // namespace orvi_bus_tool

@@ -1,7 +1,9 @@
 // orvi-bus: sees the workstation's message bus: its traffic, who is on it, and what is wrong with it.
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -16,17 +18,33 @@ int Fail(const std::string& what) {
     return FAILED;
 }
 
+int Written(int result, int error) {
+    return error == 0 || error == EPIPE ? result : Fail("standard output: " + std::string(std::strerror(error)));
+}
+
+int Flushed(int result) {
+    if (std::fflush(stdout) != 0) {
+        return Written(result, errno);
+    }
+    return std::ferror(stdout) == 0 ? result : Fail("standard output has not taken everything");  // nor kept the reason
+}
+
 namespace {
 
 std::string IsTime(const std::string& text) {
     return ParseMilliseconds(text) ? "" : "'" + text + "' is no time, as 500us, 50ms or 2s";
 }
 
-void AddTime(CLI::App& app, const char* name, double& milliseconds, const char* help) {
+std::string IsSomeTime(const std::string& text) {
+    return IsTime(text).empty() && *ParseMilliseconds(text) == 0 ? "'" + text + "' is no time at all" : IsTime(text);
+}
+
+void AddTime(CLI::App& app, const char* name, double& milliseconds, const char* help,
+             std::string (*check)(const std::string&) = IsSomeTime) {
     app.add_option_function<std::string>(
            name, [&milliseconds](const std::string& text) { milliseconds = *ParseMilliseconds(text); }, help)
         ->type_name("TIME")
-        ->check(IsTime);
+        ->check(check);
 }
 
 void Add(CLI::App& app, Limits& limits) {
@@ -117,7 +135,8 @@ void Add(CLI::App& app, ReplayOptions& options) {
            "how many times as fast; max: without the recorded pauses [1]")
         ->type_name("N|max")
         ->check(IsSpeed);
-    AddTime(app, "--patience", options.patienceMs, "how long to wait for what was recorded, beyond its time [10s]");
+    AddTime(app, "--patience", options.patienceMs, "how long to wait for what was recorded, beyond its time [10s]",
+            IsTime);
     app.add_option("--allow", options.allowed, "a field that may differ, as speaker or faces[].score; may be repeated")
         ->type_name("FIELD")
         ->allow_extra_args(false);

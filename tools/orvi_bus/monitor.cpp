@@ -9,7 +9,7 @@
 
 namespace orvi_bus_tool {
 int Monitor(const MonitorOptions& options) {
-    const EndSignal end;
+    EndSignal end;
     int64_t start = -1;
     uint64_t shown = 0;
     std::string lines;
@@ -37,12 +37,12 @@ int Monitor(const MonitorOptions& options) {
         std::fprintf(stderr, "orvi-bus: %llu records were lost: they came faster than they were printed\n",
                      static_cast<unsigned long long>(lost));
     }
-    return result;
+    return Written(result, end.PrintError());
 }
 
 // On a terminal the table stands at the top and is renewed; else it is printed once, at the end.
 int Top(const TopOptions& options) {
-    const EndSignal end;
+    EndSignal end;
     const bool isLive = isatty(STDOUT_FILENO) == 1;
     const std::string top = isLive ? "\x1b[H\x1b[2J" : "";
     Statistics statistics;
@@ -76,7 +76,7 @@ int Top(const TopOptions& options) {
             std::printf("%llu records were lost\n", static_cast<unsigned long long>(lost));
         }
     }
-    return std::fflush(stdout) == 0 ? result : FAILED;
+    return Written(Flushed(result), end.PrintError());
 }
 
 }  // namespace orvi_bus_tool

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "capture_file.h"
+#include "differences.h"
 #include "message.h"
 
 namespace orvi_bus_tool {
@@ -93,14 +94,37 @@ Step StepOf(Exchange exchange) {
     return step;
 }
 
+// Where its sender receives, as a message says; empty when it does not.
+std::string SaidTask(const Step& step) {
+    if (step.message == nullptr || !step.contents) {
+        return "";
+    }
+    const orvi_protocol::Decoded said =
+        orvi_protocol::Decode(step.message->payload, step.contents->data(), step.contents->size());
+    const orvi_protocol::Value* const task = orvi_protocol::FindValue(said.values, "client.task");
+    return task != nullptr ? task->bytes : "";
+}
+
 // What a session cannot be played with although each of its records is whole.
-std::string WhatIsWrong(const Session& session, const std::set<int32_t>& services) {
+std::string WhatIsWrong(const Session& session, const std::set<int32_t>& services,
+                        const std::set<int32_t>& applications) {
     if (services.size() > 1) {
         return "the service restarts in it";
     }
+    if (applications.size() > 1) {
+        return std::to_string(applications.size()) + " processes are called " + session.application + " in it";
+    }
     std::set<uint64_t> streams;
+    bool hasTask = false;
     for (const Step& step : session.steps) {
         streams.insert(step.stream);
+        const orvi_protocol::Record* const layout = step.message != nullptr ? step.message->payload : nullptr;
+        hasTask =
+            hasTask || (step.isToService && !StandsFor(session.task, layout, step.contents, step.contents).empty());
+        if (!step.isToService && !hasTask) {
+            return step.name + " comes before " + session.application +
+                   " says where it receives: start the capture before it";
+        }
         if (step.isToService && step.isRequest && step.result == 0 && !step.isAnswered) {
             return "the reply to " + step.name +
                    " is not in it: start the capture before the service, or the service with ORVI_BUS_TRACE=1";
@@ -139,6 +163,7 @@ bool ReadSession(const std::string& file, const std::string& application, Sessio
         return refuse(reason);
     }
     std::set<int32_t> services;
+    std::set<int32_t> processes;  // of the application's name
     Exchanges exchanges([&](const Exchange& exchange) {
         if (exchange.message.kind != TraceKind::kHandled) {
             session.steps.push_back(StepOf(exchange));
@@ -153,8 +178,8 @@ bool ReadSession(const std::string& file, const std::string& application, Sessio
         if (reason = WhatIsMissing(record); !reason.empty()) {
             return refuse(reason);
         }
-        if (record.teller == orvi_protocol::SERVICE_PROCESS && record.pid != 0) {
-            services.insert(record.pid);
+        if (record.pid != 0) {
+            (record.teller == orvi_protocol::SERVICE_PROCESS ? services : processes).insert(record.pid);
         }
         exchanges.Add(std::move(record));
     }
@@ -164,7 +189,10 @@ bool ReadSession(const std::string& file, const std::string& application, Sessio
     for (const Step& step : session.steps) {
         session.task = session.task.empty() && !step.isToService ? step.task : session.task;
     }
-    reason = WhatIsWrong(session, services);
+    for (const Step& step : session.steps) {  // one that was told nothing has said all the same where it receives
+        session.task = session.task.empty() && step.isToService ? SaidTask(step) : session.task;
+    }
+    reason = WhatIsWrong(session, services, processes);
     return reason.empty() || refuse(reason);
 }
 

@@ -18,7 +18,7 @@ int Replay(const ReplayOptions& options) {
         std::fprintf(stderr, "orvi-bus: %s\n", why.c_str());
         return USAGE;
     }
-    const EndSignal end;
+    EndSignal end;
     Script script(std::move(session), options.allowed, options.display);
     const int result =
         options.side == "service" ? PlayService(script, options, end) : PlayApplication(script, options, end);
@@ -26,7 +26,7 @@ int Replay(const ReplayOptions& options) {
         return result;
     }
     std::fprintf(stderr, "orvi-bus: %s\n", script.Summary().c_str());
-    return script.Told().Count() == 0 ? DONE : FAILED;
+    return Written(script.Told().Count() == 0 ? DONE : FAILED, end.PrintError());
 }
 
 }  // namespace orvi_bus_tool

@@ -9,6 +9,7 @@
 #include <map>
 #include <mutex>
 #include <poll.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -23,7 +24,7 @@ namespace {
 
 class ApplicationSide {
  public:
-    ApplicationSide(Script& script, const ReplayOptions& options, const EndSignal& end)
+    ApplicationSide(Script& script, const ReplayOptions& options, EndSignal& end)
         : script_(script), options_(options), end_(end), patience_(static_cast<int64_t>(options.patienceMs * 1000)) {}
     ~ApplicationSide() { Leave(); }
     ApplicationSide(const ApplicationSide&) = delete;
@@ -49,7 +50,7 @@ class ApplicationSide {
 
     Script& script_;
     const ReplayOptions& options_;
-    const EndSignal& end_;
+    EndSignal& end_;
     const std::chrono::microseconds patience_;
     std::string task_;
     std::thread loop_;
@@ -61,6 +62,7 @@ class ApplicationSide {
     std::condition_variable changed_;
     Clock::time_point last_;  // when the last step happened
     size_t threads_ = 0;      // that have something to say
+    bool isServiceGone_ = false;
     bool isNobodyThere_ = false;
     bool isEnding_ = false;
 };
@@ -137,7 +139,7 @@ bool ApplicationSide::AwaitTurn(std::unique_lock<std::mutex>& lock, size_t step)
         changed_.wait_until(lock, due);
     }
     while (!isEnding_ && !IsNext(step)) {
-        const auto lastMoment = std::max(last_, due) + patience_;
+        const auto lastMoment = isServiceGone_ ? Clock::time_point::min() : std::max(last_, due) + patience_;
         if (Clock::now() < lastMoment) {
             changed_.wait_until(lock, lastMoment);
             continue;
@@ -182,6 +184,7 @@ void ApplicationSide::Say(size_t step) {
         isNobodyThere_ = true;
         isEnding_ = true;
     }
+    isServiceGone_ = isServiceGone_ || (result != recorded.result && result == ORVI_BUS_E_ABSENT);
     if (result != recorded.result) {
         script_.Told().Add(script_.Which(step),
                            "recorded " + ResultWord(recorded.result) + ", seen " + ResultWord(result));
@@ -221,7 +224,7 @@ bool ApplicationSide::Wait() {
                                     ? Played(script_.At(step).startNs - script_.At(step - 1).startNs, options_.speed)
                                     : 0;
             const auto left = last_ + std::chrono::nanoseconds(gap) + patience_ - Clock::now();
-            isOver = isEnding_ || script_.IsOver() || left.count() <= 0;
+            isOver = isEnding_ || isServiceGone_ || script_.IsOver() || left.count() <= 0;
             ms = static_cast<int>(
                 std::min<int64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(left).count() + 1, 60000));
         }
@@ -252,7 +255,13 @@ int ApplicationSide::Play() {
             const std::lock_guard<std::mutex> lock(mutex_);
             ++threads_;
         }
-        sayers_.emplace_back([this, own = steps] { RunThread(own); });
+        try {
+            sayers_.emplace_back([this, own = steps] { RunThread(own); });
+        } catch (const std::system_error& error) {
+            // Those that have begun wait for answers, or for what they are told.
+            std::fprintf(stderr, "orvi-bus: no thread for each of %zu: %s\n", streams.size(), error.what());
+            std::_Exit(FAILED);
+        }
     }
     while (Wait()) {
     }
@@ -281,7 +290,7 @@ int ApplicationSide::Play() {
 
 }  // namespace
 
-int PlayApplication(Script& script, const ReplayOptions& options, const EndSignal& end) {
+int PlayApplication(Script& script, const ReplayOptions& options, EndSignal& end) {
     return ApplicationSide(script, options, end).Play();
 }
 

@@ -27,7 +27,7 @@ void SetName(char (&field)[OS_MSG_NAME_SIZE], const std::string& name) {
 
 class ServiceSide {
  public:
-    ServiceSide(Script& script, const ReplayOptions& options, const EndSignal& end)
+    ServiceSide(Script& script, const ReplayOptions& options, EndSignal& end)
         : script_(script), options_(options), end_(end) {}
     ~ServiceSide() { Leave(); }
     ServiceSide(const ServiceSide&) = delete;
@@ -51,23 +51,25 @@ class ServiceSide {
     int64_t PlayReplies(int64_t nowNs);
     int64_t PlaySteps(int64_t nowNs);
     bool Tell(size_t step);
-    void Wait(int64_t untilNs) const;
+    void Wait(int64_t untilNs, bool isGone) const;
     bool IsOver(int64_t nowNs);
 
     static ServiceSide* g_side;  // set before the first task is registered
 
     Script& script_;
     const ReplayOptions& options_;
-    const EndSignal& end_;
+    EndSignal& end_;
     std::vector<std::string> tasks_;
     std::vector<std::thread> loops_;
     orvi_bus::Fd wake_ = orvi_bus::Fd::Event();
+    orvi_bus::Fd process_;  // the application; empty while it is not watched
     bool hasNoRoom_ = false;
-    bool isWatched_ = false;
+    bool isSubscribed_ = false;
 
     std::mutex mutex_;  // guards what follows, and script_
     std::string application_;
     uint32_t pid_ = 0;
+    uint64_t incarnation_ = 0;
     int64_t goneNs_ = -1;  // when it ended
     int64_t lastNs_ = 0;   // when the last step happened
     std::vector<Reply> replies_;
@@ -121,9 +123,10 @@ bool ServiceSide::Meet(const OrviHostMsgSender& sender) {
     if (application_.empty() && sender.procName[0] != '\0') {
         application_ = sender.procName;
         pid_ = sender.pid;
+        incarnation_ = sender.incarnation;
         script_.Told().MayStandFor(script_.Recorded().application, application_);
     }
-    return !application_.empty() && application_ == sender.procName;
+    return !application_.empty() && application_ == sender.procName && incarnation_ == sender.incarnation;
 }
 
 void ServiceSide::Take(const TagMsgBlock& message) {
@@ -131,8 +134,8 @@ void ServiceSide::Take(const TagMsgBlock& message) {
     (void)OrviHostMsgGetSender(&message, &sender);
     const std::lock_guard<std::mutex> lock(mutex_);
     const int64_t now = orvi_bus::MonotonicNs();
-    if (message.msgId == OS_MSG_PROC_EXITRESULT && application_ == message.procName) {
-        goneNs_ = now;
+    if (message.msgId == OS_MSG_PROC_EXITRESULT) {
+        goneNs_ = goneNs_ < 0 && Meet(sender) ? now : goneNs_;
         return;
     }
     const bool isRequest = OrviHostMsgWantsReply(&message) != 0;
@@ -159,27 +162,39 @@ void ServiceSide::Take(const TagMsgBlock& message) {
     }
 }
 
-// Its end is told after its last message. Who has ended already when that is asked for is not told of any more.
+// The bus tells its end after its last message, but not of who has ended already when that is asked for, and not when
+// it cannot look: so the process is looked at here, too. Where that fails for now it is tried again.
 void ServiceSide::WatchApplication() {
     std::string name;
     uint32_t pid = 0;
+    bool isGone = false;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         name = application_;
         pid = pid_;
+        isGone = goneNs_ >= 0;
     }
-    if (name.empty() || isWatched_) {
+    if (name.empty() || isGone) {
         return;
     }
-    isWatched_ = true;
-    OsMsgSubscribeEntry entry{};
-    entry.eventId = OS_MSG_PROC_EXITRESULT;
-    SetName(entry.procName, name);
-    SetName(entry.procNameAgain, name);
-    SetName(entry.taskName, tasks_.front());
-    (void)OsMsgSubscribeEvent(&entry, 1);
-    const orvi_bus::Fd process = orvi_bus::Fd::Pid(static_cast<pid_t>(pid));
-    if (pid != 0 && !process && errno == ESRCH) {
+    if (!isSubscribed_) {
+        OsMsgSubscribeEntry entry{};
+        entry.eventId = OS_MSG_PROC_EXITRESULT;
+        SetName(entry.procName, name);
+        SetName(entry.procNameAgain, name);
+        SetName(entry.taskName, tasks_.front());
+        isSubscribed_ = OsMsgSubscribeEvent(&entry, 1) == 0;
+    }
+    if (pid == 0) {
+        return;  // of another namespace: only the bus can tell
+    }
+    bool hasEnded = false;
+    if (!process_) {
+        process_ = orvi_bus::Fd::Pid(static_cast<pid_t>(pid));
+        hasEnded = !process_ && errno == ESRCH;
+    }
+    pollfd entry{process_.Get(), POLLIN, 0};
+    if (hasEnded || (process_ && poll(&entry, 1, 0) > 0)) {
         const std::lock_guard<std::mutex> lock(mutex_);
         goneNs_ = goneNs_ < 0 ? orvi_bus::MonotonicNs() : goneNs_;
     }
@@ -216,21 +231,22 @@ int64_t ServiceSide::PlaySteps(int64_t nowNs) {
         const size_t step = script_.FirstOpen();
         const int64_t gap = step > 0 ? script_.At(step).startNs - script_.At(step - 1).startNs : 0;
         const int64_t due = lastNs_ + Played(gap, options_.speed);
-        if (script_.At(step).isToService) {
+        const bool isNowhere = !script_.At(step).isToService && script_.Task().empty();
+        if (script_.At(step).isToService || isNowhere) {
             const int64_t last = due + static_cast<int64_t>(options_.patienceMs * 1e6);
             if (nowNs < last) {
-                return last;
+                return last;  // whoever names the task wakes this
             }
-            script_.Miss(step, "did not come in time");
+            script_.Miss(step, isNowhere ? "the application has not said where it receives" : "did not come in time");
             lastNs_ = nowNs;
             continue;
         }
         if (nowNs < due) {
             return due;
         }
-        if (script_.Task().empty() || !Tell(step)) {
-            hasNoRoom_ = !script_.Task().empty();
-            return hasNoRoom_ ? nowNs + 10 * MS : INT64_MAX;  // else whoever names its task wakes this
+        if (!Tell(step)) {
+            hasNoRoom_ = true;
+            return nowNs + 10 * MS;
         }
         lastNs_ = nowNs;
     }
@@ -258,15 +274,17 @@ bool ServiceSide::Tell(size_t step) {
     return true;
 }
 
-void ServiceSide::Wait(int64_t untilNs) const {
-    const int64_t left = untilNs == INT64_MAX ? -1 : std::max<int64_t>(untilNs - orvi_bus::MonotonicNs(), 0);
-    const int ms = left < 0 ? -1 : static_cast<int>(std::min<int64_t>(left / MS + 1, 60000));
+void ServiceSide::Wait(int64_t untilNs, bool isGone) const {
+    constexpr int64_t LONGEST_MS = 1000;  // then the application is looked for where it is not watched
+    const int64_t left = std::max<int64_t>(untilNs - orvi_bus::MonotonicNs(), 0);
+    const int ms = static_cast<int>(std::min<int64_t>(left / MS + 1, LONGEST_MS));
     if (hasNoRoom_) {
         (void)OrviHostMsgAwaitRoom(end_.Descriptor(), static_cast<uint32_t>(ms));
         return;
     }
-    pollfd entries[] = {{end_.Descriptor(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}};
-    (void)poll(entries, 2, ms);
+    pollfd entries[] = {
+        {end_.Descriptor(), POLLIN, 0}, {wake_.Get(), POLLIN, 0}, {isGone ? -1 : process_.Get(), POLLIN, 0}};
+    (void)poll(entries, 3, ms);
     uint64_t count = 0;
     (void)!read(wake_.Get(), &count, sizeof(count));
 }
@@ -289,6 +307,7 @@ int ServiceSide::Play() {
         WatchApplication();
         int64_t next = last;
         std::string lines;
+        bool isGone = false;
         {
             const std::lock_guard<std::mutex> lock(mutex_);
             const int64_t now = orvi_bus::MonotonicNs();
@@ -296,10 +315,11 @@ int ServiceSide::Play() {
                 std::min({next, PlayReplies(now), PlaySteps(now), goneNs_ >= 0 ? goneNs_ + LAST_WORDS_NS : INT64_MAX});
             goesOn = !IsOver(now) && now < last;
             lines = script_.Told().Take();
+            isGone = goneNs_ >= 0;
         }
         goesOn = end_.Print(lines) && goesOn && poll(&ended, 1, 0) == 0;
         if (goesOn) {
-            Wait(next);
+            Wait(next, isGone);
         }
     }
     Leave();
@@ -319,7 +339,7 @@ int ServiceSide::Play() {
 
 }  // namespace
 
-int PlayService(Script& script, const ReplayOptions& options, const EndSignal& end) {
+int PlayService(Script& script, const ReplayOptions& options, EndSignal& end) {
     return ServiceSide(script, options, end).Play();
 }
 

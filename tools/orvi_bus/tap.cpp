@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 #include "membership/directory.h"
 #include "wire/deadline.h"
@@ -18,6 +20,7 @@ using orvi_bus::TraceRecord;
 
 constexpr int BACKLOG = 128;
 constexpr int MOST_AT_ONCE = 256;  // records of one process before the next one's turn
+constexpr int64_t PAUSE_NS = 100 * 1000000LL;
 
 }  // namespace
 
@@ -98,6 +101,14 @@ void Tap::Accept() {
         teller->socket = std::move(socket);
         tellers_.push_back(std::move(teller));
     }
+    if (orvi_bus::IsShortage(errno)) {
+        // They wait in the backlog. The listener stays readable: it is not to be spun on.
+        acceptAgainNs_ = orvi_bus::MonotonicNs() + PAUSE_NS;
+        if (!std::exchange(isShortageTold_, true)) {
+            std::fprintf(stderr, "orvi-bus: %zu processes are watched, the others not for now: %s\n", tellers_.size(),
+                         std::strerror(errno));
+        }
+    }
 }
 
 // False when the teller has gone, or tells what is no record.
@@ -130,6 +141,7 @@ bool Tap::Take(Teller& teller, const uint8_t* bytes, size_t size) {
     }
     if (told.pieceOffset == 0) {
         lost_ += told.lost;
+        record->timeNs = std::min(record->timeNs, orvi_bus::MonotonicNs());  // else it would wait here until then
         record->pid = teller.pid;
         record->uid = teller.uid;
         if ((told.flags & orvi_bus::kTracePayload) != 0) {
@@ -161,7 +173,8 @@ void Tap::Release(int64_t until, std::vector<TrafficRecord>& records) {
 }
 
 bool Tap::Wait(Milliseconds most, std::vector<TrafficRecord>& records) {
-    std::vector<pollfd> entries{{end_.Descriptor(), POLLIN, 0}, {listener_.Get(), POLLIN, 0}};
+    const bool mayAccept = orvi_bus::MonotonicNs() >= acceptAgainNs_;
+    std::vector<pollfd> entries{{end_.Descriptor(), POLLIN, 0}, {mayAccept ? listener_.Get() : -1, POLLIN, 0}};
     for (const auto& teller : tellers_) {
         entries.push_back({teller->socket.Get(), POLLIN, 0});
     }

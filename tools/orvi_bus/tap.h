@@ -58,6 +58,8 @@ class Tap {
     std::multimap<int64_t, TrafficRecord> waiting_;  // by time
     std::vector<uint8_t> buffer_;
     uint64_t lost_ = 0;
+    int64_t acceptAgainNs_ = 0;  // not before: there was no descriptor left
+    bool isShortageTold_ = false;
 };
 
 }  // namespace orvi_bus_tool

@@ -1,6 +1,7 @@
 // orvi-bus timeline: the traffic as a picture, in the Trace Event format that browsers and Perfetto show.
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 
 #include "capture_file.h"
@@ -26,7 +27,7 @@ class Picture {
         const std::string name = JsonString(NameOf(record));
         const std::string place = Place(record);
         const std::string id =
-            "\"" + record.from + "/" + std::to_string(record.stream) + "/" + std::to_string(record.sequence) + "\"";
+            JsonString(record.from + "/" + std::to_string(record.stream) + "/" + std::to_string(record.sequence));
         switch (record.kind) {
             case TraceKind::kAnswered:
                 Span(record, name, place,
@@ -55,6 +56,8 @@ class Picture {
                 break;
         }
     }
+
+    bool IsWhole() const { return !file_.fail(); }
 
     bool Close() {
         file_ << "\n]}\n";
@@ -112,6 +115,9 @@ int Timeline(const TimelineOptions& options) {
     if (!options.from.empty() && !reader.Open(options.from, why)) {
         return Fail(why);
     }
+    if (std::error_code none; !options.from.empty() && std::filesystem::equivalent(options.from, options.file, none)) {
+        return Fail(options.file + " is the captured file itself, which the picture would overwrite");
+    }
     Picture picture;
     if (!picture.Open(options.file)) {
         return Fail(options.file + ": " + std::strerror(errno));
@@ -123,7 +129,7 @@ int Timeline(const TimelineOptions& options) {
         picture.Add(record);
         exchanges.Advance(record.timeNs);
         exchanges.Add(std::move(record));
-        return options.limits.count == 0 || ++count < options.limits.count;
+        return picture.IsWhole() && (options.limits.count == 0 || ++count < options.limits.count);
     };
     int result = DONE;
     uint64_t lost = 0;
@@ -146,7 +152,7 @@ int Timeline(const TimelineOptions& options) {
     if (lost != 0) {
         std::printf("%llu records were lost\n", static_cast<unsigned long long>(lost));
     }
-    return !why.empty() ? Fail(why) : std::fflush(stdout) == 0 ? DONE : FAILED;
+    return Flushed(!why.empty() ? Fail(why) : DONE);
 }
 
 }  // namespace orvi_bus_tool

@@ -6,6 +6,8 @@
 namespace orvi_bus_tool {
 namespace {
 
+constexpr int64_t LONGEST_UPTIME_NS = int64_t{1} << 60;  // 36 years; sums of such times are numbers still
+
 template <size_t N>
 std::string Name(const char (&field)[N]) {
     std::string name(field, strnlen(field, N));
@@ -19,13 +21,14 @@ std::string Name(const char (&field)[N]) {
 std::optional<TrafficRecord> FromTrace(const orvi_bus::TraceRecord& told) {
     const auto kind = static_cast<TraceKind>(told.kind);
     if (told.magic != orvi_bus::kTraceMagic || told.version != orvi_bus::kTraceVersion || kind < TraceKind::kOneWay ||
-        kind > TraceKind::kHandled || told.dataLen > orvi_bus::kMaxDataLen) {
+        kind > TraceKind::kHandled || told.dataLen > orvi_bus::kMaxDataLen || told.timeNs < 0 ||
+        told.timeNs > LONGEST_UPTIME_NS) {
         return std::nullopt;
     }
     TrafficRecord record;
     record.kind = kind;
     record.timeNs = told.timeNs;
-    record.durationNs = std::max<int64_t>(told.durationNs, 0);
+    record.durationNs = std::clamp<int64_t>(told.durationNs, 0, told.timeNs);
     record.stream = told.stream;
     record.sequence = told.sequence;
     record.msgId = told.msgId;

@@ -22,6 +22,10 @@ struct Limits {
 enum ExitCode : int { DONE = 0, FAILED = 1, USAGE = 2, NOBODY = 3 };
 
 int Fail(const std::string& what);  // FAILED, after a line
+// `result`, or FAILED after a line when `error` is why standard output did not take everything. That nobody reads any
+// more is no failure.
+int Written(int result, int error);
+int Flushed(int result);  // the same of what stdio has kept back
 
 // Calls `tick` at once when it listens and then ten times a second and more often, and gives every record to `take`;
 // either ends it with false. `lost` receives how many records the bus could not tell.

@@ -60,7 +60,7 @@ ExitCode Print(const Answer& answer) {
 std::string Overview() {
     return "Makes the simulated conference room do anything, from any terminal.\n\n"
            "usage: orvi-room DIRECTION [WORD...]      orvi-room DIRECTION --help explains one\n\n"
-           "  status                                    the clock, the clock, applications, features, faults\n"
+           "  status                                    the clock, applications, features, faults\n"
            "  run FILE                                  the directions of a file, or of - for standard input\n"
            "  serve                                     for programs: after a line with $ORVI_BUS_DIR the directions "
            "of\n"

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <sched.h>
+#include <unistd.h>
 
 #include "wire/bus_log.h"
 
@@ -39,9 +40,10 @@ Settings Read() {
     settings.frameWaitMs = NumberFromEnvironment("ORVI_BUS_FRAME_WAIT_MS", 1, kDayMs, 5000);
     settings.slowMs = NumberFromEnvironment("ORVI_BUS_SLOW_MS", 0, kDayMs, 1000);
     settings.yieldUs = NumberFromEnvironment("ORVI_BUS_YIELD_US", 0, 1000, 20);
-    if (HasOneProcessor()) {
+    if (sysconf(_SC_NPROCESSORS_ONLN) == 1) {
         settings.yieldUs = 0;  // whoever is expected runs as soon as this process sleeps, and no sooner
     }
+    settings.pinned = HasOneProcessor();
     settings.trace =
         static_cast<Trace>(NumberFromEnvironment("ORVI_BUS_TRACE", 0, 1, static_cast<uint32_t>(Trace::kWhenWatched)));
     return settings;

@@ -14,6 +14,7 @@ struct Settings {
     uint32_t frameWaitMs;    // how long a peer may leave a connection without its first frame, or a frame unfinished
     uint32_t slowMs;         // a handler that runs longer is told of; 0: never
     uint32_t yieldUs;        // longest time that who expects bytes lets others run before it sleeps; 0: not at all
+    bool pinned;             // the process may use one of several processors only
     Trace trace;             // whether programs that watch the traffic are told
 };
 

@@ -12,6 +12,9 @@ namespace {
 
 constexpr int64_t kCrowdedNs = 100000;
 constexpr int64_t kCrowdedPauseNs = 200000000;
+// A yield that takes so long has let somebody else run.
+constexpr int64_t kSharedNs = 2000;
+constexpr int kSharedAtMost = 4;
 
 }  // namespace
 
@@ -30,7 +33,19 @@ bool Yielding::Go() {
     }
     (void)sched_yield();
     const int64_t back = MonotonicNs();
-    if (back - now > kCrowdedNs) {
+    bool shared = false;
+    if (GetSettings().pinned) {
+        // The partner may have this very processor, where it runs as soon as this process sleeps, and no sooner. Then
+        // every yield lets it run; an interrupt makes one of many long.
+        static std::atomic<int> sharedYields{0};
+        if (back - now <= kSharedNs) {
+            sharedYields.store(0, std::memory_order_relaxed);
+        } else if (sharedYields.fetch_add(1, std::memory_order_relaxed) + 1 >= kSharedAtMost) {
+            sharedYields.store(kSharedAtMost - 1, std::memory_order_relaxed);  // the next one decides again
+            shared = true;
+        }
+    }
+    if (shared || back - now > kCrowdedNs) {
         // Others had the processor for that long. Who wakes from a sleep gets it back sooner than who has yielded it.
         notBeforeNs.store(back + kCrowdedPauseNs, std::memory_order_relaxed);
         untilNs_ = back;

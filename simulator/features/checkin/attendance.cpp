@@ -174,6 +174,14 @@ std::string Attendance::Everybody() const {
     return list.empty() ? "nobody" : list;
 }
 
+std::vector<Attendance::Person> Attendance::People() const {
+    std::vector<Person> people;
+    for (const Participant& one : participants_) {
+        people.push_back({one.userId, one.name, one.invited, CountsAsPresent(one), one.checkinTime});
+    }
+    return people;
+}
+
 bool Attendance::IsComplete() const {
     size_t invited = 0;
     for (const Participant& participant : participants_) {

@@ -45,6 +45,15 @@ class Attendance {
     bool SomebodyWaits() const;     // has entered, and has not arrived
     std::string Everybody() const;  // a line each
 
+    struct Person {
+        std::string userId;
+        std::string name;
+        bool isInvited;
+        bool isPresent;
+        uint32_t checkinTime;  // of one who is present, in seconds since 1970
+    };
+    std::vector<Person> People() const;
+
     uint32_t Present() const { return present_; }
     bool IsComplete() const;  // everybody who is invited has come, and somebody is
 

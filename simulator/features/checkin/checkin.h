@@ -28,6 +28,7 @@ class Checkin : public Feature {
     std::vector<Direction> Directions() override;
     void OnGone(const ApplicationId& application) override;
     std::string Describe() const override;
+    const Attendance& GetAttendance() const { return attendance_; }
 
  private:
     void Init(const Request& request, Answer& answer);

@@ -83,8 +83,9 @@ class AnyScript {
     virtual void reset() = 0;
 
  protected:
-    AnyScript();
+    AnyScript() = default;
     ~AnyScript() = default;  // they last as long as the process
+    void Register();         // once the object is whole: another thread may reset it at once
 };
 
 template <class Function>
@@ -98,7 +99,7 @@ class detail::ScriptOf<Result (*)(Arguments...)> final : public AnyScript {
     using Behaviour = std::function<Result(Arguments...)>;
     using Call = decltype(Keep(std::declval<Arguments>()...));
 
-    ScriptOf() = default;
+    ScriptOf() { Register(); }
     ScriptOf(const ScriptOf&) = delete;
     ScriptOf& operator=(const ScriptOf&) = delete;
 
@@ -109,7 +110,7 @@ class detail::ScriptOf<Result (*)(Arguments...)> final : public AnyScript {
     }
     ScriptOf& does(Behaviour behaviour) {
         const std::lock_guard<std::mutex> lock(mutex_);
-        default_ = std::move(behaviour);
+        default_.swap(behaviour);  // the former one goes without the lock: what it holds may call the library
         return *this;
     }
 
@@ -150,9 +151,11 @@ class detail::ScriptOf<Result (*)(Arguments...)> final : public AnyScript {
     }
 
     void reset() override {
+        Behaviour former;
+        std::deque<Behaviour> formerQueue;
         const std::lock_guard<std::mutex> lock(mutex_);
-        default_ = nullptr;
-        queue_.clear();
+        default_.swap(former);
+        queue_.swap(formerQueue);
         calls_.clear();
     }
 

@@ -358,10 +358,10 @@ class Room {
     static constexpr char RESTART_MARK[] = "before-restart";
 
     Room(bool hasOwnService, const RoomOptions& options) {
+        static bool hasOwn = false;  // one that did not start leaves the bus to the next
         std::vector<std::string> words;
         if (hasOwnService) {
-            static bool isSecond = false;
-            if (std::exchange(isSecond, true)) {
+            if (hasOwn) {
                 throw Failure(
                     "a process has one bus, and so one room with a service of its own; run each test in its "
                     "own process, or all of them by orvi-test-run with Room{}");
@@ -386,6 +386,7 @@ class Room {
         if (hasOwnService && setenv("ORVI_BUS_DIR", bus.c_str(), 1) != 0) {
             throw Failure("ORVI_BUS_DIR cannot be set");
         }
+        hasOwn = hasOwn || hasOwnService;
         mark();
     }
 
