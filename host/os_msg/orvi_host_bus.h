@@ -62,8 +62,7 @@ int OrviHostMsgTrySend(const TagMsgBlock* message);
 
 /* The same for `count` messages, 1 or more, to one task, in their order, with as few calls of the kernel as may be. Returns
  * as OrviHostMsgTrySend would for the first message that was not taken, or 0 when all were; `*taken` gets the number of
- * those that were taken, in any case. After ORVI_BUS_E_GONE or ORVI_BUS_E_SYSTEM the receiver may have got the last of
- * them in part only, or not at all. Messages to several receivers are ORVI_BUS_E_ARGUMENT, and nothing is sent. */
+ * those that were taken, in any case. Messages to several receivers are ORVI_BUS_E_ARGUMENT, and nothing is sent. */
 int OrviHostMsgTrySendSeveral(const TagMsgBlock* messages, uint32_t count, uint32_t* taken);
 
 /* On a thread that sends with OrviHostMsgTrySend: waits until a receiver that had no room has some or has gone, or the

@@ -80,8 +80,8 @@ class Task {
     Connections connections_;
     Watches watches_;
     Order order_;
-    uint64_t answered_ ORVI_BUS_GUARDED_BY(kLoop) = 0;          // the connection of the latest answer, 0: nothing expected
-    int looks_ ORVI_BUS_GUARDED_BY(kLoop) = 0;                  // at that one alone since all were looked at
+    uint64_t answered_ ORVI_BUS_GUARDED_BY(kLoop) = 0;  // the connection of the latest answer, 0: nothing expected
+    int looks_ ORVI_BUS_GUARDED_BY(kLoop) = 0;          // at that one alone since all were looked at
     int64_t restoreNs_ ORVI_BUS_GUARDED_BY(kLoop) = INT64_MAX;  // when `restore_` is tried again
 };
 

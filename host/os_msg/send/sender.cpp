@@ -178,7 +178,8 @@ void TellSent(const Delivery& delivery, uint64_t stream, int64_t sinceNs, uint32
     }
 }
 
-// Sends up to Outgoing::kMostFrames and leaves the connection that took them in `used`; `taken` tells how many it took.
+// Sends up to Outgoing::kMostFrames and leaves the connection that took them in `used`; `taken` tells how many it took
+// whole.
 // What the kernel refuses before it took a byte, since the receiver has restarted, goes over a fresh connection once;
 // nothing is sent twice.
 int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used, size_t* taken) {
@@ -211,22 +212,23 @@ int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used, 
         if (delivery.kind == FrameKind::kRequest) {
             sequence = connection->NextRequest();
         }
-        const int result = connection->Send(frames, delivery.count, hello, delivery.deadline, taken);
+        size_t begun = 0;
+        const int result = connection->Send(frames, delivery.count, hello, delivery.deadline, &begun);
         const int error = errno;
-        const bool isLastBad = result != 0 && result != ORVI_BUS_E_WOULD_BLOCK && *taken != 0;
-        const size_t good = isLastBad ? *taken - 1 : *taken;
-        TellSent(delivery, mine->Stream(), sinceNs, sequence, 0, good, 0);
-        TellSent(delivery, mine->Stream(), sinceNs, sequence, good, std::min(good + 1, delivery.count), result);
+        // Of a failure the last one is a part.
+        *taken = result == 0 || result == ORVI_BUS_E_WOULD_BLOCK || begun == 0 ? begun : begun - 1;
+        TellSent(delivery, mine->Stream(), sinceNs, sequence, 0, *taken, 0);
         if (result == 0) {
             *used = connection;
             return 0;
         }
-        const bool isInside = *taken != 0 && result == ORVI_BUS_E_TIMEOUT;
-        if (isInside || (result != ORVI_BUS_E_TIMEOUT && result != ORVI_BUS_E_WOULD_BLOCK)) {
+        TellSent(delivery, mine->Stream(), sinceNs, sequence, *taken, *taken + 1, result);
+        if ((begun != 0 && result != ORVI_BUS_E_WOULD_BLOCK) ||
+            (result != ORVI_BUS_E_TIMEOUT && result != ORVI_BUS_E_WOULD_BLOCK)) {
             mine->Close(connection);  // half a frame would spoil what follows it
         }
         errno = error;
-        if (result != ORVI_BUS_E_GONE || *taken != 0 || !again) {
+        if (result != ORVI_BUS_E_GONE || begun != 0 || !again) {
             return result;
         }
     }

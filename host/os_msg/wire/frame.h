@@ -118,7 +118,8 @@ class FrameReader {
     size_t begin_ = 0;  // first byte of the next frame
     size_t end_ = 0;
     size_t frameSize_ = 0;  // size of the frame at begin_; 0 while its header is not complete
-    size_t expected_ = 0;   // size of the last frame that was handed over, unless it was very large: the next may be alike
+    size_t expected_ =
+        0;  // size of the last frame that was handed over, unless it was very large: the next may be alike
     const char* complaint_ = nullptr;
 };
 
