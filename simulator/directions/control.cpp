@@ -20,6 +20,7 @@ namespace orvi_sim {
 namespace {
 
 constexpr size_t LONGEST_LINE = 64U << 20;
+constexpr int SHORTAGE_PAUSE_MS = 10;
 constexpr std::string_view NO_MEMORY = "error no memory\n";
 
 // Writes to standard output as its reader takes it: one that reads no more does not keep the program from its end.
@@ -127,6 +128,10 @@ void ServeControl(const Directions& directions, StopSignal& stop) {
         }
         char bytes[4096];
         const ssize_t count = ReadLinePart(bytes, sizeof(bytes));
+        if (count < 0 && (errno == ENOMEM || errno == ENOBUFS)) {
+            (void)poll(nullptr, 0, SHORTAGE_PAUSE_MS);  // that is no end of the input
+            continue;
+        }
         if (count == 0 && isEmpty) {
             return;  // there is nobody who directs from here, as with </dev/null
         }
