@@ -324,7 +324,9 @@ bool Task::Dispatch(Connection* connection, const FrameHeader& header, const uin
     // A copy of exactly the payload's size: aligned for any record, and a tool for memory faults sees a handler that
     // reads too far. Only for a large one that would take long, and keep the others waiting.
     std::unique_ptr<uint8_t[], FrameReader::Free> data = connection->reader.TakeLarge();
-    if (!data) {
+    if (data) {
+        payload = data.get() + kHeaderSize;  // it may have moved
+    } else {
         if (header.dataLen != 0) {
             data.reset(static_cast<uint8_t*>(malloc(header.dataLen)));
             if (!data) {

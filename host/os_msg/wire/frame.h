@@ -79,7 +79,7 @@ class FrameReader {
     Result Next(FrameHeader* header, const uint8_t** payload);
     void Consume();
     // Instead of Consume, for a frame that is large and all that is held: hands the buffer over, which begins with the
-    // free bytes and the header. Else null, and the frame stays the next one.
+    // free bytes and the header, and may move. Else null, and the frame stays the next one.
     struct Free {
         void operator()(uint8_t* bytes) const;
     };
