@@ -1,6 +1,6 @@
 // --- A recorded session: its messages stand in the page, and the time is what the slider says ---
 
-const SERVICE = 'AI_VISION', STEP_MS = 100;
+const SERVICE = 'AI_VISION', ROOM_TASK = 'ai_room', STEP_MS = 100;
 
 // A line of orvi-bus as what the live page is told.
 function happeningOf(line, index) {
@@ -11,7 +11,8 @@ function happeningOf(line, index) {
 }
 
 const session = JSON.parse($('recorded').textContent);
-const all = session.messages.filter((line) => !line.late && line.kind !== 'bus-event' && (line.from === SERVICE) !== (line.to === SERVICE))
+const all = session.messages.filter((line) => !line.late && line.kind !== 'bus-event' && line.task !== ROOM_TASK &&
+    (line.from === SERVICE) !== (line.to === SERVICE))
   .map(happeningOf);
 const endMs = Math.ceil((all.length ? all[all.length - 1].at : 0) / STEP_MS) * STEP_MS;
 
