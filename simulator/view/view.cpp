@@ -93,8 +93,9 @@ struct View::Page {
     std::string out;           // what the socket has not taken yet
     void (*then)() = nullptr;  // when that has been sent
     std::shared_ptr<Work> work;
-    uint64_t fed = 0;   // the number of the last happening that it was told
-    std::string state;  // that it was told last
+    bool isFresh = true;  // it has been told nothing yet
+    uint64_t fed = 0;     // the number of the last happening that it was told
+    std::string state;    // that it was told last
     int64_t fedMs = 0;
 
     Page() = default;
@@ -424,8 +425,9 @@ void View::Feed(Page& page, int64_t nowMs) {
         list.push_back(ToJson(one));
     }
     const uint64_t upTo = happenings.empty() ? last : happenings.back().number;
-    const uint64_t merged = upTo - page.fed - happenings.size();
-    page.out += "data: {\"happenings\":" + List(list) + ",\"merged\":" + std::to_string(page.fed == 0 ? 0 : merged);
+    const uint64_t merged = page.isFresh ? 0 : upTo - page.fed - happenings.size();  // what was before it is not missed
+    page.isFresh = false;
+    page.out += "data: {\"happenings\":" + List(list) + ",\"merged\":" + std::to_string(merged);
     if (state != page.state) {
         page.out += ",\"state\":" + state;
         page.state = std::move(state);

@@ -185,8 +185,12 @@ TEST_F(ViewTest, APageThatReadsNothingHoldsUpNobody) {
         many.push_back(std::make_unique<Browser>(port_));
     }
     simulator_.Command("model answers the end");
-    const std::string told = slow.ReadTo("model answers the end");
-    EXPECT_NE(told.find("model answers the end"), std::string::npos) << told.size();
+    std::string told = slow.ReadTo("model answers the end");
+    const size_t end = told.find("model answers the end");
+    ASSERT_NE(end, std::string::npos) << told.size();
+    if (told.find("\n\n", end) == std::string::npos) {
+        told += slow.ReadTo("\n\n");  // the number follows what happened
+    }
     EXPECT_LT(told.size(), size_t{TEXTS} * 1900);  // it was told less, and how much less
     EXPECT_TRUE(std::regex_search(told, std::regex("\"merged\":[1-9]"))) << told.size();
 }

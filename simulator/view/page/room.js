@@ -74,7 +74,7 @@ function laneOf(happening) {
   return lane;
 }
 
-const isFault = (h) => Boolean(h.fault) || h.ending.startsWith('refused') || h.ending === 'lost';
+const isFault = (h) => Boolean(h.fault) || /^(refused|lost|timeout|gone|absent|error)/.test(h.ending);
 
 const shownPieces = new Set(); // an event for many applications is one in the picture
 function take(happening) {
@@ -133,9 +133,10 @@ function setText(id, text) { if ($(id).textContent !== text) $(id).textContent =
 function drawHeader(w) {
   setText('clock', timeText(room.state.timeOfDay));
   const pace = room.state.pace;
-  setText('pace', pace === '1' ? '' : pace === 'stands' ? 'stands still' : pace === 'max' ? 'as fast as it goes' : `× ${pace}`);
+  setText('pace', !pace || pace === '1' ? '' : pace === 'stands' ? 'stands still' : pace === 'max' ? 'as fast as it goes' : `× ${pace}`);
   const chips = [['captions', w.captions], ['name plates', w.nameplate], ['face detection', Number(w.detectors) > 0 ? 'on' : 'off'],
-    ['director', w.director], [w.lock && w.lock !== '0' ? 'locked' : 'unlocked', w.lock && w.lock !== '0' ? 'on' : ''], ['microphone', w.microphone]];
+    ['director', w.director], [w.lock && w.lock !== '0' ? 'locked' : 'unlocked', w.lock && w.lock !== '0' ? 'on' : ''],
+    ...(w.microphone ? [['microphone', w.microphone]] : [])];
   $('chips').replaceChildren(...chips.map(([name, state]) => {
     const isOn = state === 'on';
     return make('li', isOn || !state ? name : `${name} ${state}`, isOn ? 'on' : '');
@@ -233,6 +234,7 @@ function showDetail(happening) {
   detail.replaceChildren(make('strong', `${happening.name} `),
     make('span', `${happening.kind} ${happening.app} at ${atText(happening.at)}, ${happening.bytes} bytes${happening.ending ? `, ${happening.ending}` : ''}${happening.fault ? ', by a fault that was directed' : ''}`),
     make('pre', happening.fields ? JSON.stringify(happening.fields, null, 1) : 'no fields'));
+  if (happening.reply) detail.append(make('pre', `reply ${JSON.stringify(happening.reply, null, 1)}`));
   detail.focus({ preventScroll: false });
 }
 
@@ -351,33 +353,39 @@ setInterval(() => { if (room.state && !document.hidden) drawTimes(); }, 100);
 
 // --- What comes ---
 
-let isFresh = true;
-const source = new EventSource('events');
-source.onopen = () => {
-  // A service that starts anew begins anew; one that was lost for a moment tells everything again.
-  Object.assign(room, { faces: [], captions: new Map(), directed: [], merged: 0 });
+function forget() {
+  Object.assign(room, { faces: [], names: new Map(), captions: new Map(), directed: [], merged: 0,
+    assistant: { heard: '', spoken: '', card: '', choices: [], error: '' }, model: { question: '', answer: '', result: '' } });
   for (const lane of room.lanes.values()) if (lane.element) lane.element.remove();
   room.lanes.clear();
   shownPieces.clear();
-  isFresh = true;
-  $('link').className = 'link';
-  setText('link', 'live');
-};
-source.onerror = () => {
-  $('link').className = 'link lost';
-  setText('link', 'the service is not there');
-};
-source.onmessage = (event) => {
-  const news = JSON.parse(event.data);
-  if (news.state) {
-    room.state = news.state;
-    room.stateAt = performance.now();
-  }
-  for (const happening of news.happenings) take(happening);
-  if (!isFresh) room.merged += news.merged;
-  isFresh = false;
-  drawSoon();
-};
+}
+
+function listen() {
+  let isFresh = true;
+  const source = new EventSource('events');
+  source.onopen = () => {
+    forget(); // a service that starts anew begins anew; one that was lost for a moment tells everything again
+    isFresh = true;
+    $('link').className = 'link';
+    setText('link', 'live');
+  };
+  source.onerror = () => {
+    $('link').className = 'link lost';
+    setText('link', 'the service is not there');
+  };
+  source.onmessage = (event) => {
+    const news = JSON.parse(event.data);
+    if (news.state) {
+      room.state = news.state;
+      room.stateAt = performance.now();
+    }
+    for (const happening of news.happenings) take(happening);
+    if (!isFresh) room.merged += news.merged;
+    isFresh = false;
+    drawSoon();
+  };
+}
 
 // --- Directions ---
 
@@ -487,4 +495,8 @@ async function start() {
   });
   chooseRow();
 }
-start();
+
+if (!$('recorded')) { // else recorded.js follows
+  listen();
+  start();
+}
