@@ -179,8 +179,15 @@ void View::Stop() {
         (void)eventfd_write(wake_, 1);
         thread_.join();
     }
+    // Who waited for a direction is told how it ended; what would follow it does not any more.
     for (const std::shared_ptr<Work>& work : work_) {
         work->thread.join();
+        work->answer.then = nullptr;
+    }
+    CollectWork();
+    for (Page& page : pages_) {
+        page.then = nullptr;
+        (void)Send(page);
     }
     pages_.clear();
     for (const int descriptor : {listener_, wake_}) {
@@ -430,7 +437,9 @@ void View::CollectWork() {
         }
     }
     for (const std::shared_ptr<Work>& work : done) {
-        work->thread.join();
+        if (work->thread.joinable()) {
+            work->thread.join();
+        }
         const auto page =
             std::find_if(pages_.begin(), pages_.end(), [&work](const Page& one) { return one.work == work; });
         if (page != pages_.end()) {
