@@ -297,7 +297,7 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
         std::string bytes;
         const char* says;
     } broken[] = {
-        {"", "is no pcapng file"},
+        {"", "is empty"},
         {"notes\n and more notes", "is no pcapng file"},
         {whole.substr(0, whole.size() - 1), "the file ends inside a block"},
         {whole + std::string(8, '\xff'), "it is no block of a pcapng file"},
@@ -309,8 +309,25 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
         std::string output;
         EXPECT_EQ(Run("orvi-bus", "view " + sandbox_.Path("broken") + " " + page, output), 2);
         EXPECT_NE(output.find(one.says), std::string::npos) << output;
-        EXPECT_NE(print(sandbox_.Path("broken"), 1).find(one.says), std::string::npos) << one.says;
+        EXPECT_NE(print(sandbox_.Path("broken"), 2).find(one.says), std::string::npos) << one.says;
     }
+    const struct {
+        std::string words;
+        const char* says;
+    } wrong[] = {
+        {"print " + sandbox_.Path("none"), "none: No such file"},
+        {"print " + sandbox_.Path(""), "Is a directory"},
+        {"replay --as service " + sandbox_.Path("none"), "none: No such file"},
+        {"timeline " + sandbox_.Path("p.json") + " --from " + sandbox_.Path("none"), "none: No such file"},
+        {"timeline " + open + " --from " + open, "would overwrite"},
+        {"timeline " + open, "it is read with --from"},
+    };
+    for (const auto& one : wrong) {
+        std::string output;
+        EXPECT_EQ(Run("orvi-bus", one.words, output), 2) << one.words;
+        EXPECT_NE(output.find(one.says), std::string::npos) << output;
+    }
+    EXPECT_EQ(ReadFile(open), whole);
     // A pipe is a file as well. What cannot be written is told, and nothing that was captured is lost to a wrong word.
     std::string sameFromPipe;
     EXPECT_EQ(
@@ -324,7 +341,6 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
     } failing[] = {
         {"print " + open, {"/bin/sh", "-c", R"("$@" >/dev/full)", "-"}, "standard output: No space left on device"},
         {"dissector", {"/bin/sh", "-c", R"("$@" >/dev/full)", "-"}, "standard output"},
-        {"timeline " + open + " --from " + open, {}, "would overwrite"},
         {"view " + open + " /nonexistent/page", {}, "/nonexistent/page cannot be written: No such file"},
         {"capture " + open, {"/usr/bin/env", "ORVI_BUS_DIR=/nonexistent"}, "/nonexistent refused"},
     };

@@ -118,6 +118,7 @@ TEST_F(ViewTest, AnswersThoseThatAreMeant) {
         {"POST / HTTP/1.1\r\nContent-Length: 99999999999999999999\r\n\r\n", "400", ""},
         {"\r\n\r\n\r\n", "400", ""},
         {std::string(20000, '\0'), "400", ""},
+        {Request("POST " + path_ + "direction", "", "caption " + std::string(5 << 20, 'x')), "400", "than 65536 bytes"},
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(one.request.substr(0, 200));
@@ -153,6 +154,35 @@ TEST_F(ViewTest, TellsWhatHappensToEachPage) {
     // What ends the service is told before it does.
     EXPECT_NE(Direct("quit").find("\r\n\r\nok"), std::string::npos);
     EXPECT_EQ(simulator_.Child().Wait(), 0);
+}
+
+TEST_F(ViewTest, NobodyKeepsAPageAway) {
+    std::vector<std::unique_ptr<Browser>> many;
+    for (int i = 0; i < 200; ++i) {  // ask nothing
+        many.push_back(std::make_unique<Browser>(port_));
+    }
+    std::vector<std::unique_ptr<Browser>> pages;
+    for (int i = 0; i < 64; ++i) {
+        pages.push_back(std::make_unique<Browser>(port_));
+        pages.back()->Send(Request("GET " + path_ + "events"));
+    }
+    for (const auto& page : pages) {
+        ASSERT_NE(page->ReadTo("\"words\"").find("\"words\""), std::string::npos);
+    }
+    EXPECT_NE(Ask(Request("GET " + path_ + "events")).find("so many pages look on already"), std::string::npos);
+    EXPECT_NE(Direct("faces 2").find("\r\n\r\nok"), std::string::npos);
+    EXPECT_NE(pages.front()->ReadTo("faces 2").find("faces 2"), std::string::npos);
+}
+
+// What the environment says of another process, or of none, is not taken.
+TEST_F(ViewTest, TakesItsPlaceFromItselfAlone) {
+    for (const char* const place : {"nonsense", "", "1 99999 k", "80 key"}) {
+        simulator_.Kill();
+        setenv("ORVI_VISION_SIM_VIEW", place, 1);
+        simulator_.Start({"--view", std::to_string(port_)});
+        unsetenv("ORVI_VISION_SIM_VIEW");
+        EXPECT_TRUE(std::regex_match(simulator_.Command("view"), std::regex("http://" + host_ + "/[0-9a-f]{32}/")));
+    }
 }
 
 TEST_F(ViewTest, StartsAgainAtTheSameAddress) {

@@ -18,6 +18,11 @@ int Fail(const std::string& what) {
     return FAILED;
 }
 
+int BadFile(const std::string& what) {
+    (void)Fail(what);
+    return USAGE;
+}
+
 int Written(int result, int error) {
     return error == 0 || error == EPIPE ? result : Fail("standard output: " + std::string(std::strerror(error)));
 }

@@ -179,7 +179,7 @@ function drawCaptions(w) {
   setText('captions-state', w.captions || '');
   $('captions').replaceChildren(...[...room.captions.values()].map((line) => {
     const item = make('li', undefined, line.final ? '' : 'partial');
-    item.append(make('span', line.speaker || 'somebody', 'speaker'), document.createTextNode(line.text));
+    item.append(make('span', line.speaker || 'somebody', 'speaker'), make('span', line.text));
     return item;
   }));
 }
@@ -324,7 +324,7 @@ function drawTimes() {
 function drawDirected() {
   $('directed').replaceChildren(...[...room.directed].reverse().map((one) => {
     const item = make('li');
-    item.append(make('time', atText(one.at)), document.createTextNode(one.line));
+    item.append(make('time', atText(one.at)), make('span', one.line));
     return item;
   }));
 }
@@ -372,7 +372,8 @@ function listen() {
   };
   source.onerror = () => {
     $('link').className = 'link lost';
-    setText('link', 'the service is not there');
+    // One that is turned away is not tried again: too many pages look on, or another service has the port.
+    setText('link', source.readyState === EventSource.CLOSED ? 'this page is told nothing more; load it again' : 'the service is not there');
   };
   source.onmessage = (event) => {
     const news = JSON.parse(event.data);
@@ -389,12 +390,15 @@ function listen() {
 
 // --- Directions ---
 
-const quoted = (word) => (/^[\w.,:;/@%+=-]+$/.test(word) ? word : `"${word.replace(/[\\"]/g, '\\$&')}"`);
+// A word that begins with text: goes on to the end of its line unless it is quoted.
+const quoted = (word) => (/^(?!text:)[\w.,:;/@%+=-]+$/.test(word) ? word : `"${word.replace(/[\\"]/g, '\\$&')}"`);
 const shellQuoted = (word) => (/^[\w.,:/@%+=-]+$/.test(word) ? word : `'${word.replace(/'/g, `'\\''`)}'`);
 let rows = [];
 
 function field(parameter, isOption) {
-  const label = make('label', isOption ? parameter.name.split(' ')[0] : parameter.name.toLowerCase());
+  const isLeft = isOption ? !parameter.needed : parameter.optional;
+  const label = make('label', (isOption ? parameter.name.split(' ')[0].slice(2) : parameter.name.toLowerCase()) +
+    (isLeft && parameter.type !== 'flag' ? ' (optional)' : ''));
   const choices = parameter.type === 'choice' ? parameter.name.split(' ').pop().split('|') : null;
   const input = make(choices ? 'select' : 'input');
   if (choices) {
@@ -408,6 +412,8 @@ function field(parameter, isOption) {
   input.required = isOption ? Boolean(parameter.needed) : !parameter.optional;
   if (parameter.type === 'flag') input.required = false;
   if (parameter.type === 'number' && parameter.most < 4294967295) input.placeholder = `${parameter.least} to ${parameter.most}`;
+  if (parameter.type === 'number-or') input.placeholder = `${parameter.least} to ${parameter.most}, or ${parameter.name.split('|')[1]}`;
+  if (parameter.type === 'clock') input.placeholder = '09:30';
   if (parameter.type === 'time') input.placeholder = '500ms, 2s, 1m30s';
   input.dataset.name = parameter.name;
   input.dataset.type = parameter.type;
@@ -418,7 +424,7 @@ function field(parameter, isOption) {
 let fields = [];
 const currentRow = () => rows[$('direction').selectedIndex];
 
-// The words of the direction as they stand in the form: [name, options, parameters].
+// The words of the direction as they stand in the form: its name, options, and parameters, whose text takes all that is left.
 function chosenWords() {
   const row = currentRow(), options = [], list = [];
   for (const { parameter, isOption, input } of fields) {
@@ -428,12 +434,17 @@ function chosenWords() {
       options.push(parameter.name.split(' ')[0]);
       if (value !== true) options.push(String(value));
     } else if (parameter.type === 'words') {
-      list.push(...value.split(/\s+/).filter(Boolean));
+      // "text=Good morning" between quotes is one word.
+      for (const [word] of value.matchAll(/(?:"(?:\\.|[^"\\])*"|[^\s"])+/g)) {
+        list.push(word.replace(/"((?:\\.|[^"\\])*)"/g, (all, inner) => inner.replace(/\\(.)/g, '$1')));
+      }
     } else {
       list.push(String(value));
     }
   }
-  return [...row.name.split(' '), ...list, ...options];
+  // Behind "--" a word that begins like an option is none.
+  const isGuarded = list.some((word) => word.startsWith('--'));
+  return [...row.name.split(' '), ...options, ...(isGuarded ? ['--'] : []), ...list];
 }
 
 function drawCommand() { setText('command', ['orvi-room', ...chosenWords().map(shellQuoted)].join(' ')); }
@@ -446,19 +457,7 @@ function chooseRow() {
   drawCommand();
 }
 
-// A text stands at the end and takes all that is left: options come before it there.
-function lineOf() {
-  const row = currentRow(), all = chosenWords(), name = row.name.split(' ').length;
-  const parameters = [], options = [];
-  let i = name;
-  const count = fields.filter(({ parameter, isOption, input }) => !isOption && input.value !== '' && parameter.type !== 'words').length;
-  const isText = row.parameters.some((one) => one.type === 'text');
-  if (!isText) return all.map(quoted).join(' ');
-  for (; i < name + count; ++i) parameters.push(all[i]);
-  for (; i < all.length; ++i) options.push(all[i]);
-  const text = parameters.pop();
-  return [...all.slice(0, name), ...options, ...parameters].map(quoted).concat(text === undefined ? [] : [quoted(text)]).join(' ');
-}
+const lineOf = () => chosenWords().map(quoted).join(' ');
 
 async function perform(event) {
   event.preventDefault();
