@@ -275,8 +275,9 @@ TEST_F(ScenarioTest, WhoTakesNothingIsNotWaitedForAgain) {
 TEST_F(ScenarioTest, TimeNeverGoesBack) {
     const std::string scenario = Write("s",
                                        "{\"at\": \"0s\", \"do\": \"conversation off\"}\n"
-                                       "{\"on\": \"caption.start\", \"do\": \"caption\", \"text\": \"one\"}\n"
-                                       "{\"on\": \"caption.stop\", \"do\": \"conversation off\"}\n");
+                                       "{\"at\": \"0s\", \"do\": \"await request caption.start 1\"}\n"
+                                       "{\"at\": \"0s\", \"do\": \"caption\", \"text\": \"one\"}\n"
+                                       "{\"at\": \"1h\", \"do\": \"await request caption.stop 1\"}\n");
     simulator_.Start({"--scenario", scenario, "--speed", "10000", "--log", sandbox_.Path("log"), "--exit-at-end"});
     std::string output;
     const std::string calls =
