@@ -19,10 +19,12 @@ cp /proc/loadavg "$parts/load"
 } >"$parts/machine"
 
 for name in machine peers applications functions; do
-    grep -qxF -- "<!-- begin $name -->" "$page" && grep -qxF -- "<!-- end $name -->" "$page" || {
-        echo "docs.sh: $page lacks the lines of \"$name\"" >&2
-        exit 1
-    }
+    for line in "<!-- begin $name -->" "<!-- end $name -->"; do
+        if ! grep -qxF -- "$line" "$page"; then
+            echo "docs.sh: $page lacks the line $line" >&2
+            exit 1
+        fi
+    done
     awk -v name="$name" -v part="$parts/$name" '
         $0 == "<!-- begin " name " -->" { print; while ((getline line < part) > 0) print line; inside = 1; next }
         $0 == "<!-- end " name " -->" { inside = 0 }

@@ -10,6 +10,7 @@
 #include "allocations.h"
 #include "orvi_ai_srv.h"
 #include "orvi_ai_srv_proxy.h"
+#include "orvi_os_thread.h"
 #include "requests.h"
 
 namespace {
@@ -17,7 +18,10 @@ uint8_t g_reply[4] = {};
 TagMsgBlock g_replyBlock;
 }  // namespace
 
-// In the place of the workstation's bus.
+// In the place of the workstation's platform.
+uint32_t OsGetUId() {
+    return 0;  // of the events' sender
+}
 int OsMsgAsynSend(TagMsgBlock* /*message*/) {
     return 0;
 }

@@ -1,5 +1,6 @@
 // The library: its exported functions, a service that answers at once from the bus's service side, the workstation's bus
 // between them.
+#include <algorithm>
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
@@ -24,20 +25,31 @@ constexpr const char* kTasks[] = {"ai_v_task_m", "ai_v_task_i", "ai_face_task", 
 // The applications that have told their addresses.
 std::mutex g_clientsMutex;
 std::vector<tagAiTaskBasicInfo> g_clients;
+constexpr uint32_t kMostPushed = 16;  // at once
 
 // `count` events to each.
 void Push(uint32_t count) {
     static uint8_t event[kEventSize];
     const std::lock_guard<std::mutex> lock(g_clientsMutex);
-    TagMsgBlock block = {};
-    block.msgId = AI_EVT_FACE;
-    block.data = event;
-    block.dataLen = sizeof(event);
-    for (uint32_t i = 0; i < count; ++i) {
-        for (const tagAiTaskBasicInfo& client : g_clients) {
+    TagMsgBlock blocks[kMostPushed] = {};
+    for (TagMsgBlock& block : blocks) {
+        block.msgId = AI_EVT_FACE;
+        block.data = event;
+        block.dataLen = sizeof(event);
+    }
+    for (const tagAiTaskBasicInfo& client : g_clients) {
+        for (TagMsgBlock& block : blocks) {
             std::memcpy(block.recvProcName, client.proc, sizeof(block.recvProcName));
             std::memcpy(block.recvTaskName, client.task, sizeof(block.recvTaskName));
-            Check(OsMsgAsynSend(&block) == 0, "an event was refused");
+        }
+        for (uint32_t left = count; left != 0;) {
+            uint32_t taken = 0;
+            const int result = OrviHostMsgTrySendSeveral(blocks, std::min(left, kMostPushed), &taken);
+            left -= taken;
+            Check(result == 0 || result == ORVI_BUS_E_WOULD_BLOCK, "an event was refused");
+            if (result != 0) {
+                (void)OrviHostMsgAwaitRoom(-1, 1000);
+            }
         }
     }
 }

@@ -26,9 +26,14 @@ std::once_flag gTraceLevelRead;
 
 // The upper half is deliberately not empty: only the low 16 bits are an id.
 ORVI_HOST_API uint32_t OrviAiGetAiLogFileId(const char* fileName) {
+    const auto* c = reinterpret_cast<const unsigned char*>(fileName != nullptr ? fileName : "");
+    size_t left = strlen(reinterpret_cast<const char*>(c));
     uint32_t sum = 0;
-    for (const char* c = fileName != nullptr ? fileName : ""; *c != '\0'; ++c) {
-        sum = sum * 31 + static_cast<unsigned char>(*c);
+    for (; left >= 4; left -= 4, c += 4) {  // asked for with each record: four steps of the one below at once
+        sum = sum * 923521U + c[0] * 29791U + c[1] * 961U + c[2] * 31U + c[3];
+    }
+    for (; left != 0; --left, ++c) {
+        sum = sum * 31 + *c;
     }
     return 0xA10000U | ((sum ^ (sum >> 16)) & 0xFFFFU);
 }

@@ -60,6 +60,11 @@ int OrviHostMsgGetSender(const TagMsgBlock* message, OrviHostMsgSender* sender);
  * kept when the thread ends is lost with its connection, and the receiver tells of a message that was cut. */
 int OrviHostMsgTrySend(const TagMsgBlock* message);
 
+/* The same for `count` messages, 1 or more, to one task, in their order, with as few calls of the kernel as may be. Returns
+ * as OrviHostMsgTrySend would for the first message that was not taken, or 0 when all were; `*taken` gets the number of
+ * those that were taken, in any case. Messages to several receivers are ORVI_BUS_E_ARGUMENT, and nothing is sent. */
+int OrviHostMsgTrySendSeveral(const TagMsgBlock* messages, uint32_t count, uint32_t* taken);
+
 /* On a thread that sends with OrviHostMsgTrySend: waits until a receiver that had no room has some or has gone, or the
  * caller's descriptor `wake` is readable (-1: none), at most `waitMs` milliseconds. Hands over what is left of messages
  * meanwhile. Returns 0, also when there is nothing to wait for, or ORVI_BUS_E_TIMEOUT. */

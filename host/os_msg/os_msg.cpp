@@ -253,7 +253,34 @@ ORVI_HOST_API int OrviHostMsgTrySend(const TagMsgBlock* message) {
     if (result != 0) {
         return result;
     }
-    return WithoutThrowing("OrviHostMsgTrySend", [=] { return orvi_bus::TrySend(Process::Get().Self(), *message); });
+    return WithoutThrowing("OrviHostMsgTrySend", [=] {
+        size_t taken = 0;
+        return orvi_bus::TrySend(Process::Get().Self(), message, 1, &taken);
+    });
+}
+
+ORVI_HOST_API int OrviHostMsgTrySendSeveral(const TagMsgBlock* messages, uint32_t count, uint32_t* taken) {
+    constexpr char kOperation[] = "OrviHostMsgTrySendSeveral";
+    if (taken == nullptr || messages == nullptr || count == 0) {
+        return Refuse(ORVI_BUS_E_ARGUMENT, kOperation, "no messages, or no place for their number");
+    }
+    *taken = 0;
+    for (uint32_t i = 0; i < count; ++i) {  // all of them, before the first is sent
+        const int result = CheckMessage(&messages[i], kOperation);
+        if (result != 0) {
+            return result;
+        }
+        if (strcmp(messages[i].recvProcName, messages->recvProcName) != 0 ||
+            strcmp(messages[i].recvTaskName, messages->recvTaskName) != 0) {
+            return Refuse(ORVI_BUS_E_ARGUMENT, kOperation, "messages to several receivers");
+        }
+    }
+    return WithoutThrowing(kOperation, [=] {
+        size_t sent = 0;
+        const int result = orvi_bus::TrySend(Process::Get().Self(), messages, count, &sent);
+        *taken = static_cast<uint32_t>(sent);
+        return result;
+    });
 }
 
 ORVI_HOST_API int OrviHostMsgAwaitRoom(int wake, uint32_t waitMs) {

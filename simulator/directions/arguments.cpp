@@ -29,6 +29,15 @@ std::string OptionValue(const Parameter& option) {
     return blank == std::string::npos ? name : name.substr(blank + 1);
 }
 
+// "await clients, await request" of "await"; those alone that have two words.
+std::string NamesBehind(const std::string& first) {
+    std::string names;
+    for (const Row* row : RowsBehind(first)) {
+        names += (names.empty() ? "" : ", ") + std::string(row->name);
+    }
+    return names;
+}
+
 bool IsOneOf(const std::string& word, const std::string& choices) {
     std::istringstream stream(choices);
     for (std::string choice; std::getline(stream, choice, '|');) {
@@ -98,6 +107,17 @@ std::optional<std::string> ReadWord(const Parameter& parameter, const std::strin
                 return std::nullopt;
             }
             return Quote(word) + " is no time, as 500ms, 2s or 1m";
+        case Type::Clock:
+            if (const auto second = ParseTimeOfDay(word)) {
+                argument.number = *second;
+                return std::nullopt;
+            }
+            return Quote(word) + " is no time of day, as 09:30 or 09:30:15";
+        case Type::NumberOr:
+            if (word == name.substr(name.find('|') + 1)) {
+                return std::nullopt;
+            }
+            break;
         case Type::Number:
             break;
         default:
@@ -108,6 +128,10 @@ std::optional<std::string> ReadWord(const Parameter& parameter, const std::strin
     }
     const std::optional<uint32_t> number = ParseNumber(word);
     if (!number || *number < parameter.least || *number > parameter.most) {
+        if (parameter.type == Type::NumberOr) {
+            return Quote(word) + " is neither " + name.substr(name.find('|') + 1) + " nor a number from " +
+                   std::to_string(parameter.least) + " to " + std::to_string(parameter.most);
+        }
         const bool isBounded = parameter.least != 0 || parameter.most != UINT32_MAX;
         return Quote(word) + " is no number for " + name +
                (isBounded ? ": " + std::to_string(parameter.least) + " to " + std::to_string(parameter.most) : "");
@@ -208,6 +232,16 @@ const Row* FindRow(const std::vector<std::string>& words, size_t& count) {
     return row;
 }
 
+std::vector<const Row*> RowsBehind(const std::string& first) {
+    std::vector<const Row*> rows;
+    for (const Row& row : Vocabulary()) {
+        if (std::string(row.name).rfind(first + " ", 0) == 0) {
+            rows.push_back(&row);
+        }
+    }
+    return rows;
+}
+
 std::string Usage(const Row& row) {
     std::string usage = row.name;
     for (const Parameter& parameter : row.parameters) {
@@ -250,7 +284,8 @@ std::string Explain(const Row& row) {
                 : name == "--reveal" ? "  --reveal: show private contents as they are\n"
                                      : "";
     }
-    return text;
+    const std::string more = NamesBehind(row.name);
+    return text + (more.empty() ? "" : "  there is also: " + more + "\n");
 }
 
 std::string ExplainAll() {
@@ -273,18 +308,21 @@ std::optional<std::string> ReadArguments(const Row& row, const std::vector<std::
     arguments.name = row.name;
     const auto begin = words.begin() + static_cast<std::ptrdiff_t>(count);
     if (auto reason = Read(row, std::vector<std::string>(begin, words.end()), arguments)) {
-        return *reason + "; it is: " + Usage(row);
+        // "clock fast" may have meant another one of the clock's.
+        const std::string more = reason->find(" is too much") != std::string::npos ? NamesBehind(row.name) : "";
+        return *reason + "; it is: " + Usage(row) + (more.empty() ? "" : "; there is also " + more);
     }
     return std::nullopt;
 }
 
 std::string NoSuchDirection(const std::vector<std::string>& words) {
+    constexpr size_t FEWEST_LETTERS = 3;  // that tell what may have been meant
     const std::string first = words.empty() ? "" : words[0];
-    std::string similar;
+    std::string similar = NamesBehind(first);
     for (const Row& row : Vocabulary()) {
         const std::string name = row.name;
-        if (name.substr(0, name.find(' ')) == first) {
-            similar += (similar.empty() ? "" : ", ") + name;
+        if (similar.empty() && first.size() >= FEWEST_LETTERS && name.find(first) != std::string::npos) {
+            similar = name;
         }
     }
     std::string quote =

@@ -4,11 +4,14 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
 #include <new>
 #include <poll.h>
 #include <string>
 #include <string_view>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "log.h"
@@ -17,6 +20,7 @@ namespace orvi_sim {
 namespace {
 
 constexpr size_t LONGEST_LINE = 64U << 20;
+constexpr int SHORTAGE_PAUSE_MS = 10;
 constexpr std::string_view NO_MEMORY = "error no memory\n";
 
 // Writes to standard output as its reader takes it: one that reads no more does not keep the program from its end.
@@ -55,14 +59,40 @@ void WriteAnswer(const StopSignal& stop, const std::string& answer) try {
     WriteText(stop, NO_MEMORY);
 }
 
-// False when there is no memory for one more.
-bool Append(std::string& line, char character) {
+// False when there is no memory for them.
+bool Append(std::string& line, const char* bytes, size_t count) {
     try {
-        line += character;
+        line.append(bytes, count);
         return true;
     } catch (const std::bad_alloc&) {
         return false;
     }
+}
+
+// Of what is there up to the end of a line and no byte more, so that what follows a restart is there for the next one to
+// read. As read().
+ssize_t ReadLinePart(char* bytes, size_t room) {
+    ssize_t count = recv(STDIN_FILENO, bytes, room, MSG_PEEK);
+    if (count > 0) {
+        const void* const end = memchr(bytes, '\n', static_cast<size_t>(count));
+        return recv(STDIN_FILENO, bytes,
+                    end != nullptr ? static_cast<size_t>(static_cast<const char*>(end) - bytes) + 1
+                                   : static_cast<size_t>(count),
+                    0);
+    }
+    if (count == 0 || errno != ENOTSOCK) {
+        return count;
+    }
+    int there = 0;  // what shows no byte that it does not give is read byte by byte
+    (void)ioctl(STDIN_FILENO, FIONREAD, &there);
+    const ssize_t most = std::min<ssize_t>(std::max(there, 1), static_cast<ssize_t>(room));
+    for (count = 0; count < most && (count == 0 || bytes[count - 1] != '\n'); ++count) {
+        const ssize_t one = read(STDIN_FILENO, bytes + count, 1);
+        if (one <= 0) {
+            return count == 0 ? one : count;
+        }
+    }
+    return count;
 }
 
 void PerformLine(const Directions& directions, const StopSignal& stop, const std::string& line) {
@@ -82,7 +112,6 @@ void PerformLine(const Directions& directions, const StopSignal& stop, const std
 
 }  // namespace
 
-// Byte by byte, so that what follows a restart is there for the next one to read.
 void ServeControl(const Directions& directions, StopSignal& stop) {
     std::string line;
     bool isEmpty = true;
@@ -97,8 +126,12 @@ void ServeControl(const Directions& directions, StopSignal& stop) {
         if (watched[1].revents != 0 || watched[0].revents == 0) {
             continue;
         }
-        char character = '\0';
-        const ssize_t count = read(STDIN_FILENO, &character, 1);
+        char bytes[4096];
+        const ssize_t count = ReadLinePart(bytes, sizeof(bytes));
+        if (count < 0 && (errno == ENOMEM || errno == ENOBUFS)) {
+            (void)poll(nullptr, 0, SHORTAGE_PAUSE_MS);  // that is no end of the input
+            continue;
+        }
         if (count == 0 && isEmpty) {
             return;  // there is nobody who directs from here, as with </dev/null
         }
@@ -109,7 +142,16 @@ void ServeControl(const Directions& directions, StopSignal& stop) {
             }
             PerformLine(directions, stop, line);  // the last one may lack its end
             stop.Raise(0);
-        } else if (character == '\n') {
+            continue;
+        }
+        const bool isWhole = bytes[count - 1] == '\n';
+        if (!Append(line, bytes, static_cast<size_t>(isWhole ? count - 1 : count))) {
+            isSpoilt = true;  // the rest of it is read, and it is answered no
+        }
+        if (line.size() > LONGEST_LINE) {
+            WriteAnswer(stop, "error the line is too long");
+            stop.Raise(1);
+        } else if (isWhole) {
             if (isSpoilt) {
                 WriteText(stop, NO_MEMORY);
             } else {
@@ -117,11 +159,6 @@ void ServeControl(const Directions& directions, StopSignal& stop) {
             }
             isSpoilt = false;
             line.clear();
-        } else if (!Append(line, character)) {
-            isSpoilt = true;  // the rest of it is read, and it is answered no
-        } else if (line.size() > LONGEST_LINE) {
-            WriteAnswer(stop, "error the line is too long");
-            stop.Raise(1);
         }
     }
 }

@@ -16,15 +16,17 @@ namespace orvi_sim {
 
 // What one word of a direction may be.
 enum class Type {
-    Name,     // one word
-    Number,   // within the parameter's bounds, decimal or 0x hexadecimal
-    Time,     // 500ms, 2s, 1.5m
-    Message,  // the name of one, caption.start; or its id, an event's as event:ID
-    Choice,   // one of the words in the parameter's name, which have '|' between them
-    File,     // a path; orvi-room makes it absolute
-    Words,    // all that are left
-    Text,     // all that are left, as one text
-    Flag      // of an option: no word
+    Name,      // one word
+    Number,    // within the parameter's bounds, decimal or 0x hexadecimal
+    NumberOr,  // such a number, or the word behind '|' in the parameter's name
+    Time,      // 500ms, 2s, 1.5m
+    Clock,     // a time of day, 09:30 or 09:30:15; its number is the second of the day
+    Message,   // the name of one, caption.start; or its id, an event's as event:ID
+    Choice,    // one of the words in the parameter's name, which have '|' between them
+    File,      // a path; orvi-room makes it absolute
+    Words,     // all that are left
+    Text,      // all that are left, as one text
+    Flag       // of an option: no word
 };
 
 struct Parameter {

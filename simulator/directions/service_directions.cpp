@@ -56,8 +56,8 @@ Outcome ListMessages(const Argument& pattern) {
 std::vector<Direction> ServiceDirections::OnStage() {
     return {
         {"clock", [this](const Arguments&) { return TellClock(); }},
-        {"clock scale", [this](const Arguments& a) { return SetPace(a[0].text); }},
-        {"time", [this](const Arguments& a) { return SetTime(a[0].text); }},
+        {"clock scale", [this](const Arguments& a) { return SetPace(a[0]); }},
+        {"time", [this](const Arguments& a) { return SetTime(a[0].number); }},
         {"push", [this](const Arguments& a) { return Push(a); }},
         {"clients", [this](const Arguments&) { return ListClients(); }},
         {"state", [this](const Arguments&) { return DescribeAll(); }},
@@ -111,16 +111,12 @@ Outcome ServiceDirections::TellClock() const {
     return Done(TimeText(stage_.SinceStart()) + (pace == "stands" ? ", stands" : ", pace " + pace));
 }
 
-Outcome ServiceDirections::SetPace(const std::string& pace) {
-    if (pace == "max") {
+Outcome ServiceDirections::SetPace(const Argument& pace) {
+    if (pace.text == "max") {
         stage_.GetTimer().SetJumping();
-        return Done();
+    } else {
+        stage_.GetTimer().SetScale(pace.number);
     }
-    const auto scale = ParsePace(pace);
-    if (!scale) {
-        return Refused(Quote(pace) + " is no pace: 1 to " + std::to_string(Clock::FASTEST) + ", or max");
-    }
-    stage_.GetTimer().SetScale(*scale);
     return Done();
 }
 
@@ -132,25 +128,9 @@ Outcome ServiceDirections::Step(std::chrono::milliseconds time) {
 }
 
 // Today's, in universal time.
-Outcome ServiceDirections::SetTime(const std::string& text) {
+Outcome ServiceDirections::SetTime(uint32_t second) {
     constexpr uint32_t DAY = 24 * 3600;
-    uint32_t parts[3] = {0, 0, 0};
-    constexpr uint32_t MOST[] = {23, 59, 59};
-    size_t count = 0;
-    std::istringstream words(text);
-    for (std::string word; std::getline(words, word, ':'); ++count) {
-        const auto number = word.size() <= 2 && (count == 0 || word.size() == 2) ? ParseNumber(word) : std::nullopt;
-        if (count >= std::size(parts) || !number || *number > MOST[count]) {
-            count = 0;
-            break;
-        }
-        parts[count] = *number;
-    }
-    if (count < 2 || text.back() == ':') {
-        return Refused(Quote(text) + " is no time of day, as 09:30 or 09:30:15");
-    }
-    const uint32_t today = stage_.TimeOfDay() / DAY * DAY;
-    stage_.SetTimeOfDay(today + parts[0] * 3600 + parts[1] * 60 + parts[2]);
+    stage_.SetTimeOfDay(stage_.TimeOfDay() / DAY * DAY + second);
     return Done();
 }
 

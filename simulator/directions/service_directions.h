@@ -29,9 +29,9 @@ class ServiceDirections {
  private:
     Outcome Push(const Arguments& arguments);
     Outcome TellClock() const;
-    Outcome SetPace(const std::string& pace);
+    Outcome SetPace(const Argument& pace);
     Outcome Step(std::chrono::milliseconds time);
-    Outcome SetTime(const std::string& text);
+    Outcome SetTime(uint32_t second);
     Outcome ListClients() const;
     Outcome DescribeAll() const;
     Outcome Waited(bool isDone, const Argument& given) const;

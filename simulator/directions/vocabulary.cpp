@@ -1,7 +1,11 @@
 #include "directions/vocabulary.h"
 
+#include "service/clock.h"
+
 namespace orvi_sim {
 namespace {
+
+constexpr uint32_t MOST_FACES = 7;  // that a picture has: ORVI_SIM_MAX_FACES
 
 const Parameter MESSAGE = {"MESSAGE", Type::Message};
 const Parameter ANY_MESSAGE = {"MESSAGE", Type::Message, true};
@@ -32,19 +36,19 @@ const std::vector<Row>& Vocabulary() {
         {"person leaves", {}, {NAME}, "somebody goes, and counts as present no more"},
         {"persons", {}, {}, "who is invited or here"},
         {"arrive", {SOME}, {}, "the next participants check in now, while the check-in runs"},
-        {"time", {{"HH:MM[:SS]", Type::Name}}, {}, "the time of day at which people check in"},
+        {"time", {{"HH:MM[:SS]", Type::Clock}}, {}, "the time of day at which people check in"},
         {"clock", {}, {}, "the room's time since the start, and its pace"},
         {"clock scale",
-         {{"N|max", Type::Name}},
+         {{"N|max", Type::NumberOr, false, 1, Clock::FASTEST}},
          {},
          "it goes N times as fast; max: from event to event, without a pause"},
         {"clock step", {{"TIME", Type::Time}}, {}, "it goes on by so much and then stands, until clock scale 1"},
         {"faces",
-         {{"N|usual", Type::Name}},
+         {{"N|usual", Type::NumberOr, false, 0, MOST_FACES}},
          {},
          "so many faces before the camera, side by side; or who is there usually"},
         {"face",
-         {{"NUMBER", Type::Number, false, 1, 7},
+         {{"NUMBER", Type::Number, false, 1, MOST_FACES},
           {"X", Type::Number, false, 0, 1919},
           {"Y", Type::Number, false, 0, 1079}},
          {},

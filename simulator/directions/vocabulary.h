@@ -15,6 +15,9 @@ const std::vector<Row>& Vocabulary();
 // The row that these words begin with, null when there is none; `count` words are its name.
 const Row* FindRow(const std::vector<std::string>& words, size_t& count);
 
+// Those of two words that begin with this one: "await clients" and its like of "await".
+std::vector<const Row*> RowsBehind(const std::string& first);
+
 // "say TEXT"
 std::string Usage(const Row& row);
 

@@ -102,6 +102,23 @@ std::optional<std::chrono::milliseconds> ParseTime(const std::string& text) {
     return std::chrono::milliseconds(std::lround(milliseconds));
 }
 
+std::optional<uint32_t> ParseTimeOfDay(const std::string& text) {
+    constexpr uint32_t MOST[] = {23, 59, 59};
+    uint32_t parts[std::size(MOST)] = {};
+    size_t count = 0;
+    for (size_t at = 0; at <= text.size(); ++count) {
+        const size_t end = std::min(text.find(':', at), text.size());
+        const std::string word = text.substr(at, end - at);
+        const auto number = word.size() <= 2 && (count == 0 || word.size() == 2) ? ParseNumber(word) : std::nullopt;
+        if (count >= std::size(MOST) || !number || *number > MOST[count]) {
+            return std::nullopt;
+        }
+        parts[count] = *number;
+        at = end + 1;
+    }
+    return count >= 2 ? std::optional<uint32_t>(parts[0] * 3600 + parts[1] * 60 + parts[2]) : std::nullopt;
+}
+
 std::optional<uint32_t> ParsePace(const std::string& text) {
     const auto number = ParseNumber(text);
     return number && *number >= 1 && *number <= Clock::FASTEST ? number : std::nullopt;

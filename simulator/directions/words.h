@@ -19,6 +19,9 @@ std::string JoinWords(const std::vector<std::string>& words);
 // 500ms, 2s, 1.5m, 1h30m: at most a day.
 std::optional<std::chrono::milliseconds> ParseTime(const std::string& text);
 
+// 09:30 or 09:30:15 as the second of the day.
+std::optional<uint32_t> ParseTimeOfDay(const std::string& text);
+
 // How many times as fast as the machine's time the room's goes: 1 to Clock::FASTEST.
 std::optional<uint32_t> ParsePace(const std::string& text);
 

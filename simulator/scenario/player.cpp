@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "log.h"
+#include "service/process_end.h"
 
 namespace orvi_sim {
 namespace {
@@ -17,7 +18,7 @@ constexpr char PLACE[] = "ORVI_VISION_SIM_PLACE";
 }  // namespace
 
 bool Player::GoesOn() {
-    return std::getenv(PLACE) != nullptr;
+    return !LeftByLast(PLACE).empty();
 }
 
 Player::Player(Stage& stage, const Directions& directions, const Scenario& scenario, StopSignal& stop, bool isEnd)
@@ -33,7 +34,7 @@ void Player::Prepare() {
     Timer& timer = stage_.GetTimer();
     timer.SetScale(0);
     timer.Set(Timer::Time(0));
-    if (const char* const place = std::getenv(PLACE)) {
+    if (const std::string place = LeftByLast(PLACE); !place.empty()) {
         std::istringstream words(place);
         int64_t time = 0;
         size_t refused = 0;
@@ -156,7 +157,7 @@ void Player::KeepPlace() const {
     }();
     const std::string place =
         std::to_string(stage_.GetTimer().Now().count()) + " " + std::to_string(refused_.load()) + " " + begun;
-    (void)setenv(PLACE, place.c_str(), 1);
+    LeaveForNext(PLACE, place);
 }
 
 }  // namespace orvi_sim

@@ -10,6 +10,7 @@
 #include <set>
 
 #include "directions/vocabulary.h"
+#include "directions/wanted.h"
 #include "directions/words.h"
 
 namespace orvi_sim {
@@ -182,6 +183,13 @@ class LineReader {
         if (auto reason = ReadArguments(*row, words, count, arguments)) {
             return reason;
         }
+        std::vector<Wanted> ignored;
+        const bool isExpected = row->name == std::string("expect") || row->name == std::string("expect no");
+        if (isExpected && !arguments[0].isEvent && arguments[0].message != nullptr) {
+            if (auto reason = ReadWanted(*arguments[0].message, arguments[1].words, ignored)) {
+                return reason;
+            }
+        }
         direction = JoinWords(words);
         return std::nullopt;
     }
@@ -212,6 +220,9 @@ class LineReader {
         }
         if (option.type == Type::File) {
             word = (std::filesystem::path(folder_) / word).string();
+            if (!std::ifstream(word) || std::filesystem::is_directory(word)) {
+                return key + ": " + word + " cannot be read";
+            }
         }
         words.push_back("--" + key);
         words.push_back(word);

@@ -1,6 +1,7 @@
 #include "service/mail.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -207,7 +208,7 @@ void Mail::Run() {
             ready_.splice(ready_.end(), blocked_);
             continue;
         }
-        // One message each in turn, so that a long queue does not hold up the others.
+        // A few messages each in turn, so that a long queue does not hold up the others.
         std::list<BoxPtr> place;
         place.splice(place.end(), ready_, ready_.begin());
         const BoxPtr box = place.front();
@@ -224,20 +225,22 @@ void Mail::Run() {
 
 // False when the receiver has no room now. Takes no memory of its own.
 bool Mail::SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box) {
-    const Letter letter = box->queue.front();
+    std::array<Letter, MOST_AT_ONCE> letters;
+    const size_t count = std::min(letters.size(), box->queue.size());
+    std::copy_n(box->queue.begin(), count, letters.begin());
     const TagMsgBlock block = BlockTo(box->application.process, box->task);
     sending_ = true;
     lock.unlock();
-    const int result = Send(block, letter);
+    uint32_t taken = 0;
+    const int result = Send(block, letters.data(), count, taken);
     lock.lock();
     sending_ = false;
-    if (result == ORVI_BUS_E_WOULD_BLOCK) {
-        return false;
-    }
-    box->hasTriedPatience = false;
-    ++(result == 0 ? box->counts.sent : box->counts.failed);
+    const uint32_t refused = result != 0 && result != ORVI_BUS_E_WOULD_BLOCK ? 1 : 0;  // and lost
+    box->hasTriedPatience = box->hasTriedPatience && taken + refused == 0;
+    box->counts.sent += taken;
+    box->counts.failed += refused;
     if (!box->closed) {
-        box->queue.pop_front();
+        box->queue.erase(box->queue.begin(), box->queue.begin() + taken + refused);
         if (result == ORVI_BUS_E_ABSENT) {
             lock.unlock();
             try {
@@ -248,21 +251,28 @@ bool Mail::SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box) {
             lock.lock();
         }
     }
-    return true;
+    return result != ORVI_BUS_E_WOULD_BLOCK;
 }
 
-int Mail::Send(TagMsgBlock block, const Letter& letter) {
-    block.msgId = letter.id;
-    block.dataLen = static_cast<uint32_t>(letter.payload->size());
-    // The bus only reads what it sends; its block has no const.
-    block.data = letter.payload->empty() ? nullptr : const_cast<uint8_t*>(letter.payload->data());
-    const int result = OrviHostMsgTrySend(&block);
-    if (result == 0) {
-        LogVerbose("sent %#x \"%s\" to %s/%s, %u bytes", letter.id, EventName(letter.id), block.recvProcName,
-                   block.recvTaskName, block.dataLen);
-    } else if (result != ORVI_BUS_E_WOULD_BLOCK) {
-        Log("cannot send %#x \"%s\" to %s/%s: the bus says %d", letter.id, EventName(letter.id), block.recvProcName,
-            block.recvTaskName, result);
+int Mail::Send(const TagMsgBlock& to, const Letter* letters, size_t count, uint32_t& taken) {
+    std::array<TagMsgBlock, MOST_AT_ONCE> blocks;
+    for (size_t i = 0; i < count; ++i) {
+        const Payload& payload = *letters[i].payload;
+        blocks[i] = to;
+        blocks[i].msgId = letters[i].id;
+        blocks[i].dataLen = static_cast<uint32_t>(payload.size());
+        // The bus only reads what it sends; its block has no const.
+        blocks[i].data = payload.empty() ? nullptr : const_cast<uint8_t*>(payload.data());
+    }
+    const int result = OrviHostMsgTrySendSeveral(blocks.data(), static_cast<uint32_t>(count), &taken);
+    for (size_t i = 0; i < taken; ++i) {
+        LogVerbose("sent %#x \"%s\" to %s/%s, %u bytes", letters[i].id, EventName(letters[i].id), to.recvProcName,
+                   to.recvTaskName, blocks[i].dataLen);
+    }
+    if (result != 0 && result != ORVI_BUS_E_WOULD_BLOCK) {
+        const uint32_t id = letters[taken].id;
+        Log("cannot send %#x \"%s\" to %s/%s: the bus says %d", id, EventName(id), to.recvProcName, to.recvTaskName,
+            result);
     }
     return result;
 }

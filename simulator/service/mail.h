@@ -66,8 +66,9 @@ class Mail {
     void Stop();
 
  private:
+    static constexpr size_t MOST_AT_ONCE = 16;
     struct Letter {
-        uint32_t id;
+        uint32_t id = 0;
         std::shared_ptr<const Payload> payload;
     };
     struct Box {
@@ -85,7 +86,8 @@ class Mail {
 
     void Run();
     bool SendNext(std::unique_lock<std::mutex>& lock, const BoxPtr& box);
-    static int Send(TagMsgBlock block, const Letter& letter);
+    // As OrviHostMsgTrySendSeveral; tells what happened.
+    static int Send(const TagMsgBlock& to, const Letter* letters, size_t count, uint32_t& taken);
     void Schedule(const BoxPtr& box, std::list<BoxPtr> place);
     void Wake() const;
     void AwaitWork(bool isSomebodyBlocked) const;

@@ -1,6 +1,7 @@
 #include "service/process_end.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -30,6 +31,18 @@ void StartAgain() {
     (void)execv("/proc/self/exe", arguments.data());
     Log("cannot start again, errno %d", errno);
     Die();
+}
+
+// A process that starts again keeps its id.
+void LeaveForNext(const char* name, const std::string& words) {
+    (void)setenv(name, (std::to_string(getpid()) + " " + words).c_str(), 1);
+}
+
+std::string LeftByLast(const char* name) {
+    const char* const value = std::getenv(name);
+    const std::string left = value != nullptr ? value : "";
+    const std::string own = std::to_string(getpid()) + " ";
+    return left.rfind(own, 0) == 0 ? left.substr(own.size()) : "";
 }
 
 }  // namespace orvi_sim

@@ -19,6 +19,9 @@ constexpr unsigned char ICON[] = {
 constexpr unsigned char PROGRAM[] = {
 #include "view_room.js.inc"
 };
+constexpr unsigned char PLAYER[] = {
+#include "view_recorded.js.inc"
+};
 
 template <size_t SIZE>
 std::string_view AsText(const unsigned char (&bytes)[SIZE]) {
@@ -33,6 +36,25 @@ const PageFile FILES[] = {
 };
 
 }  // namespace
+
+std::string RecordedPage(const std::string& session) {
+    std::string page(AsText(PAGE));
+    const auto put = [&page](std::string_view place, const std::string& content) {
+        page.replace(page.find(place), place.size(), content);
+    };
+    put("<link rel=\"icon\" href=\"icon.svg\">\n",
+        "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; script-src 'unsafe-inline'; "
+        "style-src 'unsafe-inline'\">\n");
+    put("<link rel=\"stylesheet\" href=\"room.css\">", "<style>\n" + std::string(AsText(STYLE)) + "</style>");
+    std::string data;
+    for (const char c : session) {
+        data += c == '<' ? "\\u003c" : std::string(1, c);  // no text ends the element that it stands in
+    }
+    put("<script type=\"module\" src=\"room.js\"></script>",
+        "<script type=\"application/json\" id=\"recorded\">" + data + "</script>\n<script type=\"module\">\n" +
+            std::string(AsText(PROGRAM)) + std::string(AsText(PLAYER)) + "</script>");
+    return page;
+}
 
 const PageFile* FindPageFile(std::string_view name) {
     const auto* const found =

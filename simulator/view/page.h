@@ -2,6 +2,7 @@
 #ifndef ORVI_SIM_VIEW_PAGE_H
 #define ORVI_SIM_VIEW_PAGE_H
 
+#include <string>
 #include <string_view>
 
 namespace orvi_sim {
@@ -14,6 +15,10 @@ struct PageFile {
 
 // Null when the page has no such file.
 const PageFile* FindPageFile(std::string_view name);
+
+// The page for a session that was recorded, in one file that loads nothing. `session` is JSON: "revealed", whether private
+// contents are in it, and "messages", the objects that orvi-bus print --json prints.
+std::string RecordedPage(const std::string& session);
 
 }  // namespace orvi_sim
 

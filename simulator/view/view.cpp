@@ -10,12 +10,14 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/random.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include "directions/vocabulary.h"
 #include "directions/words.h"
 #include "log.h"
+#include "service/process_end.h"
 #include "value.h"
 #include "view/http.h"
 #include "view/page.h"
@@ -27,8 +29,9 @@ using orvi_protocol::JsonString;
 
 constexpr int64_t FEED_EVERY_MS = 50;
 constexpr size_t MOST_IN_A_FEED = 300;
-constexpr int64_t PATIENCE_MS = 10000;  // for a request that does not end, a response that is not taken
-// The port and the key of a service that starts again, of itself: its pages go on.
+constexpr int64_t PATIENCE_MS = 10000;      // for a request that does not end, a response that is not taken
+constexpr size_t SHARE_OF_DESCRIPTORS = 4;  // the pages have one of so many, applications the others
+// The port and the key of a service that starts again: its pages go on.
 constexpr char PLACE[] = "ORVI_VISION_SIM_VIEW";
 constexpr char JSON[] = "application/json";
 constexpr char TEXT[] = "text/plain; charset=utf-8";
@@ -56,7 +59,8 @@ std::string List(const std::vector<std::string>& items) {
 }
 
 const char* TypeWord(Type type) {
-    static const char* const WORDS[] = {"name", "number", "time", "message", "choice", "file", "words", "text", "flag"};
+    static const char* const WORDS[] = {"name",   "number", "number-or", "time", "clock", "message",
+                                        "choice", "file",   "words",     "text", "flag"};
     return WORDS[static_cast<size_t>(type)];
 }
 
@@ -64,7 +68,7 @@ std::string ParameterJson(const Parameter& parameter) {
     std::string json = "{\"name\":" + JsonString(parameter.name) + ",\"type\":\"" + TypeWord(parameter.type) + "\"";
     json += parameter.isOptional ? ",\"optional\":true" : "";
     json += parameter.isNeeded ? ",\"needed\":true" : "";
-    if (parameter.type == Type::Number) {
+    if (parameter.type == Type::Number || parameter.type == Type::NumberOr) {
         json += ",\"least\":" + std::to_string(parameter.least) + ",\"most\":" + std::to_string(parameter.most);
     }
     return json + "}";
@@ -83,7 +87,8 @@ std::vector<std::string> ParametersJson(const std::vector<Parameter>& parameters
 
 // One connection of a browser.
 struct View::Page {
-    enum class Life { Asks, WaitsForWork, IsAnswered, IsFed };
+    // One that ends has been told all, and what it still says is read: a connection that is closed before loses the answer.
+    enum class Life { Asks, WaitsForWork, IsAnswered, IsFed, Ends };
 
     int socket = -1;
     Life life = Life::Asks;
@@ -93,8 +98,9 @@ struct View::Page {
     std::string out;           // what the socket has not taken yet
     void (*then)() = nullptr;  // when that has been sent
     std::shared_ptr<Work> work;
-    uint64_t fed = 0;   // the number of the last happening that it was told
-    std::string state;  // that it was told last
+    bool isFresh = true;  // it has been told nothing yet
+    uint64_t fed = 0;     // the number of the last happening that it was told
+    std::string state;    // that it was told last
     int64_t fedMs = 0;
 
     Page() = default;
@@ -120,10 +126,14 @@ View::~View() {
 
 bool View::Start(uint16_t port, std::string& error) {
     key_ = RandomKey();
-    if (const char* const place = std::getenv(PLACE)) {
-        const std::string text = place;
-        port = static_cast<uint16_t>(std::strtoul(place, nullptr, 10));
-        key_ = text.substr(text.find(' ') + 1);
+    if (const std::string place = LeftByLast(PLACE); !place.empty()) {
+        port = static_cast<uint16_t>(std::strtoul(place.c_str(), nullptr, 10));
+        key_ = place.substr(place.find(' ') + 1);
+    }
+    rlimit descriptors{};
+    if (getrlimit(RLIMIT_NOFILE, &descriptors) == 0) {
+        const rlim_t share = std::max<rlim_t>(descriptors.rlim_cur / SHARE_OF_DESCRIPTORS, 1);
+        mostConnections_ = static_cast<size_t>(std::min<rlim_t>(share, MOST_CONNECTIONS));
     }
     wake_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
@@ -135,7 +145,7 @@ bool View::Start(uint16_t port, std::string& error) {
     const int reuse = 1;
     if (key_.empty() || wake_ < 0 || listener_ < 0 ||
         setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &reuse, sizeof(reuse)) != 0 ||
-        bind(listener_, reinterpret_cast<const sockaddr*>(&address), size) != 0 || listen(listener_, 16) != 0 ||
+        bind(listener_, reinterpret_cast<const sockaddr*>(&address), size) != 0 || listen(listener_, SOMAXCONN) != 0 ||
         getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
         error = "the page cannot be served at port " + std::to_string(port) + ": " + std::strerror(errno);
         return false;
@@ -144,7 +154,7 @@ bool View::Start(uint16_t port, std::string& error) {
     authority_ = "127.0.0.1:" + number;
     byName_ = "localhost:" + number;
     address_ = "http://" + authority_ + "/" + key_ + "/";
-    (void)setenv(PLACE, (number + " " + key_).c_str(), 1);
+    LeaveForNext(PLACE, number + " " + key_);
     {
         const Stage::Lock lock = stage_.Enter();
         stage_.SetOnlooker(&history_);
@@ -170,8 +180,15 @@ void View::Stop() {
         (void)eventfd_write(wake_, 1);
         thread_.join();
     }
+    // Who waited for a direction is told how it ended; what would follow it does not any more.
     for (const std::shared_ptr<Work>& work : work_) {
         work->thread.join();
+        work->answer.then = nullptr;
+    }
+    CollectWork();
+    for (Page& page : pages_) {
+        page.then = nullptr;
+        (void)Send(page);
     }
     pages_.clear();
     for (const int descriptor : {listener_, wake_}) {
@@ -183,8 +200,12 @@ void View::Stop() {
 
 void View::Run() {
     for (;;) {
-        std::vector<pollfd> watched = {{listener_, static_cast<short>(pages_.size() < MOST_PAGES ? POLLIN : 0), 0},
-                                       {wake_, POLLIN, 0}};
+        // One that has a claim to stay: it looks on, or waits for its direction.
+        const auto held = std::count_if(pages_.begin(), pages_.end(), [](const Page& page) {
+            return page.life == Page::Life::IsFed || page.life == Page::Life::WaitsForWork;
+        });
+        const bool hasRoom = static_cast<size_t>(held) < mostConnections_;
+        std::vector<pollfd> watched = {{listener_, static_cast<short>(hasRoom ? POLLIN : 0), 0}, {wake_, POLLIN, 0}};
         bool isAnyFed = false;
         for (const Page& page : pages_) {
             watched.push_back({page.socket, static_cast<short>(page.out.empty() ? POLLIN : POLLIN | POLLOUT), 0});
@@ -240,7 +261,25 @@ void View::Run() {
     }
 }
 
+// Whoever connects and asks nothing keeps no page away: the oldest such connection goes. False when all have to stay.
+bool View::MakeRoom() {
+    if (pages_.size() < mostConnections_) {
+        return true;
+    }
+    const auto idle = std::find_if(pages_.begin(), pages_.end(), [](const Page& page) {
+        return page.life != Page::Life::IsFed && page.life != Page::Life::WaitsForWork && page.then == nullptr;
+    });
+    if (idle == pages_.end()) {
+        return false;
+    }
+    pages_.erase(idle);
+    return true;
+}
+
 void View::Accept() {
+    if (!MakeRoom()) {
+        return;
+    }
     const int socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (socket < 0) {
         if (errno == EMFILE || errno == ENFILE || errno == ENOMEM || errno == ENOBUFS) {
@@ -279,7 +318,9 @@ void View::Receive(Page& page) {
             return;
         case HttpReader::State::Wrong:
             page.life = Page::Life::IsAnswered;
-            page.out = HttpResponse(400, TEXT, "this is no request of a page\n");
+            page.out = HttpResponse(400, TEXT,
+                                    "error this is no request of a page, or longer than " +
+                                        std::to_string(HttpReader::LONGEST_BODY) + " bytes\n");
             return;
         case HttpReader::State::Whole:
             page.request = page.reader.Take();
@@ -338,6 +379,11 @@ std::string View::Route(Page& page, const std::string& name) {
                                : HttpResponse(200, isPng ? "image/png" : "image/jpeg", content);
     }
     if (name == "events") {
+        const auto fed =
+            std::count_if(pages_.begin(), pages_.end(), [](const Page& one) { return one.life == Page::Life::IsFed; });
+        if (static_cast<size_t>(fed) >= MostFed()) {
+            return HttpResponse(503, TEXT, "so many pages look on already\n");
+        }
         page.life = Page::Life::IsFed;
         return EventStreamHead();
     }
@@ -392,7 +438,9 @@ void View::CollectWork() {
         }
     }
     for (const std::shared_ptr<Work>& work : done) {
-        work->thread.join();
+        if (work->thread.joinable()) {
+            work->thread.join();
+        }
         const auto page =
             std::find_if(pages_.begin(), pages_.end(), [&work](const Page& one) { return one.work == work; });
         if (page != pages_.end()) {
@@ -424,8 +472,9 @@ void View::Feed(Page& page, int64_t nowMs) {
         list.push_back(ToJson(one));
     }
     const uint64_t upTo = happenings.empty() ? last : happenings.back().number;
-    const uint64_t merged = upTo - page.fed - happenings.size();
-    page.out += "data: {\"happenings\":" + List(list) + ",\"merged\":" + std::to_string(page.fed == 0 ? 0 : merged);
+    const uint64_t merged = page.isFresh ? 0 : upTo - page.fed - happenings.size();  // what was before it is not missed
+    page.isFresh = false;
+    page.out += "data: {\"happenings\":" + List(list) + ",\"merged\":" + std::to_string(merged);
     if (state != page.state) {
         page.out += ",\"state\":" + state;
         page.state = std::move(state);
@@ -448,11 +497,12 @@ bool View::Send(Page& page) {
     if (page.life != Page::Life::IsAnswered) {
         return true;
     }
+    (void)shutdown(page.socket, SHUT_WR);
+    page.life = Page::Life::Ends;
     if (page.then != nullptr) {
-        (void)shutdown(page.socket, SHUT_WR);
         std::exchange(page.then, nullptr)();
     }
-    return false;
+    return true;
 }
 
 // Taken on the stage, made into JSON off it.

@@ -35,8 +35,8 @@ class View {
     // Closes all pages. What a direction waits for has to be ended first.
     void Stop();
 
-    static constexpr size_t MOST_PAGES = 64;
-    static constexpr size_t MOST_DIRECTIONS = 8;  // that wait at a time
+    static constexpr size_t MOST_CONNECTIONS = 96;  // fewer where the process may have few descriptors
+    static constexpr size_t MOST_DIRECTIONS = 8;    // that wait at a time
 
  private:
     struct Page;
@@ -44,6 +44,8 @@ class View {
 
     void Run();
     void Accept();
+    bool MakeRoom();
+    size_t MostFed() const { return mostConnections_ * 2 / 3; }
     void Receive(Page& page);
     void Respond(Page& page);
     std::string Route(Page& page, const std::string& name);
@@ -67,6 +69,7 @@ class View {
     int listener_ = -1;
     int wake_ = -1;  // eventfd: a direction is done, or the end has come
     bool isStopped_ = false;
+    size_t mostConnections_ = MOST_CONNECTIONS;
     std::thread thread_;
 
     std::list<Page> pages_;  // of thread_ alone

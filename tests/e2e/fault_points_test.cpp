@@ -122,6 +122,13 @@ TEST_F(FaultPointsTest, EachWithEachAction) {
         EXPECT_EQ(successor->Wait(), -SIGKILL);
     }
     EXPECT_EQ(simulator_.Log().find("no such point"), std::string::npos);
+    for (const char* wrong : {"reply.after drop", "reply.before", "elsewhere kill"}) {
+        (void)setenv(SERVICE, wrong, 1);
+        const std::unique_ptr<ChildProcess> service = StartService("wrong");
+        (void)unsetenv(SERVICE);
+        ASSERT_TRUE(service->ReadUntil("ready"));
+        EXPECT_NE(simulator_.Log().find("\"" + std::string(wrong) + "\": no such point"), std::string::npos);
+    }
 }
 
 }  // namespace

@@ -340,18 +340,27 @@ TEST_F(BusPair, ASendThatNeverWaitsTellsWhenThereIsNoRoom) {
     EXPECT_EQ(client->Ask("try nobody t 1 0"), "6");
     ASSERT_EQ(client->Ask("try server t " + std::to_string(kBlock) + " 0"), "0");
     ASSERT_EQ(server->Next(), Message("t", kBlock, 0));
-    const std::string told = client->Ask("trymany server t 1 100000");
-    ASSERT_EQ(told.rfind("error 11 after ", 0), 0U) << told;
-    const auto taken = static_cast<uint32_t>(std::stoul(told.substr(15)));
-    EXPECT_GT(taken, 10U);
-    EXPECT_EQ(client->Ask("try server t 1 5"), "11");
-    EXPECT_EQ(client->Ask("awaitroom none 1"), "7");
-    ASSERT_EQ(server->Ask("release 1"), "0");
-    EXPECT_EQ(client->Ask("awaitroom none 60000"), "0");
-    EXPECT_EQ(server->Next(), "unblocked");
-    for (uint32_t i = 1; i <= taken; ++i) {
-        ASSERT_EQ(server->Next(), Message("t", kNote, i));
+    for (const char* many : {"trymany server t 1 100000", "several server t 1 100000 t"}) {
+        const std::string told = client->Ask(many);
+        ASSERT_EQ(told.rfind("error 11 after ", 0), 0U) << told;
+        const auto taken = static_cast<uint32_t>(std::stoul(told.substr(15)));
+        EXPECT_GT(taken, 10U);
+        EXPECT_EQ(client->Ask("try server t 1 5"), "11");
+        EXPECT_EQ(client->Ask("awaitroom none 1"), "7");
+        ASSERT_EQ(server->Ask("release 1"), "0");
+        EXPECT_EQ(client->Ask("awaitroom none 60000"), "0");
+        EXPECT_EQ(server->Next(), "unblocked");
+        for (uint32_t i = 1; i <= taken; ++i) {
+            ASSERT_EQ(server->Next(), Message("t", kNote, i));
+        }
+        ASSERT_EQ(client->Ask("try server t " + std::to_string(kBlock) + " 0"), "0");
+        ASSERT_EQ(server->Next(), Message("t", kBlock, 0));
     }
+    ASSERT_EQ(server->Ask("release 1"), "0");
+    EXPECT_EQ(server->Next(), "unblocked");
+    // Several go to one receiver, or none goes.
+    EXPECT_EQ(client->Ask("several server t 1 50 u"), "error 1 after 0");
+    EXPECT_EQ(client->Ask("several server nobody 1 50 nobody"), "error 6 after 0");
     // Of a large message the rest follows with whatever the thread does next, in its place.
     EXPECT_EQ(client->Ask("try server t 1 4000000"), "0");
     EXPECT_EQ(client->Ask(Call(kEcho, 7)), Reply(7));

@@ -256,6 +256,27 @@ std::string SendMany(const std::string& proc, const std::string& task, uint32_t 
     return "sent " + std::to_string(count);
 }
 
+// The same in groups, their last message to `last`.
+std::string SendSeveral(const std::string& proc, const std::string& task, uint32_t id, uint32_t count,
+                        const std::string& last) {
+    constexpr uint32_t kGroup = 50;
+    for (uint32_t sent = 0; sent < count;) {
+        std::vector<std::string> payloads(std::min(kGroup, count - sent));
+        std::vector<TagMsgBlock> blocks;
+        for (uint32_t i = 0; i < payloads.size(); ++i) {
+            payloads[i] = Payload(sent + i + 1);
+            blocks.push_back(Block(proc, i + 1 == payloads.size() ? last : task, id, payloads[i]));
+        }
+        uint32_t taken = 0;
+        const int result = OrviHostMsgTrySendSeveral(blocks.data(), static_cast<uint32_t>(blocks.size()), &taken);
+        sent += taken;
+        if (result != 0) {
+            return "error " + std::to_string(result) + " after " + std::to_string(sent);
+        }
+    }
+    return "sent " + std::to_string(count);
+}
+
 // Takes a task off the bus on one thread while another starts its loop and a third subscribes it to events. The task has
 // connections that an earlier run has accepted. Tells how often all ended in good order.
 std::string RaceOff(const std::string& proc, uint32_t count, uint32_t connections) {
@@ -366,6 +387,8 @@ const Commands& kCommands = *new Commands{
     // PROC TASK ID COUNT
     {"sendmany", [](const Words& w) { return SendMany(w[1], w[2], Number(w[3]), Number(w[4]), &OsMsgAsynSend); }},
     {"trymany", [](const Words& w) { return SendMany(w[1], w[2], Number(w[3]), Number(w[4]), &TrySend); }},
+    // PROC TASK ID COUNT LAST, the task of the last one of a group
+    {"several", [](const Words& w) { return SendSeveral(w[1], w[2], Number(w[3]), Number(w[4]), w[5]); }},
     // "input", standard input wakes it, or "none"; and how long
     {"awaitroom",
      [](const Words& w) { return Code(OrviHostMsgAwaitRoom(w[1] == "input" ? STDIN_FILENO : -1, Number(w[2]))); }},

@@ -234,7 +234,7 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
     for (const std::string& options : {kept + " --payloads", open + " --payloads --reveal", bare}) {
         captures.push_back(StartListening("orvi-bus", "capture " + options));
     }
-    std::ofstream(sandbox_.Path("script")) << "model init\nmodel ask \"who are you\"\nlock state 4\nface create\n"
+    std::ofstream(sandbox_.Path("script")) << "model init\nmodel ask \"who are <you>\"\nlock state 4\nface create\n"
                                               "face photos 1001 1002\nsleep 100ms\n";
     std::string ignored;
     EXPECT_EQ(Run("orvi-ai", "run " + sandbox_.Path("script"), ignored), 0);
@@ -248,9 +248,9 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
         return output;
     };
     EXPECT_EQ(print(open + " --reveal"), seen);
-    EXPECT_NE(seen.find("who are you"), std::string::npos) << seen;
-    EXPECT_EQ(ReadFile(kept).find("who are you"), std::string::npos);
-    EXPECT_NE(print(kept + " --reveal model.ask").find("text=\"***********\""), std::string::npos) << print(kept);
+    EXPECT_NE(seen.find("who are <you>"), std::string::npos) << seen;
+    EXPECT_EQ(ReadFile(kept).find("who are"), std::string::npos);
+    EXPECT_NE(print(kept + " --reveal model.ask").find("text=\"*************\""), std::string::npos) << print(kept);
     EXPECT_EQ(print(bare + " lock.state").find("state="), std::string::npos);
     EXPECT_NE(print(bare + " lock.state").find(" ok\n"), std::string::npos);
 
@@ -267,12 +267,37 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
     EXPECT_GE(phases["s"], 4);
     EXPECT_EQ(phases["s"], phases["f"]);
 
+    // As a page in one file: what was said ends no element of it.
+    const std::string page = sandbox_.Path("page.html");
+    const struct {
+        std::string words;
+        const char* says;
+        bool isOpen;
+    } pages[] = {{kept, "private contents masked", false},
+                 {open, "private contents masked", false},
+                 {open + " --reveal", "messages are in", true},
+                 {bare, "without contents", false}};
+    for (const auto& one : pages) {
+        std::string output;
+        EXPECT_EQ(Run("orvi-bus",
+                      "view " + one.words.substr(0, one.words.find(' ')) + " " + page + (one.isOpen ? " --reveal" : ""),
+                      output),
+                  0);
+        EXPECT_NE(output.find(one.says), std::string::npos) << output;
+        const std::string made = ReadFile(page);
+        EXPECT_EQ(made.find("who are \\u003cyou>") != std::string::npos, one.isOpen);
+        EXPECT_EQ(made.find("who are"), one.isOpen ? made.find("who are \\u003cyou>") : std::string::npos);
+        EXPECT_NE(made.find("\"name\":\"lock.state\""), std::string::npos);
+        EXPECT_EQ(made.find(" src="), std::string::npos);
+        EXPECT_EQ(made.find("<link"), std::string::npos);
+    }
+
     const std::string whole = ReadFile(open);
     const struct {
         std::string bytes;
         const char* says;
     } broken[] = {
-        {"", "is no pcapng file"},
+        {"", "is empty"},
         {"notes\n and more notes", "is no pcapng file"},
         {whole.substr(0, whole.size() - 1), "the file ends inside a block"},
         {whole + std::string(8, '\xff'), "it is no block of a pcapng file"},
@@ -281,8 +306,28 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
     };
     for (const auto& one : broken) {
         std::ofstream(sandbox_.Path("broken")) << one.bytes;
-        EXPECT_NE(print(sandbox_.Path("broken"), 1).find(one.says), std::string::npos) << one.says;
+        std::string output;
+        EXPECT_EQ(Run("orvi-bus", "view " + sandbox_.Path("broken") + " " + page, output), 2);
+        EXPECT_NE(output.find(one.says), std::string::npos) << output;
+        EXPECT_NE(print(sandbox_.Path("broken"), 2).find(one.says), std::string::npos) << one.says;
     }
+    const struct {
+        std::string words;
+        const char* says;
+    } wrong[] = {
+        {"print " + sandbox_.Path("none"), "none: No such file"},
+        {"print " + sandbox_.Path(""), "Is a directory"},
+        {"replay --as service " + sandbox_.Path("none"), "none: No such file"},
+        {"timeline " + sandbox_.Path("p.json") + " --from " + sandbox_.Path("none"), "none: No such file"},
+        {"timeline " + open + " --from " + open, "would overwrite"},
+        {"timeline " + open, "it is read with --from"},
+    };
+    for (const auto& one : wrong) {
+        std::string output;
+        EXPECT_EQ(Run("orvi-bus", one.words, output), 2) << one.words;
+        EXPECT_NE(output.find(one.says), std::string::npos) << output;
+    }
+    EXPECT_EQ(ReadFile(open), whole);
     // A pipe is a file as well. What cannot be written is told, and nothing that was captured is lost to a wrong word.
     std::string sameFromPipe;
     EXPECT_EQ(
@@ -296,7 +341,7 @@ TEST_F(OrviBusTest, KeepsTheTrafficInAFile) {
     } failing[] = {
         {"print " + open, {"/bin/sh", "-c", R"("$@" >/dev/full)", "-"}, "standard output: No space left on device"},
         {"dissector", {"/bin/sh", "-c", R"("$@" >/dev/full)", "-"}, "standard output"},
-        {"timeline " + open + " --from " + open, {}, "would overwrite"},
+        {"view " + open + " /nonexistent/page", {}, "/nonexistent/page cannot be written: No such file"},
         {"capture " + open, {"/usr/bin/env", "ORVI_BUS_DIR=/nonexistent"}, "/nonexistent refused"},
     };
     for (const auto& one : failing) {

@@ -85,6 +85,11 @@ TEST_F(ScenarioTest, WhatIsWrongIsToldWithItsLine) {
          "its values lie deeper"},
         {R"({"at": "1s", "do": "caption", "text": "a\u0000b"})", "text has a NUL"},
         {R"({"at": "25h", "do": "faces 3"})", "is no time up to a day"},
+        {R"({"at": "1s", "do": "faces 99"})", "'99' is neither usual nor a number from 0 to 7; it is: faces N|usual"},
+        {R"({"at": "1s", "do": "time 25:00"})", "'25:00' is no time of day, as 09:30"},
+        {R"({"at": "1s", "do": "clock scale 0"})", "'0' is neither max nor a number from 1 to 10000"},
+        {R"({"at": "1s", "do": "person enters", "name": "Ada", "photo": "none.png"})", "none.png cannot be read"},
+        {R"({"at": "1s", "do": "expect", "message": "lock.state", "fields": {"room": 7}})", "has no field 'room'"},
         {R"([1])", "it is no object, as {\"at\": \"2s\", \"do\": \"faces 3\"}"},
         {"{\"at\": \"1s\", \"do\": \"faces 3\"}\n{\"at\": \"999ms\", \"do\": \"faces 3\"}",
          "at 999ms is before line 1, at 1s"},
@@ -270,7 +275,8 @@ TEST_F(ScenarioTest, WhoTakesNothingIsNotWaitedForAgain) {
 TEST_F(ScenarioTest, TimeNeverGoesBack) {
     const std::string scenario = Write("s",
                                        "{\"at\": \"0s\", \"do\": \"conversation off\"}\n"
-                                       "{\"on\": \"caption.start\", \"do\": \"caption\", \"text\": \"one\"}\n"
+                                       "{\"at\": \"0s\", \"do\": \"await request caption.start 1\"}\n"
+                                       "{\"at\": \"0s\", \"do\": \"caption\", \"text\": \"one\"}\n"
                                        "{\"at\": \"1h\", \"do\": \"await request caption.stop 1\"}\n");
     simulator_.Start({"--scenario", scenario, "--speed", "10000", "--log", sandbox_.Path("log"), "--exit-at-end"});
     std::string output;
@@ -305,7 +311,8 @@ TEST_F(ScenarioTest, TheClockStandsStepsAndRuns) {
     EXPECT_EQ(simulator_.Command("clock scale max"), "");
     EXPECT_NE(simulator_.Command("clock").find(", pace max"), std::string::npos);
     simulator_.Command("clock scale 10000");
-    EXPECT_NE(simulator_.Ask("clock scale 0").find("error '0' is no pace: 1 to 10000, or max"), std::string::npos);
+    EXPECT_NE(simulator_.Ask("clock scale 0").find("error '0' is neither max nor a number from 1 to 10000"),
+              std::string::npos);
 }
 
 // What each call has come to when its first reply is a refusal, the second empty, the third without data, the fourth as

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """The page in a browser without a window: the shipped meeting is played, and what the page shows is compared with what
-the service says at five moments; then a direction is done by hand, a fault shows, and the service ends.
+the service says at five moments; then a direction is done by hand, a fault shows, the service ends, and its session is
+looked at as a file.
 
     browser_test.py BIN_DIR SOURCE_DIR PICTURES_DIR
 
@@ -54,6 +55,9 @@ class Room:
                                   f"{source}/simulator/scenarios/meeting.jsonl", "--speed", "20",
                                   stdout=subprocess.PIPE, stderr=self.log)
         assert self.service.stdout.readline().startswith(b"ready")
+        self.kept = pathlib.Path(folder).parent / "session.pcapng"
+        self.capture = self.start("orvi-bus", "capture", self.kept, "--payloads", "--reveal", stderr=subprocess.PIPE)
+        assert b"listening" in self.capture.stderr.readline()
         self.application = self.start("orvi-ai", "--quiet", "run", f"{source}/examples/meeting.calls",
                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
@@ -65,7 +69,7 @@ class Room:
         return done.stdout + done.stderr
 
     def end(self):
-        for process in (self.application, self.service):
+        for process in (self.capture, self.application, self.service):
             process.terminate()
             process.wait(PATIENCE)
         self.log.close()
@@ -187,6 +191,30 @@ class Test:
         assert self.browser.execute_script("return document.documentElement.scrollWidth <= innerWidth"), "wider than a phone"
         self.picture()
 
+    def recorded(self):
+        """The same as a file: masked, and as it was when that is asked for."""
+        said = "Can everybody hear me?"
+        self.room.capture.terminate()
+        assert self.room.capture.wait(PATIENCE) == 0
+        self.browser.set_window_size(1240, 880)
+        for words, shows, hides in (((), "(private, ", said), (("--reveal",), said, "(private, ")):
+            page = self.room.kept.with_suffix(".html")
+            made = subprocess.run([self.room.programs / "orvi-bus", "view", self.room.kept, page, *words],
+                                  capture_output=True, text=True, check=False)
+            assert made.returncode == 0, made.stderr
+            self.browser.get(page.as_uri())
+            line = self.browser.execute_script("""
+                const line = JSON.parse(document.getElementById('recorded').textContent).messages
+                  .find((one) => one.name === 'caption.line' && one.values.text.includes(arguments[0]));
+                const at = document.getElementById('at');
+                at.value = Math.ceil(line.seconds * 10) * 100;
+                at.dispatchEvent(new Event('input'));
+                return line.values.text;""", shows)
+            self.await_that("the caption", lambda: line in self.text("captions"))
+            assert self.texts(".lane h3")
+            assert hides not in self.browser.page_source
+            self.picture()
+
     def end(self):
         errors = [entry for entry in self.browser.get_log("browser") if entry["level"] == "SEVERE"]
         assert not errors, errors
@@ -209,6 +237,7 @@ def main():
             test.hands()
             test.second_page(address)
             test.end()
+            test.recorded()
         finally:
             room.end()
             browser.quit()

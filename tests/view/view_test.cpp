@@ -118,6 +118,7 @@ TEST_F(ViewTest, AnswersThoseThatAreMeant) {
         {"POST / HTTP/1.1\r\nContent-Length: 99999999999999999999\r\n\r\n", "400", ""},
         {"\r\n\r\n\r\n", "400", ""},
         {std::string(20000, '\0'), "400", ""},
+        {Request("POST " + path_ + "direction", "", "caption " + std::string(5 << 20, 'x')), "400", "than 65536 bytes"},
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(one.request.substr(0, 200));
@@ -155,6 +156,35 @@ TEST_F(ViewTest, TellsWhatHappensToEachPage) {
     EXPECT_EQ(simulator_.Child().Wait(), 0);
 }
 
+TEST_F(ViewTest, NobodyKeepsAPageAway) {
+    std::vector<std::unique_ptr<Browser>> many;
+    for (int i = 0; i < 200; ++i) {  // ask nothing
+        many.push_back(std::make_unique<Browser>(port_));
+    }
+    std::vector<std::unique_ptr<Browser>> pages;
+    for (int i = 0; i < 64; ++i) {
+        pages.push_back(std::make_unique<Browser>(port_));
+        pages.back()->Send(Request("GET " + path_ + "events"));
+    }
+    for (const auto& page : pages) {
+        ASSERT_NE(page->ReadTo("\"words\"").find("\"words\""), std::string::npos);
+    }
+    EXPECT_NE(Ask(Request("GET " + path_ + "events")).find("so many pages look on already"), std::string::npos);
+    EXPECT_NE(Direct("faces 2").find("\r\n\r\nok"), std::string::npos);
+    EXPECT_NE(pages.front()->ReadTo("faces 2").find("faces 2"), std::string::npos);
+}
+
+// What the environment says of another process, or of none, is not taken.
+TEST_F(ViewTest, TakesItsPlaceFromItselfAlone) {
+    for (const char* const place : {"nonsense", "", "1 99999 k", "80 key"}) {
+        simulator_.Kill();
+        setenv("ORVI_VISION_SIM_VIEW", place, 1);
+        simulator_.Start({"--view", std::to_string(port_)});
+        unsetenv("ORVI_VISION_SIM_VIEW");
+        EXPECT_TRUE(std::regex_match(simulator_.Command("view"), std::regex("http://" + host_ + "/[0-9a-f]{32}/")));
+    }
+}
+
 TEST_F(ViewTest, StartsAgainAtTheSameAddress) {
     if (*ORVI_TEST_EMULATOR != '\0') {
         GTEST_SKIP() << "an emulated service cannot start itself again";
@@ -172,11 +202,12 @@ TEST_F(ViewTest, StartsAgainAtTheSameAddress) {
 }
 
 TEST_F(ViewTest, APageThatReadsNothingHoldsUpNobody) {
+    constexpr int TEXTS = 1500;  // several times what a connection and a feed hold
     const Browser slow(port_);
     slow.Send(Request("GET " + path_ + "events"));
     (void)slow.ReadTo("\"words\"");
     const std::string text = "model answers " + std::string(1900, 'x');
-    for (int i = 0; i < 600; ++i) {
+    for (int i = 0; i < TEXTS; ++i) {
         ASSERT_EQ(simulator_.Ask(text), "ok");
     }
     std::vector<std::unique_ptr<Browser>> many;  // more than are served at a time, and none asks anything
@@ -184,10 +215,14 @@ TEST_F(ViewTest, APageThatReadsNothingHoldsUpNobody) {
         many.push_back(std::make_unique<Browser>(port_));
     }
     simulator_.Command("model answers the end");
-    const std::string told = slow.ReadTo("model answers the end");
-    EXPECT_NE(told.find("model answers the end"), std::string::npos);
-    EXPECT_LT(told.size(), 600U * 1900);  // it was told less, and how much less
-    EXPECT_TRUE(std::regex_search(told, std::regex("\"merged\":[1-9]")));
+    std::string told = slow.ReadTo("model answers the end");
+    const size_t end = told.find("model answers the end");
+    ASSERT_NE(end, std::string::npos) << told.size();
+    if (told.find("\n\n", end) == std::string::npos) {
+        told += slow.ReadTo("\n\n");  // the number follows what happened
+    }
+    EXPECT_LT(told.size(), size_t{TEXTS} * 1900);  // it was told less, and how much less
+    EXPECT_TRUE(std::regex_search(told, std::regex("\"merged\":[1-9]"))) << told.size();
 }
 
 TEST_F(ViewTest, IsOffUnlessItIsAskedFor) {

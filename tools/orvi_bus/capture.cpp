@@ -127,7 +127,7 @@ int Print(const PrintOptions& options) {
     CaptureReader reader;
     std::string why;
     if (!reader.Open(options.file, why)) {
-        return Fail(why);
+        return BadFile(why);
     }
     int64_t start = -1;
     bool goesOn = true;
@@ -145,7 +145,7 @@ int Print(const PrintOptions& options) {
         exchanges.Add(std::move(record));
     }
     exchanges.Finish();
-    return why.empty() ? Written(DONE, error) : Fail(why);
+    return why.empty() ? Written(DONE, error) : BadFile(why);
 }
 
 }  // namespace orvi_bus_tool

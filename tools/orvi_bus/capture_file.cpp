@@ -5,6 +5,7 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <filesystem>
 #include <unistd.h>
 #include <vector>
 
@@ -171,8 +172,12 @@ bool CaptureWriter::Append(const std::string& block, std::string& why) {
 bool CaptureReader::Open(const std::string& path, std::string& why) {
     path_ = path;
     file_.open(path, std::ios::binary);
-    if (!file_) {
-        why = path + ": " + std::strerror(errno);
+    if (std::error_code none; !file_ || std::filesystem::is_directory(path, none)) {
+        why = path + ": " + std::strerror(file_ ? EISDIR : errno);
+        return false;
+    }
+    if (file_.peek() == std::ifstream::traits_type::eof()) {
+        why = path + " is empty: nothing has been captured, or its capture did not begin";
         return false;
     }
     uint32_t head[3] = {};

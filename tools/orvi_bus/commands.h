@@ -50,6 +50,13 @@ struct TimelineOptions {
 };
 int Timeline(const TimelineOptions& options);
 
+struct ViewOptions {
+    std::string file;
+    std::string page;
+    bool reveal = false;  // private contents as they are
+};
+int View(const ViewOptions& options);
+
 struct ReplayOptions {
     std::string file;
     std::string side;         // "service" or "application": what is played

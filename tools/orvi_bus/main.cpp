@@ -18,6 +18,11 @@ int Fail(const std::string& what) {
     return FAILED;
 }
 
+int BadFile(const std::string& what) {
+    (void)Fail(what);
+    return USAGE;
+}
+
 int Written(int result, int error) {
     return error == 0 || error == EPIPE ? result : Fail("standard output: " + std::string(std::strerror(error)));
 }
@@ -113,6 +118,12 @@ void Add(CLI::App& app, TimelineOptions& options) {
     Add(app, options.limits);
 }
 
+void Add(CLI::App& app, ViewOptions& options) {
+    AddFile(app, options.file, "of orvi-bus capture, best with --payloads");
+    app.add_option("page", options.page, "receives the page")->required()->type_name("PAGE.html");
+    app.add_flag("--reveal", options.reveal, "photos, names and texts as they are; otherwise their lengths");
+}
+
 std::string IsSpeed(const std::string& text) {
     char* end = nullptr;
     const double speed = std::strtod(text.c_str(), &end);
@@ -193,6 +204,8 @@ int main(int argc, char** argv) {
         ->callback([&chosen] { chosen = PrintDissector; });
     AddCommand(app, "timeline", "draw the traffic, live or from a file, for a browser's trace viewer or Perfetto",
                Timeline, chosen);
+    AddCommand(app, "view", "make a page of a captured session that a browser shows, to look at or to hand on", View,
+               chosen);
     AddCommand(app, "replay", "play the service or the application of a captured session to the other, and compare",
                Replay, chosen);
     AddCommand(app, "list", "the processes on the bus, their tasks and connections", List, chosen);

@@ -8,6 +8,7 @@
 #include "capture_file.h"
 #include "differences.h"
 #include "message.h"
+#include "value.h"
 
 namespace orvi_bus_tool {
 namespace {

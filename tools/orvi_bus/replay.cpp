@@ -15,8 +15,7 @@ int Replay(const ReplayOptions& options) {
     Session session;
     std::string why;
     if (!ReadSession(options.file, options.application, session, why)) {
-        std::fprintf(stderr, "orvi-bus: %s\n", why.c_str());
-        return USAGE;
+        return BadFile(why);
     }
     EndSignal end;
     Script script(std::move(session), options.allowed, options.display);

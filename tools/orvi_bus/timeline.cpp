@@ -113,11 +113,16 @@ int Timeline(const TimelineOptions& options) {
     CaptureReader reader;
     std::string why;
     if (!options.from.empty() && !reader.Open(options.from, why)) {
-        return Fail(why);
+        return BadFile(why);
     }
     if (std::error_code none; !options.from.empty() && std::filesystem::equivalent(options.from, options.file, none)) {
-        return Fail(options.file + " is the captured file itself, which the picture would overwrite");
+        return BadFile(options.file + " is the captured file itself, which the picture would overwrite");
     }
+    // Who forgets --from names the captured file first.
+    if (CaptureReader old; std::filesystem::is_regular_file(options.file) && old.Open(options.file, why)) {
+        return BadFile(options.file + " is a captured file, which the picture would overwrite; it is read with --from");
+    }
+    why.clear();
     Picture picture;
     if (!picture.Open(options.file)) {
         return Fail(options.file + ": " + std::strerror(errno));
@@ -152,7 +157,7 @@ int Timeline(const TimelineOptions& options) {
     if (lost != 0) {
         std::printf("%llu records were lost\n", static_cast<unsigned long long>(lost));
     }
-    return Flushed(!why.empty() ? Fail(why) : DONE);
+    return Flushed(!why.empty() ? BadFile(why) : DONE);
 }
 
 }  // namespace orvi_bus_tool

@@ -21,7 +21,8 @@ struct Limits {
 
 enum ExitCode : int { DONE = 0, FAILED = 1, USAGE = 2, NOBODY = 3 };
 
-int Fail(const std::string& what);  // FAILED, after a line
+int Fail(const std::string& what);     // FAILED, after a line
+int BadFile(const std::string& what);  // USAGE, after a line
 // `result`, or FAILED after a line when `error` is why standard output did not take everything. That nobody reads any
 // more is no failure.
 int Written(int result, int error);

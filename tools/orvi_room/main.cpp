@@ -70,6 +70,10 @@ std::string Overview() {
            orvi_sim::ExplainAll() +
            "\n  --completion bash                         print the completion for this shell\n"
            "  --version                                 print the version\n\n"
+           "A scenario is a file of directions with their times: orvi-vision-sim --scenario FILE plays it, --check "
+           "tells "
+           "what\n"
+           "is wrong with it, and orvi-vision-sim --help how its lines are written.\n\n"
            "It needs a running orvi-vision-sim; ORVI_BUS_DIR names the bus directory of both.\n"
            "Exit code: 0, 1 = answered no, 2 = usage, 3 = nobody is there.\n";
 }
@@ -133,7 +137,12 @@ Answer Perform(Words words) {
     size_t count = 0;
     const Row* const row = orvi_sim::FindRow(words, count);
     if (row == nullptr) {
-        return {USAGE, orvi_sim::NoSuchDirection(words)};
+        std::string family;  // of "await --help"
+        for (const Row* one :
+             words.size() == 2 && words[1] == "--help" ? orvi_sim::RowsBehind(words[0]) : std::vector<const Row*>()) {
+            family += orvi_sim::Explain(*one);
+        }
+        return family.empty() ? Answer{USAGE, orvi_sim::NoSuchDirection(words)} : Answer{DONE, family};
     }
     if (words.back() == "--help") {
         return {DONE, orvi_sim::Explain(*row)};
@@ -148,8 +157,11 @@ Answer Perform(Words words) {
 
 ExitCode Status() {
     for (const char* line : {"clock", "clients", "state", "faults"}) {
-        std::printf("%s: ", line);
-        if (const ExitCode code = Print(Send(line)); code != DONE) {
+        Answer answer = Send(line);
+        if (answer.code == DONE) {
+            answer.text = std::string(line) + ": " + answer.text;
+        }
+        if (const ExitCode code = Print(answer); code != DONE) {
             return code;
         }
     }

@@ -136,6 +136,30 @@ void Connections::OnEvent(Connection* connection, uint32_t events) {
     }
 }
 
+bool Connections::Look(uint64_t id) {
+    const auto found = connections_.find(id);
+    if (found == connections_.end() || found->second->state != Connection::State::kOpen) {
+        return false;
+    }
+    Connection* connection = found->second.get();
+    const char* reason = nullptr;
+    switch (connection->Fill(&reason)) {
+        case Connection::Filled::kNothing:
+            return false;
+        case Connection::Filled::kOver:
+            Close(connection, reason);
+            return true;
+        case Connection::Filled::kNoRoom:
+            connection->StopWaiting();
+            connection->readable = true;
+            break;
+        case Connection::Filled::kBytes:
+            break;
+    }
+    MakeReady(connection);
+    return true;
+}
+
 // One that stands in the queue keeps its place there, whatever happens to it.
 void Connections::MakeReady(Connection* connection) {
     if (!ready_.Holds(connection)) {

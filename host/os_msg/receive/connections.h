@@ -30,6 +30,9 @@ class Connections {
 
     // The kernel has told of it.
     void OnEvent(Connection* connection, uint32_t events) ORVI_BUS_REQUIRES(kLoop);
+    // Reads what it holds, without being told. False when it holds nothing; true as well when it is over, or no longer
+    // there.
+    bool Look(uint64_t id) ORVI_BUS_REQUIRES(kLoop);
     // Another thread has queued an answer, or memory that somebody was refused has become free.
     void OnWake() ORVI_BUS_REQUIRES(kLoop);
 

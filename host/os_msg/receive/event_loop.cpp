@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include "wire/deadline.h"
-#include "wire/yielding.h"
 
 namespace orvi_bus {
 
@@ -42,14 +41,7 @@ void EventLoop::TakeWake() {
     (void)!read(wake_.Get(), &count, sizeof(count));
 }
 
-int EventLoop::Wait(int64_t untilNs, bool expecting, epoll_event (&events)[kMostEvents]) {
-    Yielding yielding;
-    while (expecting && untilNs != 0 && yielding.Go()) {
-        const int count = epoll_wait(epoll_.Get(), events, kMostEvents, 0);
-        if (count > 0) {
-            return count;
-        }
-    }
+int EventLoop::Wait(int64_t untilNs, epoll_event (&events)[kMostEvents]) {
     constexpr int64_t kMostMs = 60000;
     int64_t wait = -1;
     if (untilNs == 0) {

@@ -42,8 +42,7 @@ class EventLoop {
 
     // Waits until something is ready or the monotonic clock reaches `untilNs` (0: only looks, INT64_MAX: no limit). The
     // number of events, 0 when the time is over or a signal came, -1 with errno set when the kernel refuses.
-    // `expecting`: the next event may be microseconds away, since somebody has got his answer.
-    int Wait(int64_t untilNs, bool expecting, epoll_event (&events)[kMostEvents]);
+    int Wait(int64_t untilNs, epoll_event (&events)[kMostEvents]);
     // After an event of kind kWake.
     void TakeWake();
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <sys/epoll.h>
 #include <unordered_map>
 #include <utility>
@@ -156,7 +157,8 @@ int Connection::Answer(uint32_t sequence, uint32_t msgId, const void* data, uint
     uint8_t head[kHeaderSize];
     EncodeHeader(header, head);
     head[0] = fault == Fault::kCorrupt ? static_cast<uint8_t>(~head[0]) : head[0];
-    Parcel parcel{head, sizeof(head), data, dataLen};
+    iovec parts[] = {Part(head, sizeof(head)), Part(data, dataLen)};
+    Parcel parcel{parts, std::size(parts)};
     const int64_t sinceNs = IsWatched() ? MonotonicNs() : 0;
     int result = firstQueued_ == nullptr ? SendFirst(&parcel) : ORVI_BUS_E_WOULD_BLOCK;
     (void)AtFaultPoint(FaultPoint::kAfterReply);
@@ -179,9 +181,10 @@ int Connection::SendFirst(Parcel* parcel) {
     if (!HasFaultAt(FaultPoint::kInsideReply)) {
         return socket_.SendNow(parcel);
     }
-    Parcel head{parcel->head, parcel->headSize, nullptr, 0};
+    iovec part = *parcel->parts;
+    Parcel head{&part, 1};
     const int result = socket_.SendNow(&head);
-    parcel->taken = head.taken;
+    parcel->Take(head.taken);
     if (result != 0) {
         return result;
     }
@@ -215,7 +218,7 @@ bool Connection::Enqueue(const Parcel& parcel) {
         return false;
     }
     *queued = made;
-    parcel.CopyLeft(queued->Bytes());
+    parcel.Copy(queued->Bytes(), made.size);
     if (firstQueued_ == nullptr) {
         progressNs_ = MonotonicNs();
         firstQueued_ = queued;
@@ -232,11 +235,12 @@ bool Connection::SendQueued(int64_t nowNs) {
     MutexLock lock(mutex_);
     while (open_ && firstQueued_ != nullptr) {
         Queued* queued = firstQueued_;
-        Parcel parcel{queued->Bytes(), queued->size, nullptr, 0, queued->taken};
+        iovec part = Part(queued->Bytes() + queued->taken, queued->size - queued->taken);
+        Parcel parcel{&part, 1};
         const int result = socket_.SendNow(&parcel);
-        if (parcel.taken != queued->taken) {
+        if (parcel.taken != 0) {
             progressNs_ = nowNs;
-            queued->taken = parcel.taken;
+            queued->taken += parcel.taken;
         }
         // Of a kernel that had no memory nobody tells when it has some.
         const bool shortage = result == ORVI_BUS_E_SYSTEM && IsShortage(errno);

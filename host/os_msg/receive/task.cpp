@@ -14,6 +14,7 @@
 #include "wire/deadline.h"
 #include "wire/fault_point.h"
 #include "wire/trace.h"
+#include "wire/yielding.h"
 
 namespace orvi_bus {
 
@@ -21,6 +22,7 @@ namespace {
 
 // What a connection may have of the loop before the others get their turn.
 constexpr int kTurnMessages = 32;
+constexpr int kLooksAtOne = 8;
 constexpr int kTurnReads = 4;
 
 constexpr int64_t kRestoreEveryNs = 100000000;
@@ -132,7 +134,7 @@ int Task::Loop() {
             until = NextDeadlineNs();
         }
         epoll_event events[EventLoop::kMostEvents];
-        const int count = loop_.Wait(until, hasAnswered_, events);
+        const int count = Wait(until, events);
         if (count < 0) {
             Log(kLogError, "the receive loop of task '%s' cannot go on: %s", name_, strerror(errno));
             return ORVI_BUS_E_SYSTEM;
@@ -141,9 +143,29 @@ int Task::Loop() {
             Log(kLogError, "the receive loop of task '%s' ends: its files in the bus directory are gone", name_);
             return ORVI_BUS_E_DIRECTORY;
         }
-        hasAnswered_ = false;
+        looks_ = connections_.ReadyCount() > 1 ? kLooksAtOne : looks_;  // others ask, too
         served = ServeReady();
     }
+}
+
+// As EventLoop::Wait. Who has got his answer may ask again within microseconds, most likely over the same connection:
+// that one is looked at without asking for all, as often as the others can spare it.
+int Task::Wait(int64_t untilNs, epoll_event (&events)[EventLoop::kMostEvents]) {
+    Yielding yielding;
+    while (answered_ != 0 && untilNs != 0 && yielding.Go()) {
+        if (looks_ < kLooksAtOne && connections_.Look(answered_)) {
+            ++looks_;
+            return 0;
+        }
+        looks_ = 0;
+        const int count = loop_.Wait(0, events);
+        if (count != 0) {
+            return count;
+        }
+    }
+    answered_ = untilNs != 0 ? 0 : answered_;
+    looks_ = 0;
+    return loop_.Wait(untilNs, events);
 }
 
 // False when the process has lost its place on the bus.
@@ -247,7 +269,7 @@ void Task::Serve(Connection* connection) {
                 } else if (!loop_.Interrupted()) {  // a forked child takes no lock
                     bool answered = false;
                     const Connection::Unread unread = connection->UnreadAnswers(&answered);
-                    hasAnswered_ = hasAnswered_ || (answered && header.kind == FrameKind::kRequest);
+                    answered_ = answered && header.kind == FrameKind::kRequest ? connection->id : 0;
                     if (unread == Connection::Unread::kOver) {
                         connections_.Close(connection, nullptr);  // what it asks for now nobody will read
                         return;
@@ -302,7 +324,9 @@ bool Task::Dispatch(Connection* connection, const FrameHeader& header, const uin
     // A copy of exactly the payload's size: aligned for any record, and a tool for memory faults sees a handler that
     // reads too far. Only for a large one that would take long, and keep the others waiting.
     std::unique_ptr<uint8_t[], FrameReader::Free> data = connection->reader.TakeLarge();
-    if (!data) {
+    if (data) {
+        payload = data.get() + kHeaderSize;  // it may have moved
+    } else {
         if (header.dataLen != 0) {
             data.reset(static_cast<uint8_t*>(malloc(header.dataLen)));
             if (!data) {

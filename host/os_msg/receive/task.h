@@ -58,6 +58,7 @@ class Task {
     class Running;  // holds the right to the loop until the scope ends, by an exception or the thread's end too
 
     int Loop() ORVI_BUS_REQUIRES(kLoop);
+    int Wait(int64_t untilNs, epoll_event (&events)[EventLoop::kMostEvents]) ORVI_BUS_REQUIRES(kLoop);
     bool HandleEvents(const epoll_event* events, int count) ORVI_BUS_REQUIRES(kLoop);
     bool PutBack() ORVI_BUS_REQUIRES(kLoop);
     int64_t NextDeadlineNs() ORVI_BUS_REQUIRES(kLoop);
@@ -79,7 +80,8 @@ class Task {
     Connections connections_;
     Watches watches_;
     Order order_;
-    bool hasAnswered_ ORVI_BUS_GUARDED_BY(kLoop) = false;       // a request, in the latest turns
+    uint64_t answered_ ORVI_BUS_GUARDED_BY(kLoop) = 0;  // the connection of the latest answer, 0: nothing expected
+    int looks_ ORVI_BUS_GUARDED_BY(kLoop) = 0;          // at that one alone since all were looked at
     int64_t restoreNs_ ORVI_BUS_GUARDED_BY(kLoop) = INT64_MAX;  // when `restore_` is tried again
 };
 

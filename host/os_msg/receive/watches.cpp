@@ -211,7 +211,7 @@ void Watches::Settle() {
 
 void Watches::SettleOne(Watch* watch) {
     for (int step = 0; step < kTurnSteps && !loop_->Interrupted(); ++step) {  // `dirty` tells of what is left
-        if (watch->ending && !IsBack(watch) && !FinishEnd(watch)) {
+        if (watch->ending && (!EndStands(watch) || !FinishEnd(watch)) && watch->ending) {
             return;
         }
         if (!watch->dirty || loop_->Interrupted()) {
@@ -225,14 +225,20 @@ void Watches::SettleOne(Watch* watch) {
     }
 }
 
-// The record of one that has not ended was deleted, and it has put it back.
-bool Watches::IsBack(Watch* watch) {
-    if (watch->endSeen || !watch->dirty) {
-        return false;
+// Of one whose end nobody has seen the record may be back: it was deleted, and has been put back. Looked at when it has
+// changed, and at last before the end is announced: this loop may have been held up since. False when it is back, and
+// when it cannot be looked at now.
+bool Watches::EndStands(Watch* watch) {
+    if (watch->endSeen || (!watch->dirty && MonotonicNs() < watch->endDueNs)) {
+        return true;
     }
     watch->dirty = false;
-    watch->ending = Decide(self_.Look(watch->procName), watch->known).what != Step::What::kNothing;
-    return !watch->ending;
+    const Step::What next = Decide(self_.Look(watch->procName), watch->known).what;
+    watch->ending = next != Step::What::kNothing;
+    if (next == Step::What::kLookAgain) {
+        LookAgain(watch);
+    }
+    return watch->ending && next != Step::What::kLookAgain;
 }
 
 // It cannot be looked at now: that tells nothing.
@@ -285,6 +291,7 @@ bool Watches::FinishEnd(Watch* watch) {
     const Connections::Earlier its{watch->known.pid, watch->known.current, nullptr};
     if (watch->drainTick == 0) {
         if (!connections_->Accept(Connections::kAll)) {
+            watch->endDueNs = MonotonicNs() + kLookEveryNs;
             return false;  // its last messages may wait where nobody can be accepted now
         }
         watch->drainTick = connections_->AskFor(its);
@@ -354,9 +361,9 @@ void Watches::Announce(const Watch& watch, uint32_t eventId, const Incarnation& 
 int64_t Watches::NextDeadlineNs() {
     int64_t next = looking_.load() ? lookAtNs_ : INT64_MAX;
     for (Watch* watch = unsettled_.First(); watch != nullptr; watch = watch->unsettled.next) {
-        if (!watch->ending) {
+        if (!watch->ending || (watch->dirty && !watch->endSeen)) {
             next = std::min(next, lookAgainNs_);
-        } else if (!watch->endSeen) {
+        } else if (!watch->endSeen && watch->drainTick == 0) {
             next = std::min(next, watch->endDueNs);
         }
     }

@@ -81,7 +81,7 @@ class Watches {
     bool ConcernsOwnFiles(uint32_t mask, const char* name) const;
     void StartLooking(int error);
     void SettleOne(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
-    bool IsBack(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
+    bool EndStands(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     void LookAgain(Watch* watch) ORVI_BUS_REQUIRES(kLoop);
     bool Carry(Watch* watch, const Presence& presence) ORVI_BUS_REQUIRES(kLoop);
     bool FinishEnd(Watch* watch) ORVI_BUS_REQUIRES(kLoop);

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
+#include <utility>
 
 #include "orvi_host_bus.h"
 #include "send/reply_block.h"
@@ -12,7 +13,7 @@
 
 namespace orvi_bus {
 
-Outgoing::Outgoing(const TagMsgBlock& to) {
+Outgoing::Outgoing(const TagMsgBlock& to) : replies_(FrameReader::Direction::kToCaller, FreeBeforeReply()) {
     SetName(procName_, to.recvProcName);
     SetName(taskName_, to.recvTaskName);
 }
@@ -33,9 +34,8 @@ int Outgoing::Transmit(Parcel* parcel, const Deadline* deadline) const {
     return deadline != nullptr ? socket_.Send(parcel, *deadline) : socket_.SendNow(parcel);
 }
 
-int Outgoing::Send(const FrameHeader& header, const void* data, const Hello& hello, const Deadline* deadline,
-                   bool* begun) {
-    *begun = false;
+int Outgoing::Send(const Frame* frames, size_t count, const Hello& hello, const Deadline* deadline, size_t* begun) {
+    *begun = 0;
     refused = false;
     if (HasRest()) {
         const int result = SendRest(deadline);
@@ -44,46 +44,57 @@ int Outgoing::Send(const FrameHeader& header, const void* data, const Hello& hel
             return result;
         }
     }
-    uint8_t head[kHeaderSize + kHelloSize + kHeaderSize];
-    size_t headSize = 0;
+    uint8_t heads[kMostFrames][kHeaderSize];
+    uint8_t greeting[kHeaderSize + kHelloSize];
+    iovec parts[1 + 2 * kMostFrames];
+    size_t partCount = 0;
     if (!greeted_) {
-        FrameHeader greeting;
-        greeting.kind = FrameKind::kHello;
-        greeting.dataLen = kHelloSize;
-        EncodeHeader(greeting, head);
-        EncodeHello(hello, head + kHeaderSize);
-        headSize = kHeaderSize + kHelloSize;
+        FrameHeader header;
+        header.kind = FrameKind::kHello;
+        header.dataLen = kHelloSize;
+        EncodeHeader(header, greeting);
+        EncodeHello(hello, greeting + kHeaderSize);
+        parts[partCount++] = Part(greeting, sizeof(greeting));
     }
-    EncodeHeader(header, head + headSize);
-    headSize += kHeaderSize;
-    Parcel parcel{head, headSize, data, header.dataLen};
+    for (size_t i = 0; i < count; ++i) {
+        EncodeHeader(frames[i].header, heads[i]);
+        parts[partCount++] = Part(heads[i], kHeaderSize);
+        if (frames[i].header.dataLen != 0) {
+            parts[partCount++] = Part(frames[i].data, frames[i].header.dataLen);
+        }
+    }
+    Parcel parcel{parts, partCount};
     const int result = Transmit(&parcel, deadline);
-    *begun = parcel.taken != 0;
-    greeted_ = greeted_ || *begun;
-    if (result == ORVI_BUS_E_WOULD_BLOCK && *begun) {
-        return KeepRest(parcel) ? 0 : ORVI_BUS_E_SYSTEM;
+    size_t end = 0;  // of those of which the kernel took something
+    for (; *begun < count && parcel.taken > end; ++*begun) {
+        end += (*begun == 0 && !greeted_ ? sizeof(greeting) : 0) + kHeaderSize + frames[*begun].header.dataLen;
     }
-    refused = result == ORVI_BUS_E_WOULD_BLOCK;
-    return result;
+    greeted_ = greeted_ || *begun != 0;
+    if (result == ORVI_BUS_E_WOULD_BLOCK && end > parcel.taken && !KeepRest(parcel, end - parcel.taken)) {
+        return ORVI_BUS_E_SYSTEM;
+    }
+    refused = result == ORVI_BUS_E_WOULD_BLOCK && *begun != count;
+    return result == ORVI_BUS_E_WOULD_BLOCK && !refused ? 0 : result;
 }
 
 // False when there is no memory.
-bool Outgoing::KeepRest(const Parcel& parcel) {
-    rest_.reset(static_cast<uint8_t*>(malloc(parcel.Left())));
+bool Outgoing::KeepRest(const Parcel& parcel, size_t size) {
+    rest_.reset(static_cast<uint8_t*>(malloc(size)));
     if (!rest_) {
         errno = ENOMEM;
         return false;
     }
-    parcel.CopyLeft(rest_.get());
-    restSize_ = parcel.Left();
+    parcel.Copy(rest_.get(), size);
+    restSize_ = size;
     restTaken_ = 0;
     return true;
 }
 
 int Outgoing::SendRest(const Deadline* deadline) {
-    Parcel parcel{rest_.get(), restSize_, nullptr, 0, restTaken_};
+    iovec part = Part(rest_.get() + restTaken_, restSize_ - restTaken_);
+    Parcel parcel{&part, 1};
     const int result = Transmit(&parcel, deadline);
-    restTaken_ = parcel.taken;
+    restTaken_ += parcel.taken;
     if (result == 0) {
         rest_.reset();
         restSize_ = 0;
@@ -111,19 +122,24 @@ int Outgoing::AwaitReply(const Deadline& deadline, TagMsgBlock** reply) {
                 Log(kLogError, "connection to %s/%s ended: it sent %s", procName_, taskName_, replies_.Complaint());
                 errno = EPROTO;
                 return ORVI_BUS_E_GONE;
-            case FrameReader::Result::kFrame:
-                replies_.Consume();
+            case FrameReader::Result::kFrame: {
+                std::unique_ptr<uint8_t[], FrameReader::Free> received = replies_.TakeLarge();
+                if (!received) {
+                    replies_.Consume();
+                }
                 if (header.sequence != sequence_) {
                     Log(kLogInfo, "dropped a reply of %s/%s that nobody waits for", procName_, taskName_);
                     break;
                 }
-                *reply = MakeReplyBlock(header, payload, receiverUid_);
+                *reply = received ? MakeReplyBlock(header, std::move(received), receiverUid_)
+                                  : MakeReplyBlock(header, payload, receiverUid_);
                 replies_.Trim();
                 if (*reply == nullptr) {
                     errno = ENOMEM;
                     return ORVI_BUS_E_SYSTEM;
                 }
                 return 0;
+            }
             case FrameReader::Result::kMore: {
                 uint8_t* at = nullptr;
                 size_t room = 0;

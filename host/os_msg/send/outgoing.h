@@ -25,11 +25,17 @@ class Outgoing {
     bool HasHungUp() const { return socket_.HasHungUp(); }
     int Get() const { return socket_.Get(); }
 
-    // Sends a frame, the connection's first with the hello before it. `deadline` null: never waits, and keeps what the
+    struct Frame {
+        FrameHeader header;
+        const void* data;
+    };
+    static constexpr size_t kMostFrames = 32;  // of one Send
+
+    // Sends frames, the connection's first with the hello before it. `deadline` null: never waits, and keeps what the
     // kernel does not take of a frame that it has begun to take. 0, TIMEOUT, WOULD_BLOCK, GONE or SYSTEM; `begun` tells
-    // whether a byte of it was taken. After a failure the connection is good for another frame if none was and the
-    // result is TIMEOUT or WOULD_BLOCK.
-    int Send(const FrameHeader& header, const void* data, const Hello& hello, const Deadline* deadline, bool* begun);
+    // of how many frames a byte was taken. The connection is good for further frames after 0 and WOULD_BLOCK, and after
+    // a TIMEOUT that took nothing.
+    int Send(const Frame* frames, size_t count, const Hello& hello, const Deadline* deadline, size_t* begun);
     uint32_t Sequence() const { return sequence_; }  // of the latest request
     uint32_t NextRequest() { return sequence_ = NextSequence(sequence_); }
 
@@ -48,7 +54,7 @@ class Outgoing {
     };
     Socket::Received Await(uint8_t* at, size_t room, const Deadline& deadline, size_t* count);
     int Transmit(Parcel* parcel, const Deadline* deadline) const;
-    bool KeepRest(const Parcel& parcel);
+    bool KeepRest(const Parcel& parcel, size_t size);
 
     char procName_[OS_MSG_NAME_SIZE] = {};
     char taskName_[OS_MSG_NAME_SIZE] = {};
@@ -56,7 +62,7 @@ class Outgoing {
     uint32_t receiverUid_ = 0;
     bool greeted_ = false;
     uint32_t sequence_ = 0;
-    FrameReader replies_{FrameReader::Direction::kToCaller};
+    FrameReader replies_;
     std::unique_ptr<uint8_t[], Free> rest_;
     size_t restSize_ = 0;
     size_t restTaken_ = 0;

@@ -13,7 +13,22 @@ namespace {
 constexpr size_t kPayloadOffset =
     (sizeof(TagMsgBlock) + alignof(std::max_align_t) - 1) / alignof(std::max_align_t) * alignof(std::max_align_t);
 
+static_assert(kPayloadOffset >= kHeaderSize, "a block has no room for the header that it replaces");
+
 std::atomic<uint32_t> g_outstanding{0};
+
+TagMsgBlock* PutBlock(uint8_t* bytes, const FrameHeader& header, uint32_t senderUid) {
+    memset(bytes, 0, kPayloadOffset);
+    auto* block = reinterpret_cast<TagMsgBlock*>(bytes);
+    block->senderUid = senderUid;
+    block->msgId = header.msgId;
+    if ((header.flags & kFlagNoData) == 0) {
+        block->data = bytes + kPayloadOffset;
+        block->dataLen = header.dataLen;
+    }
+    g_outstanding.fetch_add(1, std::memory_order_relaxed);
+    return block;
+}
 
 }  // namespace
 
@@ -22,19 +37,19 @@ TagMsgBlock* MakeReplyBlock(const FrameHeader& header, const uint8_t* payload, u
     if (bytes == nullptr) {
         return nullptr;
     }
-    memset(bytes, 0, kPayloadOffset);
-    auto* block = reinterpret_cast<TagMsgBlock*>(bytes);
-    block->senderUid = senderUid;
-    block->msgId = header.msgId;
-    if ((header.flags & kFlagNoData) == 0) {
-        block->data = bytes + kPayloadOffset;
-        block->dataLen = header.dataLen;
-        if (header.dataLen != 0) {
-            memcpy(block->data, payload, header.dataLen);
-        }
+    if (header.dataLen != 0) {
+        memcpy(bytes + kPayloadOffset, payload, header.dataLen);
     }
-    g_outstanding.fetch_add(1, std::memory_order_relaxed);
-    return block;
+    return PutBlock(bytes, header, senderUid);
+}
+
+size_t FreeBeforeReply() {
+    return kPayloadOffset - kHeaderSize;
+}
+
+TagMsgBlock* MakeReplyBlock(const FrameHeader& header, std::unique_ptr<uint8_t[], FrameReader::Free> received,
+                            uint32_t senderUid) {
+    return PutBlock(received.release(), header, senderUid);
 }
 
 void FreeReplyBlock(TagMsgBlock* block) {

@@ -157,64 +157,78 @@ int ThreadConnections::AwaitRoom(int wake, uint32_t waitMs) {
     }
 }
 
-// What is being sent: whose, to whom, how long it may take. `deadline` null: never waits.
+// What is being sent: whose, to whom, how long it may take. Several messages have one receiver. `deadline` null: never
+// waits.
 struct Delivery {
     const Identity& self;
-    const TagMsgBlock& block;
+    const TagMsgBlock* blocks;
+    size_t count;
     FrameKind kind;
     const Deadline* deadline;
 };
 
 // `sinceNs`: when the sending began; 0 when nobody watched then.
-void TellSent(const Delivery& delivery, uint64_t stream, int64_t sinceNs, uint32_t sequence, int result) {
-    if (sinceNs == 0) {
-        return;
+void TellSent(const Delivery& delivery, uint64_t stream, int64_t sinceNs, uint32_t sequence, size_t first, size_t end,
+              int result) {
+    for (size_t i = first; sinceNs != 0 && i < end; ++i) {
+        const TagMsgBlock& block = delivery.blocks[i];
+        TellWatchers({sinceNs, delivery.kind == FrameKind::kRequest ? TraceKind::kRequest : TraceKind::kOneWay,
+                      block.msgId, sequence, stream, result, 0, nullptr, block.recvProcName, block.recvTaskName,
+                      block.data, block.dataLen, false});
     }
-    const TagMsgBlock& block = delivery.block;
-    TellWatchers({sinceNs, delivery.kind == FrameKind::kRequest ? TraceKind::kRequest : TraceKind::kOneWay, block.msgId,
-                  sequence, stream, result, 0, nullptr, block.recvProcName, block.recvTaskName, block.data,
-                  block.dataLen, false});
 }
 
-// Sends one frame and leaves the connection that took it in `used`. What the kernel refuses before it took a byte,
-// since the receiver has restarted, goes over a fresh connection once; nothing is sent twice.
-int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used) {
-    const TagMsgBlock& block = delivery.block;
-    FrameHeader header;
-    header.kind = delivery.kind;
-    header.flags = delivery.self.Started() ? kFlagStarted : uint16_t{0};
-    header.msgId = block.msgId;
-    header.dataLen = block.dataLen;
+// Sends up to Outgoing::kMostFrames and leaves the connection that took them in `used`; `taken` tells how many it took
+// whole.
+// What the kernel refuses before it took a byte, since the receiver has restarted, goes over a fresh connection once;
+// nothing is sent twice.
+int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used, size_t* taken) {
+    const TagMsgBlock& block = *delivery.blocks;
+    Outgoing::Frame frames[Outgoing::kMostFrames];
+    for (size_t i = 0; i < delivery.count; ++i) {
+        FrameHeader& header = frames[i].header;
+        header.kind = delivery.kind;
+        header.flags = delivery.self.Started() ? kFlagStarted : uint16_t{0};
+        header.msgId = delivery.blocks[i].msgId;
+        header.dataLen = delivery.blocks[i].dataLen;
+        frames[i].data = delivery.blocks[i].data;
+    }
     Hello hello;
     SetName(hello.procName, delivery.self.Name());
     hello.incarnation = delivery.self.Number();
     hello.stream = mine->Stream();
     const int64_t sinceNs = IsWatched() ? MonotonicNs() : 0;
+    *taken = 0;
     for (bool again = true;; again = false) {
         Outgoing* connection = mine->Find(block);
         if (connection == nullptr) {
             const int result = mine->Open(delivery.self.Where(), block, delivery.deadline, &connection);
             if (result != 0) {
-                TellSent(delivery, mine->Stream(), sinceNs, 0, result);
+                TellSent(delivery, mine->Stream(), sinceNs, 0, 0, 1, result);
                 return result;
             }
         }
+        uint32_t& sequence = frames->header.sequence;
         if (delivery.kind == FrameKind::kRequest) {
-            header.sequence = connection->NextRequest();
+            sequence = connection->NextRequest();
         }
-        bool begun = false;
-        const int result = connection->Send(header, block.data, hello, delivery.deadline, &begun);
+        size_t begun = 0;
+        const int result = connection->Send(frames, delivery.count, hello, delivery.deadline, &begun);
         const int error = errno;
-        TellSent(delivery, mine->Stream(), sinceNs, header.sequence, result);
+        // Of a failure the last one is a part.
+        *taken = result == 0 || result == ORVI_BUS_E_WOULD_BLOCK || begun == 0 ? begun : begun - 1;
+        TellSent(delivery, mine->Stream(), sinceNs, sequence, 0, *taken, 0);
         if (result == 0) {
             *used = connection;
             return 0;
         }
-        if (begun || (result != ORVI_BUS_E_TIMEOUT && result != ORVI_BUS_E_WOULD_BLOCK)) {
+        TellSent(delivery, mine->Stream(), sinceNs, sequence, *taken, *taken + 1, result);
+        if ((begun != 0 && result != ORVI_BUS_E_WOULD_BLOCK) ||
+            (result != ORVI_BUS_E_TIMEOUT && result != ORVI_BUS_E_WOULD_BLOCK)) {
             mine->Close(connection);  // half a frame would spoil what follows it
         }
         errno = error;
-        if (result != ORVI_BUS_E_GONE || begun || !again) {
+        if (result != ORVI_BUS_E_GONE || begun != 0 || !again) {
             return result;
         }
     }
@@ -222,7 +236,7 @@ int Deliver(const Delivery& delivery, ThreadConnections* mine, Outgoing** used) 
 
 // One line for what was not delivered or not answered; errno belongs to the result.
 int Tell(const Delivery& delivery, int result) {
-    const TagMsgBlock& block = delivery.block;
+    const TagMsgBlock& block = *delivery.blocks;
     const int error = errno;
     const auto tell = [&block](uint32_t level, const char* why) {
         Log(level, "message %#x to %s/%s failed: %s", block.msgId, block.recvProcName, block.recvTaskName, why);
@@ -255,16 +269,26 @@ int Tell(const Delivery& delivery, int result) {
 int SendOneWay(const Identity& self, const TagMsgBlock& block, uint32_t waitMs) {
     ThreadConnections* mine = ThreadConnections::Mine();
     const Deadline deadline(waitMs);
-    const Delivery delivery{self, block, FrameKind::kOneWay, &deadline};
+    const Delivery delivery{self, &block, 1, FrameKind::kOneWay, &deadline};
     Outgoing* connection = nullptr;
-    return Tell(delivery, Deliver(delivery, mine, &connection));
+    size_t taken = 0;
+    return Tell(delivery, Deliver(delivery, mine, &connection, &taken));
 }
 
-int TrySend(const Identity& self, const TagMsgBlock& block) {
+int TrySend(const Identity& self, const TagMsgBlock* blocks, size_t count, size_t* taken) {
     ThreadConnections* mine = ThreadConnections::Mine();
-    const Delivery delivery{self, block, FrameKind::kOneWay, nullptr};
-    Outgoing* connection = nullptr;
-    return Tell(delivery, Deliver(delivery, mine, &connection));
+    *taken = 0;
+    for (;;) {
+        const Delivery delivery{self, blocks + *taken, std::min(count - *taken, Outgoing::kMostFrames),
+                                FrameKind::kOneWay, nullptr};
+        Outgoing* connection = nullptr;
+        size_t now = 0;
+        const int result = Tell(delivery, Deliver(delivery, mine, &connection, &now));
+        *taken += now;
+        if (result != 0 || *taken == count) {
+            return result;
+        }
+    }
 }
 
 int AwaitRoom(int wake, uint32_t waitMs) {
@@ -274,10 +298,11 @@ int AwaitRoom(int wake, uint32_t waitMs) {
 int SendRequest(const Identity& self, const TagMsgBlock& block, uint32_t waitMs, TagMsgBlock** reply) {
     ThreadConnections* mine = ThreadConnections::Mine();
     const Deadline deadline(waitMs);
-    const Delivery delivery{self, block, FrameKind::kRequest, &deadline};
+    const Delivery delivery{self, &block, 1, FrameKind::kRequest, &deadline};
     Outgoing* connection = nullptr;
     const int64_t began = IsWatched() ? MonotonicNs() : 0;
-    int result = Deliver(delivery, mine, &connection);
+    size_t taken = 0;
+    int result = Deliver(delivery, mine, &connection, &taken);
     if (result == 0) {
         result = connection->AwaitReply(deadline, reply);
         if (began != 0) {

@@ -6,6 +6,7 @@
 #ifndef ORVI_HOST_OS_MSG_SENDER_H
 #define ORVI_HOST_OS_MSG_SENDER_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include "membership/identity.h"
@@ -18,8 +19,8 @@ namespace orvi_bus {
 int SendOneWay(const Identity& self, const TagMsgBlock& block, uint32_t waitMs);
 int SendRequest(const Identity& self, const TagMsgBlock& block, uint32_t waitMs, TagMsgBlock** reply);
 
-// See OrviHostMsgTrySend and OrviHostMsgAwaitRoom.
-int TrySend(const Identity& self, const TagMsgBlock& block);
+// See OrviHostMsgTrySend, OrviHostMsgTrySendSeveral and OrviHostMsgAwaitRoom. All go to one receiver, and there is one.
+int TrySend(const Identity& self, const TagMsgBlock* blocks, size_t count, size_t* taken);
 int AwaitRoom(int wake, uint32_t waitMs);
 
 }  // namespace orvi_bus

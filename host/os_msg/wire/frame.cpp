@@ -124,7 +124,7 @@ FrameReader::Result FrameReader::Next(FrameHeader* header, const uint8_t** paylo
     if (held < kHeaderSize) {
         return Result::kMore;
     }
-    complaint_ = Judge(buffer_.get() + begin_, header);
+    complaint_ = Judge(At(begin_), header);
     if (complaint_ != nullptr) {
         return Result::kBad;
     }
@@ -132,7 +132,7 @@ FrameReader::Result FrameReader::Next(FrameHeader* header, const uint8_t** paylo
     if (held < frameSize_) {
         return Result::kMore;
     }
-    *payload = buffer_.get() + begin_ + kHeaderSize;
+    *payload = At(begin_ + kHeaderSize);
     return Result::kFrame;
 }
 
@@ -149,10 +149,20 @@ void FrameReader::Consume() {
 }
 
 std::unique_ptr<uint8_t[], FrameReader::Free> FrameReader::TakeLarge() {
-    if (frameSize_ <= kKeptCapacity || begin_ != 0 || end_ != frameSize_) {
+    if (frameSize_ < kLarge || begin_ != 0 || end_ != frameSize_) {
         return nullptr;
     }
+    if (capacity_ != frameSize_) {
+        // Of exactly its size, so that a tool for memory faults sees who reads too far.
+        auto* exact = static_cast<uint8_t*>(realloc(buffer_.get(), front_ + frameSize_));
+        if (exact == nullptr) {
+            return nullptr;
+        }
+        (void)buffer_.release();
+        buffer_.reset(exact);
+    }
     greeted_ = true;
+    expected_ = frameSize_ <= kKeptCapacity ? frameSize_ : 0;
     capacity_ = end_ = frameSize_ = 0;
     return std::move(buffer_);
 }
@@ -161,20 +171,23 @@ size_t FrameReader::CapacityAfterRoom() const {
     if (end_ - begin_ < capacity_) {
         return capacity_;  // moving the held bytes to the front makes room enough
     }
-    const size_t doubled = std::max(kFirstCapacity, 2 * capacity_);
-    return frameSize_ > capacity_ ? std::min(doubled, std::max(frameSize_, kFirstCapacity)) : doubled;
+    if (capacity_ == 0) {
+        return std::max(kFirstCapacity, expected_);
+    }
+    const size_t doubled = 2 * capacity_;
+    return frameSize_ > capacity_ ? std::min(doubled, frameSize_) : doubled;
 }
 
 bool FrameReader::Room(uint8_t** at, size_t* size) {
     const size_t held = end_ - begin_;
     const size_t capacity = CapacityAfterRoom();
-    if (begin_ != 0 && (held == 0 || end_ == capacity_)) {
-        memmove(buffer_.get(), buffer_.get() + begin_, held);
+    if (begin_ != 0 && (held == 0 || end_ == capacity_ || frameSize_ >= kLarge)) {
+        memmove(At(0), At(begin_), held);
         begin_ = 0;
         end_ = held;
     }
     if (capacity != capacity_) {
-        auto* grown = static_cast<uint8_t*>(realloc(buffer_.get(), capacity));
+        auto* grown = static_cast<uint8_t*>(realloc(buffer_.get(), front_ + capacity));
         if (grown == nullptr) {
             return false;
         }
@@ -182,8 +195,11 @@ bool FrameReader::Room(uint8_t** at, size_t* size) {
         buffer_.reset(grown);
         capacity_ = capacity;
     }
-    *at = buffer_.get() + end_;
+    *at = At(end_);
     *size = capacity_ - end_;
+    if (frameSize_ >= kLarge) {
+        *size = std::min(*size, frameSize_ - held);
+    }
     return true;
 }
 

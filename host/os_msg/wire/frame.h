@@ -62,8 +62,8 @@ void EncodeHello(const Hello& hello, uint8_t* out);
 bool DecodeHello(const uint8_t* in, Hello* hello);
 
 // Cuts a stream of received bytes into frames. The buffer grows with the bytes that were received, at most to twice
-// their number; a header is judged, also for its place in the stream, before anything is allocated for its payload. One
-// thread at a time.
+// their number in all; a header is judged, also for its place in the stream, before anything is allocated for its
+// payload. One thread at a time.
 class FrameReader {
  public:
     enum class Direction { kToTask, kToCaller };
@@ -71,14 +71,15 @@ class FrameReader {
 
     static constexpr size_t kFirstCapacity = 4096;  // of the buffer, which grows when a frame is larger
 
-    explicit FrameReader(Direction direction) : direction_(direction) {}
+    // `front`: bytes that are free before each frame in a buffer that TakeLarge hands over.
+    explicit FrameReader(Direction direction, size_t front = 0) : direction_(direction), front_(front) {}
 
     // The next frame, if it is complete; it stays the next one until Consume. `payload` is valid until the next call of
     // Room, Trim or TakeLarge. After kBad the stream is lost: Complaint tells why.
     Result Next(FrameHeader* header, const uint8_t** payload);
     void Consume();
-    // Instead of Consume, for a frame that is large and all that is held: hands the buffer over, in which the payload
-    // lies, aligned for 8 bytes. Else null, and the frame stays the next one.
+    // Instead of Consume, for a frame that is large and all that is held: hands the buffer over, which begins with the
+    // free bytes and the header, and may move. Else null, and the frame stays the next one.
     struct Free {
         void operator()(uint8_t* bytes) const;
     };
@@ -87,7 +88,8 @@ class FrameReader {
     bool HasFrame();
     const char* Complaint() const { return complaint_; }
 
-    // After kMore: room for received bytes, at least one. False when there is no memory.
+    // After kMore: room for received bytes, at least one; of a large frame for no more than what it lacks, so that it
+    // can be handed over. False when there is no memory.
     bool Room(uint8_t** at, size_t* size);
     void Received(size_t count) { end_ += count; }
     size_t Capacity() const { return capacity_; }
@@ -102,16 +104,22 @@ class FrameReader {
 
  private:
     static constexpr size_t kKeptCapacity = size_t{64} * 1024;  // Trim gives back a larger one
+    static constexpr size_t kLarge = size_t{16} * 1024;         // of a frame: a new buffer costs less than a copy
 
     const char* Judge(const uint8_t* at, FrameHeader* header) const;
 
+    uint8_t* At(size_t place) const { return buffer_.get() + front_ + place; }
+
     const Direction direction_;
+    const size_t front_;
     bool greeted_ = false;  // the hello has been consumed
     std::unique_ptr<uint8_t[], Free> buffer_;
     size_t capacity_ = 0;
     size_t begin_ = 0;  // first byte of the next frame
     size_t end_ = 0;
     size_t frameSize_ = 0;  // size of the frame at begin_; 0 while its header is not complete
+    size_t expected_ =
+        0;  // size of the last frame that was handed over, unless it was very large: the next may be alike
     const char* complaint_ = nullptr;
 };
 

@@ -26,12 +26,34 @@ bool MakeAddress(const std::string& path, sockaddr_un* address, socklen_t* lengt
     return true;
 }
 
-void Parcel::CopyLeft(uint8_t* out) const {
-    const size_t ofHead = headSize - std::min(headSize, taken);
-    memcpy(out, static_cast<const uint8_t*>(head) + headSize - ofHead, ofHead);
-    const size_t ofData = Left() - ofHead;
-    if (ofData != 0) {
-        memcpy(out + ofHead, static_cast<const uint8_t*>(data) + dataSize - ofData, ofData);
+size_t Parcel::Left() const {
+    size_t left = 0;
+    for (size_t i = 0; i < count; ++i) {
+        left += parts[i].iov_len;
+    }
+    return left;
+}
+
+void Parcel::Take(size_t bytes) {
+    taken += bytes;
+    while (count != 0 && bytes >= parts->iov_len) {
+        bytes -= parts->iov_len;
+        ++parts;
+        --count;
+    }
+    if (bytes != 0) {
+        *parts = {static_cast<uint8_t*>(parts->iov_base) + bytes, parts->iov_len - bytes};
+    }
+}
+
+void Parcel::Copy(uint8_t* out, size_t bytes) const {
+    for (const iovec* part = parts; bytes != 0; ++part) {
+        const size_t size = std::min(bytes, part->iov_len);
+        if (size != 0) {
+            memcpy(out, part->iov_base, size);
+        }
+        out += size;
+        bytes -= size;
     }
 }
 
@@ -139,27 +161,16 @@ Socket::Received Socket::Await(uint8_t* at, size_t room, const Deadline& deadlin
 }
 
 int Socket::SendNow(Parcel* parcel) const {
-    while (parcel->Left() != 0) {
-        iovec parts[2];
-        size_t count = 0;
-        const auto* head = static_cast<const uint8_t*>(parcel->head);
-        const auto* data = static_cast<const uint8_t*>(parcel->data);
-        if (parcel->taken < parcel->headSize) {
-            parts[count++] = {const_cast<uint8_t*>(head + parcel->taken), parcel->headSize - parcel->taken};
-        }
-        const size_t dataTaken = parcel->taken > parcel->headSize ? parcel->taken - parcel->headSize : 0;
-        if (dataTaken < parcel->dataSize) {
-            parts[count++] = {const_cast<uint8_t*>(data + dataTaken), parcel->dataSize - dataTaken};
-        }
+    while (parcel->count != 0) {
         msghdr message{};
-        message.msg_iov = parts;
-        message.msg_iovlen = count;
+        message.msg_iov = parcel->parts;
+        message.msg_iovlen = parcel->count;
         const ssize_t sent = sendmsg(Get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent > 0) {
-            parcel->taken += static_cast<size_t>(sent);
-        } else if (sent < 0 && errno == EAGAIN) {
+        if (sent >= 0) {
+            parcel->Take(static_cast<size_t>(sent));
+        } else if (errno == EAGAIN) {
             return ORVI_BUS_E_WOULD_BLOCK;
-        } else if (sent < 0 && errno != EINTR) {
+        } else if (errno != EINTR) {
             return errno == EPIPE || errno == ECONNRESET ? ORVI_BUS_E_GONE : ORVI_BUS_E_SYSTEM;
         }
     }

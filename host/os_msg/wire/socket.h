@@ -9,6 +9,7 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 #include <sys/un.h>
 #include <utility>
 
@@ -27,16 +28,20 @@ struct PeerIdentity {
     pid_t pid = 0;
 };
 
-// What is to be sent, in one piece: a head and a payload, of which `taken` bytes are with the kernel already.
+// What is to be sent in one piece: parts that lie in several places. They belong to who made them; what the kernel has
+// taken is taken off them.
 struct Parcel {
-    const void* head;
-    size_t headSize;
-    const void* data;
-    size_t dataSize;
+    iovec* parts;
+    size_t count;
     size_t taken = 0;
-    size_t Left() const { return headSize + dataSize - taken; }
-    void CopyLeft(uint8_t* out) const;
+    size_t Left() const;
+    void Take(size_t bytes);
+    // Copies the first `bytes` of what is left.
+    void Copy(uint8_t* out, size_t bytes) const;
 };
+inline iovec Part(const void* at, size_t size) {
+    return {const_cast<void*>(at), size};  // it is only read
+}
 
 class Socket {
  public:

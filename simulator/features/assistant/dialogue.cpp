@@ -163,7 +163,8 @@ void Dialogue::OutOfTime() {
 }
 
 void Dialogue::OpenTurn(uint32_t seq) {
-    turn_ = Turn{seq, {}, "", "", {}, false, false};
+    turn_.emplace();
+    turn_->seq = seq;
 }
 
 void Dialogue::DropTurn(uint32_t cause) {

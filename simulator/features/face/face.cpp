@@ -213,28 +213,25 @@ void Face::Photos(const Request& request, Answer& answer) {
 
 std::vector<Direction> Face::Directions() {
     return {
-        {"faces", [this](const Arguments& a) { return SetFaces(a[0].text); }},
+        {"faces", [this](const Arguments& a) { return SetFaces(a[0]); }},
         {"face", [this](const Arguments& a) { return MoveFace(a[0].number, a[1].number, a[2].number); }},
     };
 }
 
 // They have the ids of the first people of the scene, and look straight ahead.
-Outcome Face::SetFaces(const std::string& word) {
-    if (word == "usual") {
+Outcome Face::SetFaces(const Argument& word) {
+    if (word.text == "usual") {
         posed_.reset();
         return Done();
     }
-    const std::optional<uint32_t> count = ParseNumber(word);
-    if (!count || *count > ORVI_SIM_MAX_FACES) {
-        return Refused("'" + word + "' is neither usual nor a number up to " + std::to_string(ORVI_SIM_MAX_FACES));
-    }
+    const uint32_t count = word.number;
     constexpr int32_t HEIGHT = 200;
-    std::vector<OrviSimFace> faces(*count);
-    for (uint32_t i = 0; i < *count; ++i) {
+    std::vector<OrviSimFace> faces(count);
+    for (uint32_t i = 0; i < count; ++i) {
         faces[i].faceId = FaceIdOf(i);
         faces[i].height = HEIGHT;
         faces[i].width = HEIGHT * 3 / 4;
-        faces[i].left = static_cast<int32_t>(ORVI_SIM_PICTURE_WIDTH * (2 * i + 1) / (2 * *count)) - faces[i].width / 2;
+        faces[i].left = static_cast<int32_t>(ORVI_SIM_PICTURE_WIDTH * (2 * i + 1) / (2 * count)) - faces[i].width / 2;
         faces[i].top = ORVI_SIM_PICTURE_HEIGHT / 2 - HEIGHT / 2;
         faces[i].score = 95;
     }

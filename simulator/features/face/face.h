@@ -45,7 +45,7 @@ class Face : public Feature {
     void Photos(const Request& request, Answer& answer);
 
     Detectors::iterator Find(const Request& request);
-    Outcome SetFaces(const std::string& word);
+    Outcome SetFaces(const Argument& word);
     Outcome MoveFace(uint32_t number, uint32_t x, uint32_t y);
     Payload Picture(const Detector& detector) const;
     void PlanPicture(uint32_t number, const Detector& detector, uint64_t picture);

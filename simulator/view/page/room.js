@@ -74,7 +74,7 @@ function laneOf(happening) {
   return lane;
 }
 
-const isFault = (h) => Boolean(h.fault) || h.ending.startsWith('refused') || h.ending === 'lost';
+const isFault = (h) => Boolean(h.fault) || /^(refused|lost|timeout|gone|absent|error)/.test(h.ending);
 
 const shownPieces = new Set(); // an event for many applications is one in the picture
 function take(happening) {
@@ -133,9 +133,10 @@ function setText(id, text) { if ($(id).textContent !== text) $(id).textContent =
 function drawHeader(w) {
   setText('clock', timeText(room.state.timeOfDay));
   const pace = room.state.pace;
-  setText('pace', pace === '1' ? '' : pace === 'stands' ? 'stands still' : pace === 'max' ? 'as fast as it goes' : `× ${pace}`);
+  setText('pace', !pace || pace === '1' ? '' : pace === 'stands' ? 'stands still' : pace === 'max' ? 'as fast as it goes' : `× ${pace}`);
   const chips = [['captions', w.captions], ['name plates', w.nameplate], ['face detection', Number(w.detectors) > 0 ? 'on' : 'off'],
-    ['director', w.director], [w.lock && w.lock !== '0' ? 'locked' : 'unlocked', w.lock && w.lock !== '0' ? 'on' : ''], ['microphone', w.microphone]];
+    ['director', w.director], [w.lock && w.lock !== '0' ? 'locked' : 'unlocked', w.lock && w.lock !== '0' ? 'on' : ''],
+    ...(w.microphone ? [['microphone', w.microphone]] : [])];
   $('chips').replaceChildren(...chips.map(([name, state]) => {
     const isOn = state === 'on';
     return make('li', isOn || !state ? name : `${name} ${state}`, isOn ? 'on' : '');
@@ -178,7 +179,7 @@ function drawCaptions(w) {
   setText('captions-state', w.captions || '');
   $('captions').replaceChildren(...[...room.captions.values()].map((line) => {
     const item = make('li', undefined, line.final ? '' : 'partial');
-    item.append(make('span', line.speaker || 'somebody', 'speaker'), document.createTextNode(line.text));
+    item.append(make('span', line.speaker || 'somebody', 'speaker'), make('span', line.text));
     return item;
   }));
 }
@@ -233,6 +234,7 @@ function showDetail(happening) {
   detail.replaceChildren(make('strong', `${happening.name} `),
     make('span', `${happening.kind} ${happening.app} at ${atText(happening.at)}, ${happening.bytes} bytes${happening.ending ? `, ${happening.ending}` : ''}${happening.fault ? ', by a fault that was directed' : ''}`),
     make('pre', happening.fields ? JSON.stringify(happening.fields, null, 1) : 'no fields'));
+  if (happening.reply) detail.append(make('pre', `reply ${JSON.stringify(happening.reply, null, 1)}`));
   detail.focus({ preventScroll: false });
 }
 
@@ -322,7 +324,7 @@ function drawTimes() {
 function drawDirected() {
   $('directed').replaceChildren(...[...room.directed].reverse().map((one) => {
     const item = make('li');
-    item.append(make('time', atText(one.at)), document.createTextNode(one.line));
+    item.append(make('time', atText(one.at)), make('span', one.line));
     return item;
   }));
 }
@@ -351,42 +353,52 @@ setInterval(() => { if (room.state && !document.hidden) drawTimes(); }, 100);
 
 // --- What comes ---
 
-let isFresh = true;
-const source = new EventSource('events');
-source.onopen = () => {
-  // A service that starts anew begins anew; one that was lost for a moment tells everything again.
-  Object.assign(room, { faces: [], captions: new Map(), directed: [], merged: 0 });
+function forget() {
+  Object.assign(room, { faces: [], names: new Map(), captions: new Map(), directed: [], merged: 0,
+    assistant: { heard: '', spoken: '', card: '', choices: [], error: '' }, model: { question: '', answer: '', result: '' } });
   for (const lane of room.lanes.values()) if (lane.element) lane.element.remove();
   room.lanes.clear();
   shownPieces.clear();
-  isFresh = true;
-  $('link').className = 'link';
-  setText('link', 'live');
-};
-source.onerror = () => {
-  $('link').className = 'link lost';
-  setText('link', 'the service is not there');
-};
-source.onmessage = (event) => {
-  const news = JSON.parse(event.data);
-  if (news.state) {
-    room.state = news.state;
-    room.stateAt = performance.now();
-  }
-  for (const happening of news.happenings) take(happening);
-  if (!isFresh) room.merged += news.merged;
-  isFresh = false;
-  drawSoon();
-};
+}
+
+function listen() {
+  let isFresh = true;
+  const source = new EventSource('events');
+  source.onopen = () => {
+    forget(); // a service that starts anew begins anew; one that was lost for a moment tells everything again
+    isFresh = true;
+    $('link').className = 'link';
+    setText('link', 'live');
+  };
+  source.onerror = () => {
+    $('link').className = 'link lost';
+    // One that is turned away is not tried again: too many pages look on, or another service has the port.
+    setText('link', source.readyState === EventSource.CLOSED ? 'this page is told nothing more; load it again' : 'the service is not there');
+  };
+  source.onmessage = (event) => {
+    const news = JSON.parse(event.data);
+    if (news.state) {
+      room.state = news.state;
+      room.stateAt = performance.now();
+    }
+    for (const happening of news.happenings) take(happening);
+    if (!isFresh) room.merged += news.merged;
+    isFresh = false;
+    drawSoon();
+  };
+}
 
 // --- Directions ---
 
-const quoted = (word) => (/^[\w.,:;/@%+=-]+$/.test(word) ? word : `"${word.replace(/[\\"]/g, '\\$&')}"`);
+// A word that begins with text: goes on to the end of its line unless it is quoted.
+const quoted = (word) => (/^(?!text:)[\w.,:;/@%+=-]+$/.test(word) ? word : `"${word.replace(/[\\"]/g, '\\$&')}"`);
 const shellQuoted = (word) => (/^[\w.,:/@%+=-]+$/.test(word) ? word : `'${word.replace(/'/g, `'\\''`)}'`);
 let rows = [];
 
 function field(parameter, isOption) {
-  const label = make('label', isOption ? parameter.name.split(' ')[0] : parameter.name.toLowerCase());
+  const isLeft = isOption ? !parameter.needed : parameter.optional;
+  const label = make('label', (isOption ? parameter.name.split(' ')[0].slice(2) : parameter.name.toLowerCase()) +
+    (isLeft && parameter.type !== 'flag' ? ' (optional)' : ''));
   const choices = parameter.type === 'choice' ? parameter.name.split(' ').pop().split('|') : null;
   const input = make(choices ? 'select' : 'input');
   if (choices) {
@@ -400,6 +412,8 @@ function field(parameter, isOption) {
   input.required = isOption ? Boolean(parameter.needed) : !parameter.optional;
   if (parameter.type === 'flag') input.required = false;
   if (parameter.type === 'number' && parameter.most < 4294967295) input.placeholder = `${parameter.least} to ${parameter.most}`;
+  if (parameter.type === 'number-or') input.placeholder = `${parameter.least} to ${parameter.most}, or ${parameter.name.split('|')[1]}`;
+  if (parameter.type === 'clock') input.placeholder = '09:30';
   if (parameter.type === 'time') input.placeholder = '500ms, 2s, 1m30s';
   input.dataset.name = parameter.name;
   input.dataset.type = parameter.type;
@@ -410,7 +424,7 @@ function field(parameter, isOption) {
 let fields = [];
 const currentRow = () => rows[$('direction').selectedIndex];
 
-// The words of the direction as they stand in the form: [name, options, parameters].
+// The words of the direction as they stand in the form: its name, options, and parameters, whose text takes all that is left.
 function chosenWords() {
   const row = currentRow(), options = [], list = [];
   for (const { parameter, isOption, input } of fields) {
@@ -420,12 +434,17 @@ function chosenWords() {
       options.push(parameter.name.split(' ')[0]);
       if (value !== true) options.push(String(value));
     } else if (parameter.type === 'words') {
-      list.push(...value.split(/\s+/).filter(Boolean));
+      // "text=Good morning" between quotes is one word.
+      for (const [word] of value.matchAll(/(?:"(?:\\.|[^"\\])*"|[^\s"])+/g)) {
+        list.push(word.replace(/"((?:\\.|[^"\\])*)"/g, (all, inner) => inner.replace(/\\(.)/g, '$1')));
+      }
     } else {
       list.push(String(value));
     }
   }
-  return [...row.name.split(' '), ...list, ...options];
+  // Behind "--" a word that begins like an option is none.
+  const isGuarded = list.some((word) => word.startsWith('--'));
+  return [...row.name.split(' '), ...options, ...(isGuarded ? ['--'] : []), ...list];
 }
 
 function drawCommand() { setText('command', ['orvi-room', ...chosenWords().map(shellQuoted)].join(' ')); }
@@ -438,19 +457,7 @@ function chooseRow() {
   drawCommand();
 }
 
-// A text stands at the end and takes all that is left: options come before it there.
-function lineOf() {
-  const row = currentRow(), all = chosenWords(), name = row.name.split(' ').length;
-  const parameters = [], options = [];
-  let i = name;
-  const count = fields.filter(({ parameter, isOption, input }) => !isOption && input.value !== '' && parameter.type !== 'words').length;
-  const isText = row.parameters.some((one) => one.type === 'text');
-  if (!isText) return all.map(quoted).join(' ');
-  for (; i < name + count; ++i) parameters.push(all[i]);
-  for (; i < all.length; ++i) options.push(all[i]);
-  const text = parameters.pop();
-  return [...all.slice(0, name), ...options, ...parameters].map(quoted).concat(text === undefined ? [] : [quoted(text)]).join(' ');
-}
+const lineOf = () => chosenWords().map(quoted).join(' ');
 
 async function perform(event) {
   event.preventDefault();
@@ -487,4 +494,8 @@ async function start() {
   });
   chooseRow();
 }
-start();
+
+if (!$('recorded')) { // else recorded.js follows
+  listen();
+  start();
+}
