@@ -52,6 +52,30 @@ check_format() {
     list_files "${product_dirs[@]}" tests bench -- '*.cpp' '*.h' '*.hpp' '*.c' | for_each clang-format --dry-run -Werror
 }
 
+# What SECURITY.md promises of the files that are installed.
+check_hardening() {
+    local file bad=0 headers
+    for file in "$root"/build/native/bin/orvi-{ai,bus,room,test-run,vision-sim} "$root"/build/native/lib/*.so; do
+        headers=$(readelf --wide --file-header --program-headers --dynamic "$file") || return
+        while read -r what pattern; do
+            if ! grep -qE -- "$pattern" <<<"$headers"; then
+                echo "$file: $what is not as it should be"
+                bad=1
+            fi
+        done <<'PATTERNS'
+Type Type:[[:blank:]]+DYN
+RELRO GNU_RELRO
+NOW FLAGS.*NOW
+STACK GNU_STACK.*RW[[:blank:]]
+PATTERNS
+        if ! readelf --wide --symbols "$file" | grep -q __stack_chk_fail; then
+            echo "$file: nothing looks at the stack"
+            bad=1
+        fi
+    done
+    return $bad
+}
+
 check_scripts() {
     {
         list_files . -- '*.sh' | grep -vE '^\./(build|out)/'
@@ -149,7 +173,7 @@ check_abi() {
 # All checks, also when one fails.
 check_all() {
     local failed=() name
-    for name in text format scripts headers locks abi reference tidy; do
+    for name in text format scripts headers locks hardening abi reference tidy; do
         step "check $name" "check-$name" "check_$name" || failed+=("$name")
     done
     if ((${#failed[@]} != 0)); then

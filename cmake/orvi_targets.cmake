@@ -6,6 +6,9 @@ function(orvi_compile_options target)
                                              $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>)
     # No size that another process chose becomes a size on the stack.
     target_compile_options(${target} PRIVATE -Wvla -Walloca)
+    # What SECURITY.md says of the built files, see check_hardening in .ci/check.sh.
+    target_compile_options(${target} PRIVATE -fstack-protector-strong)
+    target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now,-z,noexecstack)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
         target_compile_options(${target} PRIVATE -Wthread-safety)
     endif()

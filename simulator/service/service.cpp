@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "log.h"
+#include "service/fault_point.h"
 #include "service/process_end.h"
 
 namespace orvi_sim {
@@ -127,6 +128,7 @@ bool Service::Start(std::string& error) {
         error = "the receive loops do not run: " + BusReason(0);
         return false;
     }
+    (void)AtFaultPoint(FaultPoint::Announced);
     return true;
 }
 
@@ -208,6 +210,10 @@ void Service::Take(const TagMsgBlock& message) {
     if (message.msgId == SELF_CHECK) {
         const uint8_t running = ORVI_SIM_DONE;
         (void)OrviHostMsgReply(&message, &running, sizeof(running));
+        return;
+    }
+    const bool wantsReply = OrviHostMsgWantsReply(&message) != 0;
+    if (wantsReply && AtFaultPoint(FaultPoint::BeforeRequest) == orvi_bus::Fault::kDrop) {
         return;
     }
     Incoming incoming{message, {}, {}, {}, 0};
@@ -376,7 +382,8 @@ void Service::Serve(Incoming incoming) {
     LogVerbose("%s %#x \"%s\" on %s from %s, %u bytes", request.wantsReply ? "request" : "message", request.id,
                entry != nullptr ? entry->row->name : "unknown", task.c_str(), request.sender.process.c_str(),
                request.length);
-    if (incoming.fault.isLost || incoming.fault.crash == Fault::Crash::Before) {
+    const bool isDropped = request.wantsReply && AtFaultPoint(FaultPoint::AcceptedRequest) == orvi_bus::Fault::kDrop;
+    if (incoming.fault.isLost || isDropped || incoming.fault.crash == Fault::Crash::Before) {
         Note(incoming, UNANSWERED);
         if (incoming.fault.crash == Fault::Crash::Before) {
             Log("crash, as told");
@@ -457,6 +464,15 @@ void Service::Reply(const Incoming& incoming, const Entry* entry, const Answer& 
                                  : Payload{answer.Verdict()};
     }
     incoming.fault.Resize(reply);
+    const orvi_bus::Fault fault = AtFaultPoint(FaultPoint::BeforeReply);
+    if (fault == orvi_bus::Fault::kDrop) {
+        return;
+    }
+    if (fault == orvi_bus::Fault::kTruncate) {
+        reply.resize(reply.size() / 2);
+    } else if (fault == orvi_bus::Fault::kCorrupt && !reply.empty()) {
+        reply.front() = static_cast<uint8_t>(~reply.front());
+    }
     const int result = answer.HasNoData() ? OrviHostMsgReply(&block, nullptr, 0)
                                           : OrviHostMsgReply(&block, reply.empty() ? &nothing : reply.data(),
                                                              static_cast<uint32_t>(reply.size()));
@@ -467,6 +483,7 @@ void Service::Reply(const Incoming& incoming, const Entry* entry, const Answer& 
     } else {
         LogVerbose("reply to %#x, %zu bytes", block.msgId, reply.size());
     }
+    (void)AtFaultPoint(FaultPoint::AfterReply);
 }
 
 // What is told agrees with the reply.

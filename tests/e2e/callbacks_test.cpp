@@ -1,12 +1,22 @@
 // What the library bears at the same time: every request from every kind of callback, and 64 threads from the first
 // initialisation on, while events come.
 #include <atomic>
+#include <cstdlib>
+#include <dlfcn.h>
 #include <thread>
 #include <vector>
 
 #include "orvi_ai_srv.h"
+#include "orvi_os_msg.h"
 #include "requests.h"
 #include "vision_test.h"
+
+// In front of the bus's own: what 64 threads ask at once may take a loaded machine longer than the library's limits, so
+// that only what is never answered ends by one here.
+extern "C" __attribute__((visibility("default"))) int OsMsgSynSend(TagMsgBlock* block, TagMsgBlock** reply, uint32_t) {
+    static auto* const next = reinterpret_cast<decltype(&OsMsgSynSend)>(dlsym(RTLD_NEXT, "OsMsgSynSend"));
+    return next(block, reply, orvi_test::LONG_WAIT_MS);
+}
 
 namespace orvi_test {
 namespace {
@@ -36,6 +46,12 @@ void OnFaces(tagOrviAiSrvFaceDetEvent*) {
 
 class CallbacksTest : public VisionTest {
  protected:
+    CallbacksTest() {
+        for (const char* wait : {"ORVI_BUS_SEND_WAIT_MS", "ORVI_BUS_FRAME_WAIT_MS"}) {
+            (void)setenv(wait, std::to_string(LONG_WAIT_MS).c_str(), 1);
+        }
+    }
+
     // No request has been left without its answer.
     void ExpectNoTimeout() {
         EXPECT_EQ(ReadFile(sandbox_.Path("library.log")).find("call OsMsgSynSend failed"), std::string::npos);

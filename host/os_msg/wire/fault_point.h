@@ -1,7 +1,8 @@
-// Named points of the bus at which a test makes its process fail: ORVI_TEST_FAULT="POINT ACTION [N]" in the environment, at
-// the N-th passage, 1 when it is not given. Where the build has no fault points none of this is left.
+// Named points of the bus at which a test makes its process fail, as ORVI_TEST_FAULT says.
 #ifndef ORVI_BUS_FAULT_POINT_H
 #define ORVI_BUS_FAULT_POINT_H
+
+#include "wire/fault_plan.h"
 
 namespace orvi_bus {
 
@@ -16,10 +17,6 @@ enum class FaultPoint {
     kJoinRecorded,  // and not started
     kBeforeUnlink,
 };
-
-// What is to be done about what the point concerns; what befalls the process, its death, a stop, a delay, has befallen it
-// when AtFaultPoint returns.
-enum class Fault { kNone, kDrop, kTruncate, kCorrupt };
 
 #ifdef ORVI_FAULT_POINTS
 Fault AtFaultPoint(FaultPoint point);

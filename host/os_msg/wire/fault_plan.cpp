@@ -1,0 +1,65 @@
+#include "wire/fault_plan.h"
+
+#ifdef ORVI_FAULT_POINTS
+
+#include <cstdlib>
+#include <ctime>
+#include <iterator>
+#include <signal.h>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+namespace orvi_bus {
+
+namespace {
+
+constexpr const char* kActionNames[] = {"kill", "stop", "delay", "drop", "truncate", "corrupt"};
+constexpr long kDelayNs = 50000000;
+
+}  // namespace
+
+FaultPlan::FaultPlan(const char* variable, const FaultPointRow* rows, size_t count) {
+    const char* const text = getenv(variable);
+    if (text == nullptr) {
+        return;
+    }
+    std::istringstream words(text);
+    std::string name;
+    std::string action;
+    words >> name >> action;
+    if (!(words >> passage_)) {
+        passage_ = 1;
+    }
+    for (size_t i = 0; i < std::size(kActionNames); ++i) {
+        action_ |= action == kActionNames[i] ? 1U << i : 0U;
+    }
+    for (size_t i = 0; i < count; ++i) {
+        if (name == rows[i].name && (rows[i].actions & action_) != 0) {
+            point_ = static_cast<int>(i);
+        }
+    }
+    misunderstood_ = point_ < 0 ? text : nullptr;
+}
+
+Fault FaultPlan::Pass(int point) {
+    if (!IsAt(point) || ++passages_ != passage_) {
+        return Fault::kNone;
+    }
+    if (action_ == kKill) {
+        (void)kill(getpid(), SIGKILL);
+    } else if (action_ == kStop) {
+        (void)raise(SIGSTOP);  // this thread goes no step further
+    } else if (action_ == kDelay) {
+        const timespec delay{0, kDelayNs};
+        (void)nanosleep(&delay, nullptr);
+    }
+    return action_ == kDrop       ? Fault::kDrop
+           : action_ == kTruncate ? Fault::kTruncate
+           : action_ == kCorrupt  ? Fault::kCorrupt
+                                  : Fault::kNone;
+}
+
+}  // namespace orvi_bus
+
+#endif
