@@ -67,13 +67,13 @@ class Dialogue {
     };
     // One exchange: what was said, what it means, what is still open.
     struct Turn {
-        uint32_t seq = 0;
+        uint32_t seq;
         ApplicationId owner;  // whose intent or card it is; without a name until that is known
         std::string text;
         std::string intent;                        // empty until it is known
         std::vector<OrviSimAssistantItem> choice;  // open; the items are intents while `intent` is not known
-        bool choiceOfIntents = false;
-        bool awaitsAnswer = false;  // the intent has been notified
+        bool choiceOfIntents;
+        bool awaitsAnswer;  // the intent has been notified
     };
     struct Speech {
         uint32_t seq;
