@@ -146,9 +146,10 @@ add_custom_target(orvi-pages ALL DEPENDS ${orvi_pages})
 # --- Documentation and examples ---
 
 set(orvi_doc_dir ${CMAKE_INSTALL_DATADIR}/doc/orvi_ai_srv CACHE STRING "Where documentation and examples go")
-file(GLOB pages ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.xml ${PROJECT_SOURCE_DIR}/docs/*.svg)
+file(GLOB pages ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.xml ${PROJECT_SOURCE_DIR}/docs/*.svg
+     ${PROJECT_SOURCE_DIR}/docs/*.png)
 install(FILES ${pages} DESTINATION ${orvi_doc_dir}/docs COMPONENT doc)
-install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${orvi_doc_dir} COMPONENT doc)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/SECURITY.md DESTINATION ${orvi_doc_dir} COMPONENT doc)
 install(FILES ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${orvi_doc_dir}/docs COMPONENT doc)
 file(GLOB examples ${PROJECT_SOURCE_DIR}/examples/*.c ${PROJECT_SOURCE_DIR}/examples/*.cpp)
 install(FILES ${examples} DESTINATION ${orvi_doc_dir}/examples COMPONENT doc)
