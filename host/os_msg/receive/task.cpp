@@ -22,10 +22,10 @@ namespace {
 
 // What a connection may have of the loop before the others get their turn.
 constexpr int kTurnMessages = 32;
-constexpr int kLooksAtOne = 8;
 constexpr int kTurnReads = 4;
 
 constexpr int64_t kRestoreEveryNs = 100000000;
+constexpr int64_t kLooksAtOneNs = 50000;  // of a connection alone, before all are asked for
 
 }  // namespace
 
@@ -143,29 +143,29 @@ int Task::Loop() {
             Log(kLogError, "the receive loop of task '%s' ends: its files in the bus directory are gone", name_);
             return ORVI_BUS_E_DIRECTORY;
         }
-        looks_ = connections_.ReadyCount() > 1 ? kLooksAtOne : looks_;  // others ask, too
+        askAllNs_ = connections_.ReadyCount() > 1 ? 0 : askAllNs_;  // others ask, too
         served = ServeReady();
     }
 }
 
 // As EventLoop::Wait. Who has got his answer may ask again within microseconds, most likely over the same connection:
-// that one is looked at without asking for all, as often as the others can spare it.
+// that one is looked at without asking for all, for so short a time that it costs the others nothing.
 int Task::Wait(int64_t untilNs, epoll_event (&events)[EventLoop::kMostEvents]) {
     Yielding yielding;
     while (answered_ != 0 && untilNs != 0 && yielding.Go()) {
-        if (looks_ < kLooksAtOne && connections_.Look(answered_)) {
-            ++looks_;
+        if (MonotonicNs() < askAllNs_ && connections_.Look(answered_)) {
             return 0;
         }
-        looks_ = 0;
         const int count = loop_.Wait(0, events);
+        askAllNs_ = MonotonicNs() + kLooksAtOneNs;
         if (count != 0) {
             return count;
         }
     }
     answered_ = untilNs != 0 ? 0 : answered_;
-    looks_ = 0;
-    return loop_.Wait(untilNs, events);
+    const int count = loop_.Wait(untilNs, events);
+    askAllNs_ = MonotonicNs() + kLooksAtOneNs;
+    return count;
 }
 
 // False when the process has lost its place on the bus.

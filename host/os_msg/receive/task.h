@@ -81,7 +81,7 @@ class Task {
     Watches watches_;
     Order order_;
     uint64_t answered_ ORVI_BUS_GUARDED_BY(kLoop) = 0;  // the connection of the latest answer, 0: nothing expected
-    int looks_ ORVI_BUS_GUARDED_BY(kLoop) = 0;          // at that one alone since all were looked at
+    int64_t askAllNs_ ORVI_BUS_GUARDED_BY(kLoop) = 0;   // until when that one alone may be looked at
     int64_t restoreNs_ ORVI_BUS_GUARDED_BY(kLoop) = INT64_MAX;  // when `restore_` is tried again
 };
 
