@@ -122,7 +122,8 @@ TEST_F(FaultPointsTest, EachWithEachAction) {
         EXPECT_EQ(successor->Wait(), -SIGKILL);
     }
     EXPECT_EQ(simulator_.Log().find("no such point"), std::string::npos);
-    for (const char* wrong : {"reply.after drop", "reply.before", "elsewhere kill"}) {
+    for (const char* wrong :
+         {"reply.after drop", "reply.before", "elsewhere kill", "reply.before kill 0", "reply.before kill 1 x"}) {
         (void)setenv(SERVICE, wrong, 1);
         const std::unique_ptr<ChildProcess> service = StartService("wrong");
         (void)unsetenv(SERVICE);

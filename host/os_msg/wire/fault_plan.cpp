@@ -28,14 +28,15 @@ FaultPlan::FaultPlan(const char* variable, const FaultPointRow* rows, size_t cou
     std::string name;
     std::string action;
     words >> name >> action;
-    if (!(words >> passage_)) {
-        passage_ = 1;
-    }
+    std::string more;
+    const bool isCounted = static_cast<bool>(words >> more);
+    passage_ = isCounted ? atoi(more.c_str()) : 1;
+    const bool isWrong = passage_ < 1 || (isCounted && more != std::to_string(passage_)) || words >> more;
     for (size_t i = 0; i < std::size(kActionNames); ++i) {
         action_ |= action == kActionNames[i] ? 1U << i : 0U;
     }
     for (size_t i = 0; i < count; ++i) {
-        if (name == rows[i].name && (rows[i].actions & action_) != 0) {
+        if (!isWrong && name == rows[i].name && (rows[i].actions & action_) != 0) {
             point_ = static_cast<int>(i);
         }
     }
