@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "log.h"
-#include "service/fault_point.h"
 #include "service/process_end.h"
+#include "service/service_fault_point.h"
 
 namespace orvi_sim {
 namespace {

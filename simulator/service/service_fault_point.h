@@ -1,7 +1,7 @@
 // Named points of the service at which a test makes it fail on a request, as ORVI_TEST_SERVICE_FAULT says; those of the
 // bus below it are ORVI_TEST_FAULT's. What a person asks for is in faults.h.
-#ifndef ORVI_SIM_SERVICE_FAULT_POINT_H
-#define ORVI_SIM_SERVICE_FAULT_POINT_H
+#ifndef ORVI_SIM_SERVICE_SERVICE_FAULT_POINT_H
+#define ORVI_SIM_SERVICE_SERVICE_FAULT_POINT_H
 
 #include "wire/fault_plan.h"
 

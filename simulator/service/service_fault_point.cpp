@@ -1,4 +1,4 @@
-#include "service/fault_point.h"
+#include "service/service_fault_point.h"
 
 #ifdef ORVI_FAULT_POINTS
 
