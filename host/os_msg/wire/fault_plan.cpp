@@ -30,7 +30,7 @@ FaultPlan::FaultPlan(const char* variable, const FaultPointRow* rows, size_t cou
     words >> name >> action;
     std::string more;
     const bool isCounted = static_cast<bool>(words >> more);
-    passage_ = isCounted ? atoi(more.c_str()) : 1;
+    passage_ = isCounted ? static_cast<int>(strtol(more.c_str(), nullptr, 10)) : 1;
     const bool isWrong = passage_ < 1 || (isCounted && more != std::to_string(passage_)) || words >> more;
     for (size_t i = 0; i < std::size(kActionNames); ++i) {
         action_ |= action == kActionNames[i] ? 1U << i : 0U;
