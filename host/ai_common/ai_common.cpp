@@ -39,6 +39,7 @@ ORVI_HOST_API uint32_t OrviAiGetAiLogFileId(const char* fileName) {
 }
 
 ORVI_HOST_API int OrviAiClientLogInit(void) {
+    (void)GetGucAITraceLevel();  // the environment is read by who attaches, not by the thread that traces first
     gAttachCount.fetch_add(1);
     gAttached = 1;
     return 0;

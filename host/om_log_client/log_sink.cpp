@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <limits.h>
 #include <mutex>
 #include <signal.h>
 #include <sys/stat.h>
@@ -19,6 +20,8 @@
 
 namespace {
 
+std::once_flag gNamed;
+char gPath[PATH_MAX + 1];  // as the environment names the file, written under gNamed; one too long stays too long
 std::once_flag gOpened;
 std::atomic<int> gSink{STDERR_FILENO};    // written once, under gOpened
 std::atomic<bool> gSinkIsRegular{false};  // likewise: writing to it raises no SIGPIPE
@@ -83,14 +86,14 @@ int OpenLogFile(const char* path) {
 }
 
 void OpenSink() {
-    const char* const path = std::getenv("ORVI_LOG_FILE");
-    if (path == nullptr || *path == '\0') {
+    SinkReadEnvironment();
+    if (*gPath == '\0') {
         return;
     }
-    const int fd = OpenLogFile(path);
+    const int fd = OpenLogFile(gPath);
     if (fd < 0) {
         char reason[128];
-        ComplainToStderr("ORVI_LOG_FILE: cannot write to %s: %s; logging to standard error", path,
+        ComplainToStderr("ORVI_LOG_FILE: cannot write to %s: %s; logging to standard error", gPath,
                          strerror_r(errno, reason, sizeof(reason)));
         return;
     }
@@ -132,6 +135,14 @@ void ComplainToStderr(const char* format, ...) {
     char line[ORVI_HOST_LINE_SIZE];
     const size_t used = static_cast<size_t>(length) < sizeof(text) ? static_cast<size_t>(length) : sizeof(text) - 1;
     (void)WriteAllNoSignal(STDERR_FILENO, line, MakeLine(line, sizeof(line), text, used));
+}
+
+void SinkReadEnvironment() {
+    std::call_once(gNamed, [] {
+        if (const char* const path = std::getenv("ORVI_LOG_FILE")) {
+            (void)std::snprintf(gPath, sizeof(gPath), "%s", path);
+        }
+    });
 }
 
 void SinkWrite(const char* line, size_t length) {

@@ -5,6 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 
+// Reads where lines go, once. A process asks for it with its first record, which is one of the thread that sets the library
+// up: a thread of the library that reads the environment later reads beside an application that changes it.
+void SinkReadEnvironment();
+
 // Writes one finished line (newline included) in one piece. A line that the sink refuses is counted; the count is
 // written before the next line that it takes. Takes no lock after the first call. errno is the caller's to keep.
 void SinkWrite(const char* line, size_t length);

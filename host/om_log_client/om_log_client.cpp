@@ -34,7 +34,10 @@ bool FilteredOut(uint32_t level) {
 }
 
 bool Wanted(uint32_t level) {
-    std::call_once(gThresholdRead, [] { gThreshold = OrviHostLevelFromEnvironment("ORVI_LOG_LEVEL", kLevelError); });
+    std::call_once(gThresholdRead, [] {
+        SinkReadEnvironment();
+        gThreshold = OrviHostLevelFromEnvironment("ORVI_LOG_LEVEL", kLevelError);
+    });
     return !FilteredOut(level);
 }
 

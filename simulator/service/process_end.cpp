@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <mutex>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -11,6 +13,23 @@
 #include "log.h"
 
 namespace orvi_sim {
+
+namespace {
+
+// Kept beside the environment: no thread can change that while another may be reading it.
+std::mutex g_leftLock;
+std::map<std::string, std::string> g_left;
+
+std::vector<std::string> Left() {
+    const std::lock_guard<std::mutex> lock(g_leftLock);
+    std::vector<std::string> variables;
+    for (const auto& [name, words] : g_left) {
+        variables.push_back(name + "=" + words);
+    }
+    return variables;
+}
+
+}  // namespace
 
 void Die() {
     (void)kill(getpid(), SIGKILL);
@@ -27,15 +46,25 @@ void StartAgain() {
         arguments.push_back(line.data() + at);
     }
     arguments.push_back(nullptr);
+    std::vector<std::string> variables = Left();
+    std::vector<char*> environment;
+    for (std::string& variable : variables) {
+        environment.push_back(variable.data());
+    }
+    for (char** inherited = environ; *inherited != nullptr; ++inherited) {
+        environment.push_back(*inherited);  // behind what is left: the first of a name is found
+    }
+    environment.push_back(nullptr);
     // Every descriptor of the bus is closed on the way, and every other thread ends.
-    (void)execv("/proc/self/exe", arguments.data());
+    (void)execve("/proc/self/exe", arguments.data(), environment.data());
     Log("cannot start again, errno %d", errno);
     Die();
 }
 
 // A process that starts again keeps its id.
 void LeaveForNext(const char* name, const std::string& words) {
-    (void)setenv(name, (std::to_string(getpid()) + " " + words).c_str(), 1);
+    const std::lock_guard<std::mutex> lock(g_leftLock);
+    g_left[name] = std::to_string(getpid()) + " " + words;
 }
 
 std::string LeftByLast(const char* name) {

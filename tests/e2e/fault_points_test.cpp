@@ -46,9 +46,14 @@ const struct Row {
 
 class FaultPointsTest : public VisionTest {
  protected:
-    std::unique_ptr<ChildProcess> StartService(const std::string& log) {
+    // A fault is set in the service's environment only: this process has a thread that may be reading its own.
+    std::unique_ptr<ChildProcess> StartService(const std::string& log, const std::string& variable = "") {
+        std::vector<std::string> wrapper;
+        if (!variable.empty()) {
+            wrapper = {"/usr/bin/env", variable};
+        }
         return std::make_unique<ChildProcess>("orvi-vision-sim", std::vector<std::string>{"--log", sandbox_.Path(log)},
-                                              sandbox_.Path("service.log"));
+                                              sandbox_.Path("service.log"), wrapper);
     }
 
     // The answer's bytes, or why there is none.
@@ -93,9 +98,9 @@ TEST_F(FaultPointsTest, EachWithEachAction) {
         const std::string action = row.action;
         SCOPED_TRACE(std::string(row.point) + ' ' + action);
         const bool isEarly = std::string(row.point) == "announced" && action != "delay";
-        (void)setenv(row.variable, (row.point + (' ' + action) + ' ' + std::to_string(row.passage)).c_str(), 1);
-        const std::unique_ptr<ChildProcess> service = StartService("failing");
-        (void)unsetenv(row.variable);
+        const std::unique_ptr<ChildProcess> service =
+            StartService("failing", row.variable + ('=' + std::string(row.point)) + ' ' + action + ' ' +
+                                        std::to_string(row.passage));
         if (isEarly && action == "kill") {
             EXPECT_EQ(service->Wait(), -SIGKILL);
         } else if (isEarly) {
@@ -124,9 +129,7 @@ TEST_F(FaultPointsTest, EachWithEachAction) {
     EXPECT_EQ(simulator_.Log().find("no such point"), std::string::npos);
     for (const char* wrong :
          {"reply.after drop", "reply.before", "elsewhere kill", "reply.before kill 0", "reply.before kill 1 x"}) {
-        (void)setenv(SERVICE, wrong, 1);
-        const std::unique_ptr<ChildProcess> service = StartService("wrong");
-        (void)unsetenv(SERVICE);
+        const std::unique_ptr<ChildProcess> service = StartService("wrong", SERVICE + ('=' + std::string(wrong)));
         ASSERT_TRUE(service->ReadUntil("ready"));
         EXPECT_NE(simulator_.Log().find("\"" + std::string(wrong) + "\": no such point"), std::string::npos);
     }

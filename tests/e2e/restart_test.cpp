@@ -1,12 +1,29 @@
 // The service and the log service exit and start; the application is told.
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <dlfcn.h>
 #include <functional>
 #include <sched.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include "ai_common/orvi_host_common.h"
 #include "orvi_ai_srv_proxy.h"
 #include "vision_test.h"
+
+namespace {
+
+std::atomic<int> g_readByOthers{0};
+
+}  // namespace
+
+// In front of the C library's: what a thread reads here, an application's setenv() on another takes away from under it.
+extern "C" __attribute__((visibility("default"))) char* getenv(const char* name) noexcept {
+    static const auto next = reinterpret_cast<char* (*)(const char*)>(dlsym(RTLD_NEXT, "getenv"));
+    g_readByOthers += gettid() != getpid() ? 1 : 0;
+    return next(name);
+}
 
 namespace orvi_test {
 namespace {
@@ -52,6 +69,16 @@ TEST_F(RestartTest, HundredTimes) {
     Announce();
     ExpectPushArrives();  // and no event before it
     ExpectBackAt(baseline);
+}
+
+// Records, traces, lines of the bus and the first of each included.
+TEST_F(RestartTest, TheMessageThreadReadsNoEnvironment) {
+    Connect();
+    RestartSimulator();
+    Announce();
+    simulator_.Command("push 0x7fffff --raw");  // which the library does not know
+    ExpectPushArrives();
+    EXPECT_EQ(g_readByOthers, 0);
 }
 
 // The message behind a start event must not overtake it.
