@@ -28,7 +28,7 @@ namespace {
 using orvi_protocol::JsonString;
 
 constexpr int64_t FEED_EVERY_MS = 50;
-constexpr size_t MOST_IN_A_FEED = 300;
+constexpr size_t MOST_IN_A_FEED = 100;
 constexpr int64_t PATIENCE_MS = 10000;      // for a request that does not end, a response that is not taken
 constexpr size_t SHARE_OF_DESCRIPTORS = 4;  // the pages have one of so many, applications the others
 // The port and the key of a service that starts again: its pages go on.

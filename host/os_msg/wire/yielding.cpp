@@ -1,5 +1,6 @@
 #include "wire/yielding.h"
 
+#include <algorithm>
 #include <atomic>
 #include <sched.h>
 
@@ -11,7 +12,8 @@ namespace orvi_bus {
 namespace {
 
 constexpr int64_t kCrowdedNs = 100000;
-constexpr int64_t kCrowdedPauseNs = 200000000;
+constexpr int64_t kPauseNs = 200000000;
+constexpr int64_t kPauseTimes = 16;  // so often what was lost: little is, and a short guest costs little
 // A yield that takes so long has let somebody else run.
 constexpr int64_t kSharedNs = 2000;
 constexpr int kSharedAtMost = 4;
@@ -47,7 +49,8 @@ bool Yielding::Go() {
     }
     if (shared || back - now > kCrowdedNs) {
         // Others had the processor for that long. Who wakes from a sleep gets it back sooner than who has yielded it.
-        notBeforeNs.store(back + kCrowdedPauseNs, std::memory_order_relaxed);
+        const int64_t pauseNs = shared ? kPauseNs : std::min(kPauseNs, kPauseTimes * (back - now));
+        notBeforeNs.store(back + pauseNs, std::memory_order_relaxed);
         untilNs_ = back;
     }
     return true;
