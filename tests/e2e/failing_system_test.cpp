@@ -17,7 +17,7 @@ namespace {
 
 const Failure FAILURES[] = {
     {"malloc", ENOMEM}, {"socket", EMFILE}, {"connect", ENOMEM}, {"sendmsg", ENOBUFS},
-    {"recv", ENOMEM},   {"ppoll", ENOMEM},  {"open", EMFILE},
+    {"recv", ENOMEM},   {"ppoll", ENOMEM},  {"open", EMFILE},    {"clock", 0},
 };
 
 // On a thread of its own, whose connections end with it.
@@ -113,12 +113,13 @@ class FailingService : public FailingSystem {
 
 // It runs, or it ends and says why.
 TEST_F(FailingService, WhileItStarts) {
-    const Failure failures[] = {
-        {"malloc", ENOMEM},         {"socket", EMFILE},    {"bind", ENOSPC},     {"listen", ENOMEM},
-        {"epoll_create1", EMFILE},  {"epoll_ctl", ENOSPC}, {"eventfd", EMFILE},  {"open", EMFILE},
-        {"inotify_init1", EMFILE},  {"fcntl", ENOLCK},     {"pwrite", ENOSPC},   {"rename", ENOSPC},
-        {"pthread_create", EAGAIN}, {"connect", ENOMEM},   {"sendmsg", ENOBUFS}, {"recv", ENOMEM},
-        {"accept4", EMFILE},        {"epoll_wait", EINTR}, {"poll", ENOMEM},     {"ppoll", ENOMEM}};
+    const Failure failures[] = {{"malloc", ENOMEM},         {"socket", EMFILE},        {"bind", ENOSPC},
+                                {"listen", ENOMEM},         {"epoll_create1", EMFILE}, {"epoll_ctl", ENOSPC},
+                                {"eventfd", EMFILE},        {"open", EMFILE},          {"inotify_init1", EMFILE},
+                                {"fcntl", ENOLCK},          {"pwrite", ENOSPC},        {"rename", ENOSPC},
+                                {"pthread_create", EAGAIN}, {"connect", ENOMEM},       {"sendmsg", ENOBUFS},
+                                {"recv", ENOMEM},           {"accept4", EMFILE},       {"epoll_wait", EINTR},
+                                {"poll", ENOMEM},           {"ppoll", ENOMEM},         {"clock", 0}};
     for (Failure failure : failures) {
         for (bool more = true; more && !HasFailure(); failure.last = failure.first += 1 + failure.first / 4) {
             SCOPED_TRACE(Describe(failure));

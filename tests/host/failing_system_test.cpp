@@ -5,6 +5,9 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -32,7 +35,7 @@ const Failure kFailures[] = {
     {"epoll_ctl", ENOSPC},     {"eventfd", EMFILE}, {"inotify_init1", EMFILE}, {"inotify_add_watch", ENOSPC},
     {"open", EMFILE},          {"open", ENOSPC},    {"fcntl", ENOLCK},         {"pwrite", ENOSPC},
     {"rename", ENOSPC},        {"link", ENOSPC},    {"fchmod", EIO},           {"lstat", EIO},
-    {"pidfd_open", ENOMEM},
+    {"pidfd_open", ENOMEM},    {"clock", 0},
 };
 const char* const kInterrupted[] = {"connect", "accept4", "sendmsg", "recv",  "poll",
                                     "ppoll",   "open",    "read",    "fcntl", "epoll_wait"};
@@ -301,6 +304,41 @@ TEST_F(FailingSystem, OfALifeOnTheBus) {
     for (const char* call : kInterrupted) {
         (void)LiveWith({call, EINTR, 1, kForGood, 2});
     }
+}
+
+// As full as a directory can be, of files and of what they hold, and with more room from case to case.
+TEST_F(FailingSystem, OfADirectoryOfItsOwn) {
+    constexpr int kNotAllowed = 2;
+    constexpr const char* kMore = "nr_inodes=100,nr_blocks=100";
+    const auto mountWith = [this](const std::string& options, unsigned long flags) {
+        return mount("none", directory.c_str(), "tmpfs", flags, options.c_str()) == 0;
+    };
+    int refused = 0;
+    int result = 1;
+    for (int files = 1; result == 1; ++files) {
+        for (const bool isFull : {true, false}) {
+            result = InAChild([&] {
+                if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                    !mountWith("nr_blocks=1,mode=700,nr_inodes=" + std::to_string(files + 1), 0)) {
+                    return kNotAllowed;
+                }
+                std::ofstream(directory + "/other") << (isFull ? "the only block" : "");
+                SCOPED_TRACE(Listing() + (isFull ? "and no block" : ""));
+                const int first = Live();
+                EXPECT_TRUE(first == 0 || g_lines != 0) << first << " without a word";
+                EXPECT_EQ(Listing().find('~'), std::string::npos) << Listing();
+                EXPECT_TRUE(mountWith(kMore, MS_REMOUNT));
+                EXPECT_EQ(Live(), 0) << "failed for good";
+                EXPECT_EQ(Listing(), ".lock other p.lock ");
+                return first == 0 ? 0 : 1;
+            });
+            refused += result == 1 ? 1 : 0;
+        }
+    }
+    if (result == kNotAllowed) {
+        GTEST_SKIP() << "this user may not mount";
+    }
+    EXPECT_GT(refused, 3);
 }
 
 TEST_F(FailingSystem, OfWhatIsDoneThere) {

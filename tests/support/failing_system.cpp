@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -158,6 +159,35 @@ ORVI_FAILING(FailingChangeMode, "fchmod", "fchmod")
 ORVI_FAILING(FailingStatus, "lstat", "lstat")
 ORVI_FAILING(FailingStatus64, "lstat64", "lstat")
 ORVI_FAILING(FailingThread, "pthread_create", "pthread_create")
+
+// The clock that somebody can set: what should fail is a day off, in turns before and behind.
+namespace {
+
+long StepOf(clockid_t clock) {
+    constexpr long DAY_S = 24L * 60 * 60;
+    if (clock != CLOCK_REALTIME || !orvi_test::Fails("clock")) {
+        return 0;
+    }
+    return orvi_test::g_state->failed.load() % 2 == 0 ? DAY_S : -DAY_S;
+}
+
+}  // namespace
+
+extern "C" ORVI_SEEN int clock_gettime(clockid_t clock, timespec* now) noexcept {
+    static std::atomic<void*> known{nullptr};
+    const auto next = reinterpret_cast<int (*)(clockid_t, timespec*)>(orvi_test::Next("clock_gettime", known));
+    const int result = next(clock, now);
+    now->tv_sec += StepOf(clock);
+    return result;
+}
+extern "C" ORVI_SEEN time_t time(time_t* now) noexcept {
+    timespec exact{};
+    (void)clock_gettime(CLOCK_REALTIME, &exact);
+    if (now != nullptr) {
+        *now = exact.tv_sec;
+    }
+    return exact.tv_sec;
+}
 
 // On 32-bit a sanitizer starts through this name, before code that it checks can run.
 #if !defined(__SANITIZE_ADDRESS__) || defined(__x86_64__)
