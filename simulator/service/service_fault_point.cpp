@@ -22,9 +22,7 @@ constexpr orvi_bus::FaultPointRow POINTS[] = {
 
 struct ServicePlan : orvi_bus::FaultPlan {
     ServicePlan() : FaultPlan(VARIABLE, POINTS, std::size(POINTS)) {
-        if (Misunderstood() != nullptr) {
-            Log("%s=\"%s\": no such point, or not that action there", VARIABLE, Misunderstood());
-        }
+        ExplainWhatIsWrong([](const char* line) { Log("%s", line); });
     }
 };
 

@@ -1,8 +1,11 @@
 // The service fails at a named point of a request: its caller gets the right answer or learns that there is none, nothing
 // is done twice, and the service that follows answers.
+#include "fault_points.h"
+
 #include <cstdlib>
 #include <fstream>
 #include <sched.h>
+#include <set>
 #include <signal.h>
 
 #include "orvi_host_bus.h"
@@ -94,9 +97,13 @@ TEST_F(FaultPointsTest, EachWithEachAction) {
     simulator_.Start();
     ASSERT_EQ(Init(), 0);
     simulator_.Kill();
+    std::set<std::string> tried;
     for (const Row& row : ROWS) {
         const std::string action = row.action;
         SCOPED_TRACE(std::string(row.point) + ' ' + action);
+        if (row.variable == std::string(SERVICE)) {
+            tried.insert(std::string(row.point) + ' ' + action);
+        }
         const bool isEarly = std::string(row.point) == "announced" && action != "delay";
         const std::unique_ptr<ChildProcess> service =
             StartService("failing", row.variable + ('=' + std::string(row.point)) + ' ' + action + ' ' +
@@ -133,6 +140,7 @@ TEST_F(FaultPointsTest, EachWithEachAction) {
         ASSERT_TRUE(service->ReadUntil("ready"));
         EXPECT_NE(simulator_.Log().find("\"" + std::string(wrong) + "\": no such point"), std::string::npos);
     }
+    EXPECT_EQ(PossibleFaults(simulator_.Log()), tried);
 }
 
 }  // namespace

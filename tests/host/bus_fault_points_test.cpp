@@ -7,6 +7,7 @@
 
 #include "bus_peer.h"
 #include "bus_peer_ids.h"
+#include "fault_points.h"
 
 namespace {
 
@@ -92,10 +93,12 @@ class BusFaultPoints : public BusTest {
 };
 
 TEST_F(BusFaultPoints, EachWithEachAction) {
+    std::set<std::string> tried;
     for (const Row& row : kRows) {
         const std::string point = row.point;
         const std::string action = row.action;
         SCOPED_TRACE(point + ' ' + action);
+        tried.insert(point + ' ' + action);
         const bool lives = row.outcome != kAbsent;
         const std::unique_ptr<Peer> server = StartFailing(row, 1);
         if (lives) {
@@ -115,6 +118,9 @@ TEST_F(BusFaultPoints, EachWithEachAction) {
         EXPECT_EQ(server->Errors().find("no such point"), std::string::npos) << server->Errors();
         ExpectSuccessor(lives);
     }
+    const std::unique_ptr<Peer> wrong = StartAlone({{"ORVI_TEST_FAULT", "elsewhere kill"}});
+    Run(wrong.get(), "server", "t");
+    EXPECT_EQ(orvi_test::PossibleFaults(wrong->Errors()), tried);
 }
 
 // At a random passage among many requests, and what was stopped goes on. ORVI_TEST_CYCLES says how often.

@@ -19,7 +19,8 @@ constexpr long kDelayNs = 50000000;
 
 }  // namespace
 
-FaultPlan::FaultPlan(const char* variable, const FaultPointRow* rows, size_t count) {
+FaultPlan::FaultPlan(const char* variable, const FaultPointRow* rows, size_t count)
+    : variable_(variable), rows_(rows), count_(count) {
     const char* const text = getenv(variable);
     if (text == nullptr) {
         return;
@@ -41,6 +42,20 @@ FaultPlan::FaultPlan(const char* variable, const FaultPointRow* rows, size_t cou
         }
     }
     misunderstood_ = point_ < 0 ? text : nullptr;
+}
+
+void FaultPlan::ExplainWhatIsWrong(void (*log)(const char* line)) const {
+    if (misunderstood_ == nullptr) {
+        return;
+    }
+    log((std::string(variable_) + "=\"" + misunderstood_ + "\": no such point, or not that action there").c_str());
+    for (size_t row = 0; row < count_; ++row) {
+        std::string line = std::string(rows_[row].name) + ':';
+        for (size_t i = 0; i < std::size(kActionNames); ++i) {
+            line += (rows_[row].actions & (1U << i)) != 0 ? std::string(" ") + kActionNames[i] : "";
+        }
+        log(line.c_str());
+    }
 }
 
 Fault FaultPlan::Pass(int point) {

@@ -28,13 +28,16 @@ class FaultPlan {
     // The rows stand in the order of the points' numbers.
     FaultPlan(const char* variable, const FaultPointRow* rows, size_t count);
 
-    // Not null: what the variable asks for, which is no row's point and action.
-    const char* Misunderstood() const { return misunderstood_; }
+    // When the variable asks for what no row has: one line that says so, and one for each point with its actions.
+    void ExplainWhatIsWrong(void (*log)(const char* line)) const;
 
     bool IsAt(int point) const { return point == point_; }  // a fault may come there
     Fault Pass(int point);
 
  private:
+    const char* const variable_;
+    const FaultPointRow* const rows_;
+    const size_t count_;
     int point_ = -1;
     unsigned action_ = 0;
     int passage_ = 1;

@@ -27,9 +27,7 @@ constexpr FaultPointRow kPoints[] = {
 
 struct BusPlan : FaultPlan {
     BusPlan() : FaultPlan(kVariable, kPoints, std::size(kPoints)) {
-        if (Misunderstood() != nullptr) {
-            Log(kLogError, "%s=\"%s\": no such point, or not that action there", kVariable, Misunderstood());
-        }
+        ExplainWhatIsWrong([](const char* line) { Log(kLogError, "%s", line); });
     }
 };
 
