@@ -224,9 +224,13 @@ void AddWords(CLI::App& app, const Command& command, Call& call) {
         ->required(!mayLack);
 }
 
-void AddCommand(CLI::App& app, const Command& command, std::map<std::string, CLI::App*>& groups, Target& target) {
+// Of commands whose first word is not among the words only that one is told: nobody asks for more, and a script has many
+// lines.
+void AddCommand(CLI::App& app, const Command& command, const std::vector<std::string>& words,
+                std::map<std::string, CLI::App*>& groups, Target& target) {
     const std::string name = command.name;
     const size_t blank = name.find(' ');
+    const bool isMeant = std::find(words.begin(), words.end(), name.substr(0, blank)) != words.end();
     CLI::App* parent = &app;
     if (blank != std::string::npos) {
         CLI::App*& group = groups[name.substr(0, blank)];
@@ -237,10 +241,16 @@ void AddCommand(CLI::App& app, const Command& command, std::map<std::string, CLI
         parent = group;
         group->description(group->get_description() + (group->get_description().empty() ? "" : ", ") +
                            name.substr(blank + 1));
+        if (!isMeant) {
+            return;
+        }
     }
     const orvi_protocol::Message* const message = MessageOf(command);
     const std::string help = *command.help != '\0' ? command.help : std::string(message->meaning);
     CLI::App* const leaf = parent->add_subcommand(name.substr(blank == std::string::npos ? 0 : blank + 1), help);
+    if (!isMeant) {
+        return;
+    }
     leaf->fallthrough();
     leaf->footer((*command.functions != '\0' ? "Calls " + std::string(command.functions) + ". " : "") +
                  "Options of every command: orvi-ai --help");
@@ -300,7 +310,7 @@ Parsed ParseWords(const std::vector<std::string>& words, Globals* globals, Call&
     }
     std::map<std::string, CLI::App*> groups;
     for (const Command& command : Commands()) {
-        AddCommand(app, command, groups, target);
+        AddCommand(app, command, words, groups, target);
     }
     app.footer(
         "Exit code: 0, 1 = the call failed, 2 = usage, 3 = nobody is there.\n"
