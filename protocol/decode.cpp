@@ -234,7 +234,8 @@ class Decoder {
     std::vector<std::string> faults_;
 };
 
-// Carries over what may be seen. Bytes that belong to no value, as those behind the end of a text, stay away.
+// Carries over what may be seen. Bytes that belong to no value, as those behind the end of a text, stay away; of a text that
+// is longer than its count says, how long it is.
 void CopyMasked(const std::vector<Value>& values, const char* from, std::string& to) {
     for (const Value& value : values) {
         const Field& field = *value.field;
@@ -245,6 +246,12 @@ void CopyMasked(const std::vector<Value>& values, const char* from, std::string&
             to.replace(value.offset, value.bytes.size(), value.bytes.size(), '*');
         } else {
             to.replace(value.offset, value.bytes.size(), value.bytes);
+        }
+        if (field.type == Type::Text && field.extent == Extent::Room && !field.isList) {
+            const size_t end = std::min<size_t>(value.offset + field.each, to.size());
+            for (size_t at = value.offset + value.bytes.size(); at < end && from[at] != '\0'; ++at) {
+                to[at] = '*';
+            }
         }
         CopyMasked(value.items, from, to);
     }
