@@ -174,8 +174,7 @@ size_t FrameReader::CapacityAfterRoom() const {
     if (capacity_ == 0) {
         return std::max(kFirstCapacity, expected_);
     }
-    const size_t doubled = 2 * capacity_;
-    return frameSize_ > capacity_ ? std::min(doubled, frameSize_) : doubled;
+    return std::min(2 * capacity_, frameSize_);  // the buffer is full of a part of that frame
 }
 
 bool FrameReader::Room(uint8_t** at, size_t* size) {
