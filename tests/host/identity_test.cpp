@@ -322,6 +322,18 @@ TEST_F(BusIdentity, WhatCannotBeLookedAtIsUnknown) {
     EXPECT_EQ(Look("other"), seen);
     rlimit before{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    std::vector<int> others{dup(STDIN_FILENO)};
+    const rlimit few{static_cast<rlim_t>(others[0]) + 4, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    while (others.back() >= 0) {
+        others.push_back(dup(STDIN_FILENO));
+    }
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(Look("other"), seen) << "there is one in reserve";
+    }
+    for (const int descriptor : others) {
+        close(descriptor);
+    }
     const rlimit none{0, before.rlim_max};
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
     // The one in reserve has a number that is not allowed any more: what can be told without one is told.
