@@ -4,6 +4,7 @@
 
 #include "directions/vocabulary.h"
 #include "directions/words.h"
+#include "duration.h"
 #include "payload.h"
 
 namespace orvi_sim {
@@ -102,7 +103,7 @@ std::optional<std::string> ReadWord(const Parameter& parameter, const std::strin
         case Type::Message:
             return ReadMessage(word, argument);
         case Type::Time:
-            if (const auto time = ParseTime(word)) {
+            if (const auto time = orvi_protocol::ParseMilliseconds(word)) {
                 argument.time = *time;
                 return std::nullopt;
             }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
@@ -15,7 +14,6 @@ namespace {
 
 constexpr char BLANKS[] = " \t\r";
 constexpr char TEXT_WORD[] = "text:";
-constexpr size_t LONGEST_TIME = 40;
 
 }  // namespace
 
@@ -64,42 +62,6 @@ std::string JoinWords(const std::vector<std::string>& words) {
         line += '"';
     }
     return line;
-}
-
-std::optional<std::chrono::milliseconds> ParseTime(const std::string& text) {
-    constexpr double MOST = 24.0 * 3600 * 1000;
-    // One number with its unit after another, the longer units first.
-    constexpr struct {
-        const char* unit;
-        double factor;
-    } UNITS[] = {{"h", 3600000}, {"m", 60000}, {"s", 1000}, {"ms", 1}};
-    constexpr char DIGITS[] = "0123456789";
-    if (text.empty() || text.size() > LONGEST_TIME) {
-        return std::nullopt;
-    }
-    double milliseconds = 0;
-    size_t next = 0;  // unit that may follow
-    for (size_t at = 0; at < text.size();) {
-        const size_t behind = std::min(text.find_first_not_of("0123456789.", at), text.size());
-        const size_t end = std::min(text.find_first_of(DIGITS, behind), text.size());
-        const std::string number = text.substr(at, behind - at);
-        const std::string unit = text.substr(behind, end - behind);
-        while (next < std::size(UNITS) && unit != UNITS[next].unit) {
-            ++next;
-        }
-        const size_t point = number.find('.');
-        const bool isNumber =
-            !number.empty() && number.front() != '.' && number.back() != '.' && point == number.rfind('.');
-        if (!isNumber || next == std::size(UNITS)) {
-            return std::nullopt;
-        }
-        milliseconds += std::strtod(number.c_str(), nullptr) * UNITS[next++].factor;
-        at = end;
-    }
-    if (milliseconds > MOST) {
-        return std::nullopt;
-    }
-    return std::chrono::milliseconds(std::lround(milliseconds));
 }
 
 std::optional<uint32_t> ParseTimeOfDay(const std::string& text) {

@@ -16,9 +16,6 @@ bool SplitLine(const std::string& line, std::vector<std::string>& words);
 // A line that SplitLine takes apart into the same words.
 std::string JoinWords(const std::vector<std::string>& words);
 
-// 500ms, 2s, 1.5m, 1h30m: at most a day.
-std::optional<std::chrono::milliseconds> ParseTime(const std::string& text);
-
 // 09:30 or 09:30:15 as the second of the day.
 std::optional<uint32_t> ParseTimeOfDay(const std::string& text);
 

@@ -12,6 +12,7 @@
 #include "directions/vocabulary.h"
 #include "directions/wanted.h"
 #include "directions/words.h"
+#include "duration.h"
 
 namespace orvi_sim {
 namespace {
@@ -103,7 +104,7 @@ class LineReader {
     }
 
     Reason ReadTime(const char* key, const Json& value, std::chrono::milliseconds& time) {
-        const auto read = value.is_string() ? ParseTime(value.get<std::string>()) : std::nullopt;
+        const auto read = value.is_string() ? orvi_protocol::ParseMilliseconds(value.get<std::string>()) : std::nullopt;
         if (!read) {
             return std::string(key) + ": " + Quote(value.dump()) +
                    R"( is no time up to a day, as "500ms", "2s" or "1m30s")";

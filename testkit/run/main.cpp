@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "directions/words.h"
+#include "duration.h"
 #include "family.h"
 #include "keeper.h"
 #include "scratch.h"
@@ -80,7 +81,7 @@ int ReadOrder(int argc, char** argv, Order& order) {
             return Complain(word + " has no use here: the service runs without a terminal beside COMMAND");
         }
     }
-    const auto limit = orvi_sim::ParseTime(timeout);
+    const auto limit = orvi_protocol::ParseMilliseconds(timeout);
     if (!limit) {
         return Complain("--timeout: '" + timeout + "' is no time up to a day, as 500ms, 30s or 2m");
     }

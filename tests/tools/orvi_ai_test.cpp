@@ -134,6 +134,8 @@ TEST_F(OrviAiTest, EveryCommandDoesWhatItSays) {
         {"wait checkin.arrival now", 2, "'now' is no FIELD=VALUE"},
         {"sleep 0ms", 0, ""},
         {"sleep long", 2, "'long' is no time"},
+        {"sleep 100us", 2, "'100us' is no time"},
+        {"sleep 1s30m", 2, "'1s30m' is no time"},
         {"watch --for 1y", 2, "'1y' is no time"},
         {"watch --for 0x10s", 2, "'0x10s' is no time"},
         {"watch --for 1.5.2s", 2, "'1.5.2s' is no time"},

@@ -147,7 +147,7 @@ void AddField(CLI::App& app, const Command& command, const Field& field, Target&
 }
 
 std::string CheckTime(std::string& text) {
-    return ParseTime(text) ? "" : "'" + text + "' is no time: 500ms, 2s, 1m";
+    return ParseTime(text) ? "" : "'" + text + "' is no time: 500ms, 2s, 1m30s";
 }
 
 void AddTime(CLI::App& app, const char* name, std::optional<std::chrono::milliseconds>& time, const char* help) {

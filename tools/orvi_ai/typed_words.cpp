@@ -1,10 +1,10 @@
 #include "typed_words.h"
 
 #include <algorithm>
-#include <cmath>
-#include <cstdlib>
 #include <numeric>
 #include <string_view>
+
+#include "duration.h"
 
 namespace orvi_ai {
 namespace {
@@ -62,19 +62,8 @@ bool SplitLine(const std::string& line, std::vector<std::string>& words) {
 }
 
 std::optional<std::chrono::milliseconds> ParseTime(const std::string& text) {
-    // No sign, blank, exponent or hexadecimal digit, which strtod() takes too.
-    const size_t end = std::min(text.find_first_not_of("0123456789."), text.size());
-    const std::string digits = text.substr(0, end);
-    const std::string unit = text.substr(end);
-    const bool isNumber = digits.find_first_of("0123456789") == 0 && digits.find('.') == digits.rfind('.');
-    const double number = isNumber ? std::strtod(digits.c_str(), nullptr) : 0;
-    const double factor = unit == "ms" ? 1 : unit == "s" || unit.empty() ? 1000 : unit == "m" ? 60000 : 0;
-    const double milliseconds = number * factor;
-    constexpr double MOST = 24.0 * 3600 * 1000;
-    if (!isNumber || factor == 0 || !(milliseconds >= 0 && milliseconds <= MOST)) {
-        return std::nullopt;
-    }
-    return std::chrono::milliseconds(std::lround(milliseconds));
+    const bool isBare = !text.empty() && text.find_first_not_of("0123456789.") == std::string::npos;
+    return orvi_protocol::ParseMilliseconds(isBare ? text + "s" : text);
 }
 
 std::string Suggestion(const std::string& word, const std::vector<std::string>& known) {

@@ -12,7 +12,7 @@ namespace orvi_ai {
 // "say 'good morning'" to two words. False when a quote has no end.
 bool SplitLine(const std::string& line, std::vector<std::string>& words);
 
-// 500ms, 2s, 1.5m; without a unit seconds. At most a day.
+// 500ms, 2s, 1m30s; a number without a unit is seconds. At most a day.
 std::optional<std::chrono::milliseconds> ParseTime(const std::string& text);
 
 // "; did you mean --conference?" when a word is the beginning of a known one or much like it, else nothing.

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "commands.h"
+#include "duration.h"
 #include "standard_streams.h"
 
 namespace orvi_bus_tool {
@@ -37,17 +38,20 @@ int Flushed(int result) {
 namespace {
 
 std::string IsTime(const std::string& text) {
-    return ParseMilliseconds(text) ? "" : "'" + text + "' is no time, as 500us, 50ms or 2s";
+    return orvi_protocol::ParseDuration(text) ? "" : "'" + text + "' is no time, as 500us, 50ms or 1m30s";
 }
 
 std::string IsSomeTime(const std::string& text) {
-    return IsTime(text).empty() && *ParseMilliseconds(text) == 0 ? "'" + text + "' is no time at all" : IsTime(text);
+    return IsTime(text).empty() && orvi_protocol::ParseDuration(text)->count() == 0 ? "'" + text + "' is no time at all"
+                                                                                    : IsTime(text);
 }
 
 void AddTime(CLI::App& app, const char* name, double& milliseconds, const char* help,
              std::string (*check)(const std::string&) = IsSomeTime) {
     app.add_option_function<std::string>(
-           name, [&milliseconds](const std::string& text) { milliseconds = *ParseMilliseconds(text); }, help)
+           name,
+           [&milliseconds](const std::string& text) { milliseconds = orvi_protocol::ParseDuration(text)->count(); },
+           help)
         ->type_name("TIME")
         ->check(check);
 }

@@ -88,16 +88,6 @@ std::string WhatIsWrongWith(const std::string& pattern) {
     return isName || isId ? "" : "there is no message '" + pattern + "'; orvi-ai messages lists them";
 }
 
-std::optional<double> ParseMilliseconds(const std::string& text) {
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    const std::string unit = end;
-    const double factor = unit == "us" ? 0.001 : unit == "ms" ? 1 : unit == "s" ? 1000 : unit == "m" ? 60000 : 0;
-    const bool isNumber =
-        !text.empty() && text[0] >= '0' && text[0] <= '9' && factor != 0 && number * factor <= 86400000;
-    return isNumber ? std::optional(number * factor) : std::nullopt;
-}
-
 bool Filter::WantsRecord(const TrafficRecord& record) const {
     return (process.empty() || record.from == process || record.to == process) &&
            (messages.empty() || std::any_of(messages.begin(), messages.end(),

@@ -3,7 +3,6 @@
 #define ORVI_BUS_TOOL_SHOW_H
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,9 +30,6 @@ std::string LineOf(const Exchange& exchange, const Display& display, int64_t sta
 
 // What is wrong with a pattern of Filter::messages; empty: nothing.
 std::string WhatIsWrongWith(const std::string& pattern);
-
-// A time as a person writes it, 50ms.
-std::optional<double> ParseMilliseconds(const std::string& text);
 
 }  // namespace orvi_bus_tool
 
