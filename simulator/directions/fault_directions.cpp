@@ -163,10 +163,8 @@ Outcome FaultDirections::Refuse(const Arguments& arguments) {
 }
 
 Outcome FaultDirections::Reply(const Arguments& arguments) {
-    const orvi_protocol::Message* const message = arguments[0].message;
     Payload given;
-    if (const auto reason =
-            ReadPayload(message != nullptr ? message->reply : nullptr, arguments[1].words, true, given)) {
+    if (const auto reason = ReadReply(arguments[0], arguments[1].words, given)) {
         return Refused(*reason);
     }
     return Arm(arguments, FaultPart::Answer, [&given](Fault& fault) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <sstream>
 
-#include "directions/vocabulary.h"
 #include "service/events.h"
 #include "value.h"
 
@@ -48,8 +47,8 @@ std::optional<std::string> ReadSettings(const orvi_protocol::Record* record, con
     return std::nullopt;
 }
 
-}  // namespace
-
+// A payload from words as payload.h reads them, "none" for no payload; or from FIELD=VALUE words as the record has
+// them, within their bounds unless it is raw. The reason when it cannot be read.
 std::optional<std::string> ReadPayload(const orvi_protocol::Record* record, const std::vector<std::string>& words,
                                        bool isRaw, Payload& payload) {
     const auto settings = std::count_if(words.begin(), words.end(), IsSetting);
@@ -65,7 +64,7 @@ std::optional<std::string> ReadPayload(const orvi_protocol::Record* record, cons
     return ReadSettings(record, words, isRaw, payload);
 }
 
-std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>& words, bool isRaw, Payload& payload) {
+std::optional<std::string> ReadEvent(uint32_t id, const std::vector<std::string>& words, bool isRaw, Payload& payload) {
     const EventRow* const row = FindEvent(id);
     if (row == nullptr && !isRaw) {
         return "the service sends no such message, see events; with --raw it is sent all the same";
@@ -83,6 +82,20 @@ std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>&
         return std::string(row->name) + ": " + reason + "; with --raw it is sent all the same";
     }
     return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> ReadReply(const Argument& message, const std::vector<std::string>& words, Payload& payload) {
+    return ReadPayload(message.message != nullptr ? message.message->reply : nullptr, words, true, payload);
+}
+
+std::optional<std::string> ReadPush(const Argument& message, const std::vector<std::string>& words, bool isRaw,
+                                    Payload& payload) {
+    if (message.message != nullptr && !message.isEvent && message.message->name == message.text) {
+        return message.text + " is what applications send; see messages for the events";
+    }
+    return ReadEvent(message.number, words, isRaw, payload);
 }
 
 std::optional<ScheduledPush> ParseScheduledPush(const std::string& text, std::string& error) {
@@ -113,7 +126,7 @@ std::optional<ScheduledPush> ParseScheduledPush(const std::string& text, std::st
         return std::nullopt;
     }
     ScheduledPush push{*id, {}, std::chrono::milliseconds(delayMs)};
-    if (const auto reason = ReadPush(*id, words, false, push.payload)) {
+    if (const auto reason = ReadEvent(*id, words, false, push.payload)) {
         error = *reason;
         return std::nullopt;
     }

@@ -8,19 +8,18 @@
 #include <string>
 #include <vector>
 
+#include "directions/vocabulary.h"
 #include "payload.h"
-#include "record.h"
 
 namespace orvi_sim {
 
-// A payload from words as payload.h reads them, "none" for no payload; or from FIELD=VALUE words as the record has
-// them, within their bounds unless it is raw. The reason when it cannot be read.
-std::optional<std::string> ReadPayload(const orvi_protocol::Record* record, const std::vector<std::string>& words,
-                                       bool isRaw, Payload& payload);
+// What `reply` is to answer a message with, as raw as it is given.
+std::optional<std::string> ReadReply(const Argument& message, const std::vector<std::string>& words, Payload& payload);
 
 // An event's payload; without words a plain one of the usual length. One that an application could not trust is refused
 // unless it is raw.
-std::optional<std::string> ReadPush(uint32_t id, const std::vector<std::string>& words, bool isRaw, Payload& payload);
+std::optional<std::string> ReadPush(const Argument& message, const std::vector<std::string>& words, bool isRaw,
+                                    Payload& payload);
 
 // A message that the command line asks for: sent to each application some time after it has announced itself.
 struct ScheduledPush {

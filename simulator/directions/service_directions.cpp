@@ -94,12 +94,8 @@ std::vector<Direction> ServiceDirections::OffStage() {
 
 Outcome ServiceDirections::Push(const Arguments& arguments) {
     const Argument& message = arguments[0];
-    if (message.message != nullptr && !message.isEvent && message.message->name == message.text) {
-        return Refused(message.text + " is what applications send; see messages for the events");
-    }
     Payload payload;
-    if (const auto reason =
-            ReadPush(message.number, arguments[1].words, arguments.Option("--raw") != nullptr, payload)) {
+    if (const auto reason = ReadPush(message, arguments[1].words, arguments.Option("--raw") != nullptr, payload)) {
         return Refused(*reason);
     }
     const Argument* const app = arguments.Option("--app");

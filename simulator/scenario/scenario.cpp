@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "directions/pushes.h"
 #include "directions/vocabulary.h"
 #include "directions/wanted.h"
 #include "directions/words.h"
@@ -184,15 +185,27 @@ class LineReader {
         if (auto reason = ReadArguments(*row, words, count, arguments)) {
             return reason;
         }
-        std::vector<Wanted> ignored;
-        const bool isExpected = row->name == std::string("expect") || row->name == std::string("expect no");
-        if (isExpected && !arguments[0].isEvent && arguments[0].message != nullptr) {
-            if (auto reason = ReadWanted(*arguments[0].message, arguments[1].words, ignored)) {
-                return reason;
-            }
+        if (auto reason = CheckFields(row->name, arguments)) {
+            return reason;
         }
         direction = JoinWords(words);
         return std::nullopt;
+    }
+
+    // The fields and bytes behind a message, which are read when the direction is performed.
+    static Reason CheckFields(const std::string& direction, const Arguments& arguments) {
+        std::vector<Wanted> wanted;
+        Payload payload;
+        if (direction == "push") {
+            return ReadPush(arguments[0], arguments[1].words, arguments.Option("--raw") != nullptr, payload);
+        }
+        if (direction == "reply") {
+            return ReadReply(arguments[0], arguments[1].words, payload);
+        }
+        const bool isExpected = direction == "expect" || direction == "expect no";
+        return isExpected && !arguments[0].isEvent && arguments[0].message != nullptr
+                   ? ReadWanted(*arguments[0].message, arguments[1].words, wanted)
+                   : std::nullopt;
     }
 
     static Reason ReadValue(const Parameter& parameter, const std::string& key, const Json& value, Words& words) {

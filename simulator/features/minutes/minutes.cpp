@@ -9,16 +9,16 @@ namespace orvi_sim {
 namespace {
 
 constexpr uint32_t CONFERENCE_ID = ADDRESS_LENGTH + offsetof(OrviSimMinutesConference, confId);
-constexpr uint32_t START_LENGTH = ADDRESS_LENGTH + sizeof(OrviSimMinutesConference);
-static_assert(START_LENGTH == 1196);
+constexpr uint32_t MINUTES_START_LENGTH = ADDRESS_LENGTH + sizeof(OrviSimMinutesConference);
+static_assert(MINUTES_START_LENGTH == 1196);
 
 }  // namespace
 
 RequestTable Minutes::Requests() const {
     static const RequestRow ROWS[] = {
         // id, name, task, shortest, longest, reply, address, told, handler
-        {0x600035, "minutes start", TASK_INTERFACE, START_LENGTH, START_LENGTH, VERDICT, true, Told::Nobody,
-         HandledBy(&Minutes::Start)},
+        {0x600035, "minutes start", TASK_INTERFACE, MINUTES_START_LENGTH, MINUTES_START_LENGTH, VERDICT, true,
+         Told::Nobody, HandledBy(&Minutes::Start)},
         {0x600036, "minutes stop", TASK_INTERFACE, 0, 0, VERDICT, false, Told::Nobody, HandledBy(&Minutes::Stop)},
     };
     return {ROWS, std::size(ROWS)};
