@@ -66,8 +66,10 @@ bool LockRecord(const Fd& file) {
 
 Held IsHeld(const Fd& file, pid_t* pid) {
     struct flock lock = LockOf(F_RDLCK);
-    if (fcntl(file.Get(), F_GETLK, &lock) != 0) {
-        return Held::kUnknown;
+    while (fcntl(file.Get(), F_GETLK, &lock) != 0) {
+        if (errno != EINTR) {
+            return Held::kUnknown;
+        }
     }
     *pid = lock.l_type == F_UNLCK ? 0 : std::max<pid_t>(lock.l_pid, 0);
     return lock.l_type == F_UNLCK ? Held::kNo : Held::kYes;

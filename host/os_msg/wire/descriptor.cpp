@@ -91,7 +91,7 @@ class Registry {
 }  // namespace
 
 bool IsShortage(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS || error == ENOLCK;
 }
 
 bool InForkedChild() {
@@ -131,7 +131,13 @@ Fd Fd::Accept(int listener) {
 }
 
 Fd Fd::Open(const char* path, int flags, mode_t mode) {
-    return Fd(Registry::Get().Add([&] { return open(path, flags | O_CLOEXEC, mode); }));
+    return Fd(Registry::Get().Add([&] {
+        int fd = -1;
+        do {
+            fd = open(path, flags | O_CLOEXEC, mode);
+        } while (fd < 0 && errno == EINTR);
+        return fd;
+    }));
 }
 
 Fd Fd::Epoll() {

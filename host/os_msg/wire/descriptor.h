@@ -40,7 +40,7 @@ class Fd {
     int fd_ = -1;
 };
 
-// What the errno says is that descriptors or memory ran out: tried again later, the same may succeed.
+// What the errno says is that descriptors, memory or locks ran out: tried again later, the same may succeed.
 bool IsShortage(int error);
 
 // True in a child whose parent had descriptors here when it forked: it was on the bus. In such a child other threads'
