@@ -245,7 +245,7 @@ function drawTalk(w) {
   const a = room.assistant, m = room.model;
   setText('assistant-state', (w.assistant || '') + (w.microphone === 'off' ? ', microphone off' : ''));
   talk('assistant', [['heard', a.heard], ['says', a.spoken], ['card', a.card], ['choices', a.choices.join(' · ')], ['error', a.error]]);
-  setText('model-state', m.result);
+  setText('model-state', m.result || 'not asked');
   talk('model', [['asked', m.question], ['answers', m.answer]]);
   setText('minutes-state', w.minutes && w.minutes !== 'none' ? `of ${w.minutes}` : 'not kept');
 }
