@@ -195,7 +195,7 @@ class Test:
         self.room.direct("say", "computer")
         self.await_that("the scene", lambda: self.browser.execute_script(
             "const box = document.querySelector('#camera .box'); return box && +box.getAttribute('x') < 500"))
-        self.browser.set_window_size(1120, 820)
+        self.browser.set_window_size(1120, 960)
         self.browser.execute_script("scrollTo(0, 0)")
         self.browser.save_screenshot(str(self.pictures / "room.png"))  # the one of the README
         self.room.direct("refuse", "lock.state", "busy")

@@ -213,7 +213,7 @@ function drawCaptions(w) {
 const photos = new Map(); // one element for each photo, so that it is fetched once
 function drawPeople(w) {
   const people = room.state.people, present = people.filter((one) => one.present).length;
-  setText('checkin-state', `${w['check-in'] || 'off'}${people.length ? `, ${present} of ${people.length} present` : ''}`);
+  setText('checkin-state', `${w['check-in'] || 'off'}${people.length ? `, ${present} of ${people.length} here` : ''}`);
   $('checkin-bar').style.width = people.length ? `${100 * present / people.length}%` : '0';
   const list = [...people].sort((a, b) => Number(b.present) - Number(a.present));
   keep($('people'), list.map((one) => [JSON.stringify(one), () => {
