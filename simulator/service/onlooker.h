@@ -22,8 +22,10 @@ class Onlooker {
     virtual void Directed(Time at, const std::string& line) = 0;
 
     // With its ending, "answered", "refused busy", "taken" of a one-way message; or "unanswered", and maybe once more when
-    // it ends otherwise. `hasFault`: as somebody has directed.
-    virtual void Asked(Time at, const Request& request, const std::string& ending, bool hasFault) = 0;
+    // it ends otherwise. `hasFault`: as somebody has directed. `reply`: what leaves as its reply, null for none and for one
+    // without data; it lasts as long as the call.
+    virtual void Asked(Time at, const Request& request, const std::string& ending, bool hasFault,
+                       const Payload* reply) = 0;
 
     // `ending` is empty, or "lost" of an event that nobody gets.
     virtual void Told(Time at, const ApplicationId& application, uint32_t id, const SharedPayload& payload,

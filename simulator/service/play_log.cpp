@@ -82,7 +82,8 @@ void PlayLog::Directed(Time at, const std::string& line) {
     }
 }
 
-void PlayLog::Asked(Time at, const Request& request, const std::string& ending, bool /*hasFault*/) {
+void PlayLog::Asked(Time at, const Request& request, const std::string& ending, bool /*hasFault*/,
+                    const Payload* /*reply*/) {
     const orvi_protocol::Message* const message = orvi_protocol::FindMessage(request.id, true);
     if (!IsOpen() || (message != nullptr && message->name.rfind("app.", 0) == 0)) {
         return;

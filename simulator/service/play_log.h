@@ -35,7 +35,8 @@ class PlayLog : public Onlooker {
     bool IsBroken() const { return isBroken_; }  // it lacks what came last
 
     void Directed(Time at, const std::string& line) override;
-    void Asked(Time at, const Request& request, const std::string& ending, bool hasFault) override;
+    void Asked(Time at, const Request& request, const std::string& ending, bool hasFault,
+               const Payload* reply) override;
     void Told(Time at, const ApplicationId& application, uint32_t id, const SharedPayload& payload,
               const char* ending) override;
 

@@ -232,7 +232,7 @@ void Service::Take(const TagMsgBlock& message) {
         Serve(std::move(incoming));
         return;
     }
-    Note(incoming, UNANSWERED);
+    Note(incoming, UNANSWERED, nullptr);
     if (message.data != nullptr) {
         const auto* const bytes = static_cast<const uint8_t*>(message.data);
         incoming.kept.assign(bytes, bytes + message.dataLen);
@@ -384,7 +384,7 @@ void Service::Serve(Incoming incoming) {
                request.length);
     const bool isDropped = request.wantsReply && AtFaultPoint(FaultPoint::AcceptedRequest) == orvi_bus::Fault::kDrop;
     if (incoming.fault.isLost || isDropped || incoming.fault.crash == Fault::Crash::Before) {
-        Note(incoming, UNANSWERED);
+        Note(incoming, UNANSWERED, nullptr);
         if (incoming.fault.crash == Fault::Crash::Before) {
             Log("crash, as told");
             Die();
@@ -415,9 +415,10 @@ void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& 
             entry->feature->OnRefused(request, answer.Reason());
         }
     }
-    Note(incoming, EndingOf(request, answer));
+    std::optional<Payload> reply = ReplyOf(incoming, entry, answer);
+    Note(incoming, EndingOf(request, answer), reply ? &*reply : nullptr);
     if (request.wantsReply) {
-        Reply(incoming, entry, answer);
+        Reply(incoming.block, std::move(reply));
     }
     if (entry != nullptr) {
         TellVerdict(*entry->row, request, incoming.fault, answer);
@@ -425,9 +426,9 @@ void Service::Handle(Incoming& incoming, const Entry* entry, const std::string& 
     inRequest.End();
 }
 
-void Service::Note(Incoming& incoming, const std::string& ending) {
+void Service::Note(Incoming& incoming, const std::string& ending, const Payload* reply) {
     const Request request = incoming.AsRequest();
-    stage_.Show(&Onlooker::Asked, request, ending, incoming.fault.IsAny());
+    stage_.Show(&Onlooker::Asked, request, ending, incoming.fault.IsAny(), reply);
     if (incoming.number == 0) {
         if (listener_ != nullptr) {
             listener_->OnAsked(request);
@@ -455,33 +456,40 @@ void Service::LogRefusal(const Incoming& incoming, const Entry* entry, const std
         sender.c_str(), reason.c_str());
 }
 
-void Service::Reply(const Incoming& incoming, const Entry* entry, const Answer& answer) {
-    static const uint8_t nothing = 0;  // a reply of length 0 needs an address
-    const TagMsgBlock& block = incoming.block;
+// Nothing for a one-way message, and for a reply without data.
+std::optional<Payload> Service::ReplyOf(const Incoming& incoming, const Entry* entry, const Answer& answer) {
+    const Request request = incoming.AsRequest();
+    if (!request.wantsReply || answer.HasNoData()) {
+        return std::nullopt;
+    }
     Payload reply = answer.Reply();
     if (answer.IsRefused()) {
-        reply = entry != nullptr ? RefusalOf(*entry->row, incoming.AsRequest(), answer.Verdict())
-                                 : Payload{answer.Verdict()};
+        reply = entry != nullptr ? RefusalOf(*entry->row, request, answer.Verdict()) : Payload{answer.Verdict()};
     }
     incoming.fault.Resize(reply);
+    return reply;
+}
+
+void Service::Reply(const TagMsgBlock& block, std::optional<Payload> reply) {
+    static const uint8_t nothing = 0;  // a reply of length 0 needs an address
     const orvi_bus::Fault fault = AtFaultPoint(FaultPoint::BeforeReply);
     if (fault == orvi_bus::Fault::kDrop) {
         return;
     }
-    if (fault == orvi_bus::Fault::kTruncate) {
-        reply.resize(reply.size() / 2);
-    } else if (fault == orvi_bus::Fault::kCorrupt && !reply.empty()) {
-        reply.front() = static_cast<uint8_t>(~reply.front());
+    if (reply && fault == orvi_bus::Fault::kTruncate) {
+        reply->resize(reply->size() / 2);
+    } else if (reply && fault == orvi_bus::Fault::kCorrupt && !reply->empty()) {
+        reply->front() = static_cast<uint8_t>(~reply->front());
     }
-    const int result = answer.HasNoData() ? OrviHostMsgReply(&block, nullptr, 0)
-                                          : OrviHostMsgReply(&block, reply.empty() ? &nothing : reply.data(),
-                                                             static_cast<uint32_t>(reply.size()));
+    const int result = !reply ? OrviHostMsgReply(&block, nullptr, 0)
+                              : OrviHostMsgReply(&block, reply->empty() ? &nothing : reply->data(),
+                                                 static_cast<uint32_t>(reply->size()));
     if (result != 0) {
         Log("reply to %#x not sent: the bus says %d", block.msgId, result);
-    } else if (answer.HasNoData()) {
+    } else if (!reply) {
         LogVerbose("reply to %#x without data", block.msgId);
     } else {
-        LogVerbose("reply to %#x, %zu bytes", block.msgId, reply.size());
+        LogVerbose("reply to %#x, %zu bytes", block.msgId, reply->size());
     }
     (void)AtFaultPoint(FaultPoint::AfterReply);
 }

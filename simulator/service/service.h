@@ -3,6 +3,7 @@
 #define ORVI_SIM_SERVICE_SERVICE_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -82,10 +83,11 @@ class Service {
     std::string FaultOfForm(const Request& request, const Entry* entry, const std::string& task) const;
     Answer Decide(const Request& request, const Entry* entry, const std::string& task, const Fault& fault);
     void LearnTask(const Request& request, const Entry* entry);
-    void Note(Incoming& incoming, const std::string& ending);
+    void Note(Incoming& incoming, const std::string& ending, const Payload* reply);
     static std::string EndingOf(const Request& request, const Answer& answer);
     static void LogRefusal(const Incoming& incoming, const Entry* entry, const std::string& reason);
-    static void Reply(const Incoming& incoming, const Entry* entry, const Answer& answer);
+    static std::optional<Payload> ReplyOf(const Incoming& incoming, const Entry* entry, const Answer& answer);
+    static void Reply(const TagMsgBlock& block, std::optional<Payload> reply);
     void TellVerdict(const RequestRow& row, const Request& request, const Fault& fault, const Answer& answer);
     void RunLoop(const char* task);
 

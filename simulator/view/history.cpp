@@ -18,10 +18,15 @@ std::string IdText(uint32_t id) {
     return text;
 }
 
+SharedPayload Kept(const uint8_t* bytes, size_t length) {
+    return std::make_shared<const Payload>(bytes, bytes + std::min(length, History::LONGEST_KEPT));
+}
+
 }  // namespace
 
 std::string ToJson(const Happening& happening) {
     using orvi_protocol::JsonString;
+    using orvi_protocol::ToJson;
     std::string json = "{\"n\":" + std::to_string(happening.number) + ",\"at\":" + std::to_string(happening.at.count());
     if (happening.kind == Happening::Kind::Directed) {
         return json + ",\"kind\":\"directed\",\"line\":" + JsonString(happening.text) + "}";
@@ -33,41 +38,55 @@ std::string ToJson(const Happening& happening) {
             ",\"app\":" + JsonString(happening.application) + ",\"bytes\":" + std::to_string(happening.length) +
             ",\"ending\":" + JsonString(happening.text) + (happening.hasFault ? ",\"fault\":true" : "");
     if (message != nullptr && happening.payload != nullptr) {
-        json +=
-            ",\"fields\":" +
-            orvi_protocol::ToJson(
-                orvi_protocol::Decode(message->payload, happening.payload->data(), happening.payload->size()), SHOWN);
+        json += ",\"fields\":" +
+                ToJson(orvi_protocol::Decode(message->payload, happening.payload->data(), happening.payload->size()),
+                       SHOWN);
+    }
+    if (happening.reply != nullptr) {
+        json += ",\"replyBytes\":" + std::to_string(happening.replyLength);
+        if (message != nullptr) {
+            json +=
+                ",\"reply\":" +
+                ToJson(orvi_protocol::DecodeReply(*message, happening.reply->data(), happening.reply->size()), SHOWN);
+        }
     }
     return json + "}";
 }
 
 void History::Directed(Time at, const std::string& line) {
-    Add({0, Happening::Kind::Directed, false, 0, at, {}, line.substr(0, LONGEST_KEPT), nullptr, line.size()});
+    Add({0,
+         Happening::Kind::Directed,
+         false,
+         0,
+         at,
+         {},
+         line.substr(0, LONGEST_KEPT),
+         nullptr,
+         line.size(),
+         nullptr,
+         0});
 }
 
-void History::Asked(Time at, const Request& request, const std::string& ending, bool hasFault) {
-    SharedPayload kept;
-    if (request.length != 0) {
-        kept = std::make_shared<const Payload>(request.data,
-                                               request.data + std::min<size_t>(request.length, LONGEST_KEPT));
-    }
-    Add({0, Happening::Kind::Asked, hasFault, request.id, at, request.sender.process, ending, kept, request.length});
+void History::Asked(Time at, const Request& request, const std::string& ending, bool hasFault, const Payload* reply) {
+    const bool hasReply = reply != nullptr;
+    Add({0, Happening::Kind::Asked, hasFault, request.id, at, request.sender.process, ending,
+         request.length != 0 ? Kept(request.data, request.length) : nullptr, request.length,
+         hasReply ? Kept(reply->data(), reply->size()) : nullptr, hasReply ? reply->size() : 0});
 }
 
 void History::Told(Time at, const ApplicationId& application, uint32_t id, const SharedPayload& payload,
                    const char* ending) {
     const bool isLost = *ending != '\0';
-    const SharedPayload kept = payload->size() <= LONGEST_KEPT
-                                   ? payload
-                                   : std::make_shared<const Payload>(payload->begin(), payload->begin() + LONGEST_KEPT);
-    Add({0, Happening::Kind::Told, isLost, id, at, application.process, ending, kept, payload->size()});
+    const SharedPayload kept = payload->size() <= LONGEST_KEPT ? payload : Kept(payload->data(), payload->size());
+    Add({0, Happening::Kind::Told, isLost, id, at, application.process, ending, kept, payload->size(), nullptr, 0});
 }
 
 void History::Add(Happening happening) {
     const bool isAsked = happening.kind == Happening::Kind::Asked;
     const bool isKnown = orvi_protocol::FindMessage(happening.id, isAsked) != nullptr;
     const auto bytes = [](const Happening& one) {
-        return sizeof(one) + one.text.size() + (one.payload != nullptr ? one.payload->size() : 0);
+        return sizeof(one) + one.text.size() + (one.payload != nullptr ? one.payload->size() : 0) +
+               (one.reply != nullptr ? one.reply->size() : 0);
     };
     const std::lock_guard<std::mutex> lock(mutex_);
     happening.number = last_ + 1;

@@ -27,9 +27,11 @@ struct Happening {
     std::string text;         // the line of a direction; the ending of the others
     SharedPayload payload;    // its first LONGEST_KEPT bytes; null for none
     size_t length;            // of all of it
+    SharedPayload reply;      // likewise; null for none
+    size_t replyLength;
 };
 
-// {"n":12,"at":1234,"kind":"asked","name":"caption.start","app":"ai_vpp7","fields":{...},"ending":"answered"}
+// {"n":12,"at":1234,"kind":"asked","name":"caption.start","app":"ai_vpp7","fields":{...},"ending":"answered","reply":{...}}
 std::string ToJson(const Happening& happening);
 
 // Any thread; nothing waits.
@@ -41,7 +43,8 @@ class History : public Onlooker {
     static constexpr size_t LONGEST_KEPT = 32U << 10;
 
     void Directed(Time at, const std::string& line) override;
-    void Asked(Time at, const Request& request, const std::string& ending, bool hasFault) override;
+    void Asked(Time at, const Request& request, const std::string& ending, bool hasFault,
+               const Payload* reply) override;
     void Told(Time at, const ApplicationId& application, uint32_t id, const SharedPayload& payload,
               const char* ending) override;
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """The page in a browser without a window: the shipped meeting is played, and what the page shows is compared with what
-the service says at five moments; then a direction is done by hand, a fault shows, the service ends, and its session is
-looked at as a file.
+the service says at five moments; then a direction is done by hand, a fault shows, all is reached with the keyboard, the
+service ends, and its session is looked at as a file.
 
     browser_test.py BIN_DIR SOURCE_DIR PICTURES_DIR
 
@@ -21,12 +21,40 @@ try:
     from selenium.webdriver.chrome.options import Options
     from selenium.webdriver.chrome.service import Service
     from selenium.webdriver.common.by import By
+    from selenium.webdriver.common.keys import Keys
     from selenium.webdriver.support.ui import Select
 except ImportError:
     print("skipped: there is no Selenium")
     sys.exit(77)
 
 PATIENCE = 60  # seconds for whatever is to come
+
+# The texts of the page that are fainter than 4.5 to 1 before what is behind them.
+FAINT = """
+    const numbers = (colour) => { const [r, g, b, a = 1] = colour.match(/[\\d.]+/g).map(Number); return [r, g, b, a]; };
+    const over = ([r, g, b, a], below) => [r, g, b].map((one, i) => one * a + below[i] * (1 - a));
+    const light = (colour) => colour.map((one) => one / 255)
+      .map((one) => (one <= .04045 ? one / 12.92 : ((one + .055) / 1.055) ** 2.4))
+      .reduce((sum, one, i) => sum + one * [.2126, .7152, .0722][i], 0);
+    const behind = (element) => (element ? over(numbers(getComputedStyle(element).backgroundColor), behind(element.parentElement))
+      : [255, 255, 255]);
+    const faint = [], walk = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+    while (walk.nextNode()) {
+      const element = walk.currentNode.parentElement, text = walk.currentNode.data.trim();
+      if (!text || element.tagName === 'OPTION' || !element.checkVisibility() || element.namespaceURI.endsWith('svg')) continue;
+      const below = behind(element), lights = [light(over(numbers(getComputedStyle(element).color), below)), light(below)];
+      const ratio = (Math.max(...lights) + .05) / (Math.min(...lights) + .05);
+      if (ratio < 4.5) faint.push(`${text}: ${ratio.toFixed(2)}`);
+    }
+    return faint;"""
+
+# What has the focus: how it is called, and whether a person sees it and that it has it.
+FOCUSED = """
+    const one = document.activeElement, box = one.getBoundingClientRect(), label = one.labels && one.labels[0];
+    const at = document.elementFromPoint(box.left + box.width / 2, box.top + Math.min(box.height / 2, 8));
+    return one === document.body ? null : {
+      name: one.getAttribute('aria-label') || (label ? label.textContent : one.textContent).trim(),
+      isSeen: Boolean(at) && (one.contains(at) || at.contains(one)) && getComputedStyle(one).outlineStyle === 'solid' };"""
 
 
 def start_browser(profile):
@@ -167,7 +195,7 @@ class Test:
         self.room.direct("say", "computer")
         self.await_that("the scene", lambda: self.browser.execute_script(
             "const box = document.querySelector('#camera .box'); return box && +box.getAttribute('x') < 500"))
-        self.browser.set_window_size(1120, 820)
+        self.browser.set_window_size(1120, 960)
         self.browser.execute_script("scrollTo(0, 0)")
         self.browser.save_screenshot(str(self.pictures / "room.png"))  # the one of the README
         self.room.direct("refuse", "lock.state", "busy")
@@ -179,6 +207,36 @@ class Test:
         self.picture()
         application.stdin.close()
         application.wait(PATIENCE)
+
+    def keyboard(self):
+        """Everything is reached with the keyboard, is seen and has a name; lists keep what stays while the room goes on."""
+        for width in (1240, 390):
+            self.browser.set_window_size(width, 880)
+            self.browser.execute_script("document.activeElement.blur(); scrollTo(0, 0)")
+            stops = []
+            while len(stops) < 100:
+                self.browser.switch_to.active_element.send_keys(Keys.TAB)
+                focused = self.browser.execute_script(FOCUSED)
+                if not focused:
+                    break
+                stops.append(focused)
+            assert {"Do it", "Copy"} <= {stop["name"] for stop in stops}, stops
+            assert all(stop["name"] and stop["isSeen"] for stop in stops), stops
+        for scheme in ("light", "dark"):
+            self.browser.execute_cdp_cmd("Emulation.setEmulatedMedia",
+                                         {"features": [{"name": "prefers-color-scheme", "value": scheme}]})
+            assert self.browser.execute_script(FAINT) == []
+        self.browser.execute_script("""
+            window.caption = document.querySelector('#captions li:last-child');
+            [...document.querySelectorAll('.messages button')].find((one) => one.textContent.startsWith('model.ask')).focus();""")
+        told = self.texts(".messages .told button")
+        self.room.direct("service", "status", "3")
+        self.await_that("the status", lambda: self.texts(".messages .told button") != told)
+        assert self.browser.execute_script("return caption.isConnected"), "the captions were read to somebody once more"
+        self.browser.switch_to.active_element.send_keys(Keys.ENTER)
+        self.await_that("the reply", lambda: "The reply" in self.text("detail"))
+        self.browser.switch_to.active_element.send_keys(Keys.ESCAPE)
+        assert self.browser.switch_to.active_element.text.startswith("model.ask")
 
     def second_page(self, address):
         first = self.browser.current_window_handle
@@ -235,6 +293,7 @@ def main():
             assert address.startswith("http://127.0.0.1:"), address
             test.meeting(address)
             test.hands()
+            test.keyboard()
             test.second_page(address)
             test.end()
             test.recorded()

@@ -2,7 +2,8 @@
 // put into text nodes and attributes.
 
 const $ = (id) => document.getElementById(id);
-const MOST_CAPTIONS = 6, MOST_MESSAGES = 100, MOST_MARKS = 600, MOST_DIRECTED = 8, WINDOW_MS = 30000;
+const MOST_CAPTIONS = 6, MOST_MESSAGES = 100, MOST_MARKS = 600, MOST_DIRECTED = 8, WINDOW_MS = 30000,
+  MOST_SHOWN = { asked: 16, told: 8 };
 
 function make(name, text, className) {
   const element = document.createElement(name);
@@ -16,6 +17,23 @@ function shape(name, attributes, text) {
   for (const [key, value] of Object.entries(attributes)) element.setAttribute(key, value);
   if (text !== undefined) element.textContent = text;
   return element;
+}
+
+const kept = new WeakMap(); // the children of a list, by key
+
+// The list gets a child for each [key, build]. One whose key stays is left where it is: focus, a selection and what a
+// screen reader has read stay as they are while the room goes on.
+function keep(list, items) {
+  const had = kept.get(list) || new Map();
+  const has = new Map(items.map(([key, build]) => [key, had.get(key) || build()]));
+  kept.set(list, has);
+  for (const [key, element] of had) if (!has.has(key)) element.remove();
+  let at = list.firstChild;
+  for (const element of has.values()) {
+    if (element === at) at = at.nextSibling;
+    else list.insertBefore(element, at);
+  }
+  return has;
 }
 
 // --- What is known ---
@@ -88,11 +106,12 @@ function take(happening) {
   happening.isFault = isFault(happening);
   lane.marks.push(happening);
   if (lane.marks.length > MOST_MARKS) lane.marks.splice(0, lane.marks.length - MOST_MARKS);
-  // Those alike are one, which moves to the end.
-  const alike = `${happening.kind} ${happening.name} ${happening.ending}`;
-  const times = (lane.messages.get(alike) || { times: 0 }).times + 1;
-  lane.messages.delete(alike);
-  lane.messages.set(alike, { name: happening.name, kind: happening.kind, isFault: happening.isFault, times, latest: happening });
+  // Those alike are one, which moves to the end and keeps the place at which it is shown.
+  const key = `${happening.kind} ${happening.name} ${happening.ending}`;
+  const { times, first } = lane.messages.get(key) || { times: 0, first: happening.n };
+  lane.messages.delete(key);
+  lane.messages.set(key, { key, name: happening.name, kind: happening.kind, isFault: happening.isFault, first, times: times + 1,
+    latest: happening });
   if (lane.messages.size > MOST_MESSAGES) lane.messages.delete(lane.messages.keys().next().value);
   if (happening.kind === 'asked' && /^(answered|taken)/.test(happening.ending)) {
     if (OWNS[happening.name]) lane.owns.add(OWNS[happening.name]);
@@ -128,7 +147,8 @@ function roomMs() {
   return room.state.seconds * 1000 + since * paceNumber();
 }
 
-function setText(id, text) { if ($(id).textContent !== text) $(id).textContent = text; }
+function setIn(element, text) { if (element.textContent !== text) element.textContent = text; }
+function setText(id, text) { setIn($(id), text); }
 
 function drawHeader(w) {
   setText('clock', timeText(room.state.timeOfDay));
@@ -137,10 +157,10 @@ function drawHeader(w) {
   const chips = [['captions', w.captions], ['name plates', w.nameplate], ['face detection', Number(w.detectors) > 0 ? 'on' : 'off'],
     ['director', w.director], [w.lock && w.lock !== '0' ? 'locked' : 'unlocked', w.lock && w.lock !== '0' ? 'on' : ''],
     ...(w.microphone ? [['microphone', w.microphone]] : [])];
-  $('chips').replaceChildren(...chips.map(([name, state]) => {
+  keep($('chips'), chips.map(([name, state]) => [`${name} ${state}`, () => {
     const isOn = state === 'on';
     return make('li', isOn || !state ? name : `${name} ${state}`, isOn ? 'on' : '');
-  }));
+  }]));
 }
 
 function drawCamera(w) {
@@ -171,26 +191,32 @@ function drawCamera(w) {
   }
   $('camera').replaceChildren(...parts);
   $('camera').dataset.faces = String(faces.length);
-  setText('camera-text', !isDetecting ? 'No application looks for faces.'
+  setText('camera-text', !isDetecting ? 'No application has face detection on: what the camera sees is not looked at.'
     : `${faces.length === 1 ? 'One face' : `${faces.length} faces`}${w.director === 'on' ? '; the dashed frame is the director’s' : ''}.`);
 }
 
 function drawCaptions(w) {
   setText('captions-state', w.captions || '');
-  $('captions').replaceChildren(...[...room.captions.values()].map((line) => {
-    const item = make('li', undefined, line.final ? '' : 'partial');
-    item.append(make('span', line.speaker || 'somebody', 'speaker'), make('span', line.text));
+  const items = keep($('captions'), [...room.captions.keys()].map((number) => [number, () => {
+    const item = make('li');
+    item.append(make('span', '', 'speaker'), make('span'));
     return item;
-  }));
+  }]));
+  for (const [number, line] of room.captions) {
+    const item = items.get(number), [speaker, text] = item.children;
+    item.className = line.final ? '' : 'partial';
+    setIn(speaker, line.speaker || 'somebody');
+    setIn(text, line.text);
+  }
 }
 
 const photos = new Map(); // one element for each photo, so that it is fetched once
 function drawPeople(w) {
   const people = room.state.people, present = people.filter((one) => one.present).length;
-  setText('checkin-state', `${w['check-in'] || 'off'}${people.length ? `, ${present} of ${people.length}` : ''}`);
+  setText('checkin-state', `${w['check-in'] || 'off'}${people.length ? `, ${present} of ${people.length} here` : ''}`);
   $('checkin-bar').style.width = people.length ? `${100 * present / people.length}%` : '0';
   const list = [...people].sort((a, b) => Number(b.present) - Number(a.present));
-  $('people').replaceChildren(...list.map((one) => {
+  keep($('people'), list.map((one) => [JSON.stringify(one), () => {
     const item = make('li', undefined, one.present ? 'present' : '');
     let photo = make('i');
     if (one.present) {
@@ -206,18 +232,20 @@ function drawPeople(w) {
     item.append(photo, make('span', one.name, one.invited ? '' : 'guest'));
     item.setAttribute('aria-label', `${one.name}${one.invited ? '' : ', a guest'}, ${one.present ? 'present' : 'not here'}`);
     return item;
-  }));
+  }]));
 }
 
 function talk(id, rows) {
-  $(id).replaceChildren(...rows.filter(([, text]) => text).flatMap(([what, text]) => [make('dt', what), make('dd', text)]));
+  const said = rows.filter(([, text]) => text);
+  const items = keep($(id), said.flatMap(([what]) => [[`${what}?`, () => make('dt', what)], [what, () => make('dd')]]));
+  for (const [what, text] of said) setIn(items.get(what), text);
 }
 
 function drawTalk(w) {
   const a = room.assistant, m = room.model;
   setText('assistant-state', (w.assistant || '') + (w.microphone === 'off' ? ', microphone off' : ''));
   talk('assistant', [['heard', a.heard], ['says', a.spoken], ['card', a.card], ['choices', a.choices.join(' · ')], ['error', a.error]]);
-  setText('model-state', m.result);
+  setText('model-state', m.result || 'not asked');
   talk('model', [['asked', m.question], ['answers', m.answer]]);
   setText('minutes-state', w.minutes && w.minutes !== 'none' ? `of ${w.minutes}` : 'not kept');
 }
@@ -228,32 +256,68 @@ function messageText(group) {
   return `${group.name}${group.times > 1 ? ` × ${group.times}` : ''}${ending}`;
 }
 
-function showDetail(happening) {
-  const detail = $('detail');
+let shownBy = null; // the button whose message is shown
+
+function hideDetail() {
+  $('detail').hidden = true;
+  if (shownBy && shownBy.isConnected) shownBy.focus();
+}
+
+function showDetail(happening, button) {
+  shownBy = button || null;
+  const detail = $('detail'), isAsked = happening.kind === 'asked';
+  const close = make('button', 'Close', 'plain');
+  close.type = 'button';
+  close.addEventListener('click', hideDetail);
+  const ending = happening.ending + (happening.replyBytes !== undefined ? ` with ${bytesText(happening.replyBytes)}` : '');
   detail.hidden = false;
-  detail.replaceChildren(make('strong', `${happening.name} `),
-    make('span', `${happening.kind} ${happening.app} at ${atText(happening.at)}, ${happening.bytes} bytes${happening.ending ? `, ${happening.ending}` : ''}${happening.fault ? ', by a fault that was directed' : ''}`),
+  detail.replaceChildren(close, make('strong', happening.name),
+    make('p', `${isAsked ? `asked by ${happening.app}` : `told to ${happening.app}`} at ${atText(happening.at)}, ${bytesText(happening.bytes)}${ending ? `; ${ending}` : ''}${happening.fault ? ', by a fault that was directed' : ''}`),
     make('pre', happening.fields ? JSON.stringify(happening.fields, null, 1) : 'no fields'));
-  if (happening.reply) detail.append(make('pre', `reply ${JSON.stringify(happening.reply, null, 1)}`));
+  if (happening.reply) detail.append(make('p', 'The reply'), make('pre', JSON.stringify(happening.reply, null, 1)));
   detail.focus({ preventScroll: false });
 }
+
+const bytesText = (count) => `${count} ${count === 1 ? 'byte' : 'bytes'}`;
 
 function laneElement(lane) {
   if (!lane.element) {
     lane.element = make('div', undefined, 'lane');
     lane.title = make('h3');
+    lane.title.append(make('b'), ' ', make('span'));
     lane.canvas = make('canvas');
     lane.canvas.setAttribute('aria-hidden', 'true');
     lane.canvas.addEventListener('click', (event) => {
-      const near = lane.marks.filter((mark) => Math.abs(mark.x - event.offsetX) < 6);
+      const { x } = scaleOf(lane.canvas), near = lane.marks.filter((mark) => Math.abs(x(mark) - event.offsetX) < 6);
       if (near.length) showDetail(near[near.length - 1]);
     });
-    lane.list = make('ul', undefined, 'messages');
-    lane.list.setAttribute('aria-label', `Messages of ${lane.app}`);
-    lane.element.append(lane.title, lane.canvas, lane.list);
+    lane.element.append(lane.title, lane.canvas);
+    lane.lists = {};
+    for (const kind of ['asked', 'told']) {
+      const line = make('div', undefined, 'messages'), list = make('ul');
+      list.setAttribute('aria-label', `${kind === 'asked' ? 'Asked by' : 'Told to'} ${lane.app}`);
+      line.append(make('span', kind), list);
+      lane.element.append(line);
+      lane.lists[kind] = list;
+    }
     $('lanes').append(lane.element);
   }
   return lane.element;
+}
+
+// The latest, in the order in which they came first.
+function drawMessages(lane, kind) {
+  const groups = [...lane.messages.values()].filter((group) => group.kind === kind).slice(-MOST_SHOWN[kind])
+    .sort((a, b) => a.first - b.first);
+  const items = keep(lane.lists[kind], groups.map((group) => [group.key, () => {
+    const item = make('li', undefined, group.isFault ? 'fault' : kind), button = make('button');
+    button.type = 'button';
+    button.addEventListener('click', () => showDetail(lane.messages.get(group.key).latest, button));
+    item.append(button);
+    return item;
+  }]));
+  for (const group of groups) setIn(items.get(group.key).firstChild, messageText(group));
+  lane.lists[kind].parentElement.hidden = groups.length === 0;
 }
 
 function drawLanes() {
@@ -262,22 +326,10 @@ function drawLanes() {
   for (const lane of room.lanes.values()) {
     lane.isGone = !here.get(lane.app);
     laneElement(lane).className = lane.isGone ? 'lane gone' : 'lane';
-    const owns = [...lane.owns].join(', ');
-    lane.title.replaceChildren(document.createTextNode(`${lane.app} `),
-      make('span', `${lane.isGone ? 'has left; it came' : 'connected'} at ${atText(lane.since)}${!lane.isGone && owns ? ` · has ${owns}` : ''}`));
-    const latest = [...lane.messages.values()].slice(-8).reverse();
-    const signature = latest.map(messageText).join('|');
-    if (lane.signature !== signature && !lane.list.contains(document.activeElement)) {
-      lane.signature = signature;
-      lane.list.replaceChildren(...latest.map((group) => {
-        const item = make('li', undefined, group.isFault ? 'fault' : group.kind);
-        const button = make('button', messageText(group));
-        button.type = 'button';
-        button.addEventListener('click', () => showDetail(group.latest));
-        item.append(button);
-        return item;
-      }));
-    }
+    const owns = [...lane.owns].join(', '), [, pid] = lane.app.match(/^ai_vpp(\d+)$/) || [];
+    setIn(lane.title.firstChild, lane.app);
+    setIn(lane.title.lastChild, `${pid ? `process ${pid}, ` : ''}${lane.isGone ? 'has left; it came' : 'connected'} at ${atText(lane.since)}${!lane.isGone && owns ? ` · uses ${owns}` : ''}`);
+    for (const kind of ['asked', 'told']) drawMessages(lane, kind);
   }
   // Those who left longest ago make room.
   const gone = [...room.lanes.values()].filter((lane) => lane.isGone);
@@ -285,17 +337,33 @@ function drawLanes() {
     lane.element.remove();
     room.lanes.delete(lane.app);
   }
-  setText('merged', room.merged ? `· ${room.merged} messages came too fast to be shown one by one` : '');
+  $('nobody').hidden = room.lanes.size > 0;
+  setText('merged', room.merged ? `${room.merged} messages came too fast to be shown and are not in the counts.` : '');
 }
 
 // A time line: the room's last half minute, at its pace. Requests stand above the line, events below.
+const spanMs = () => WINDOW_MS * Math.max(1, paceNumber());
+function scaleOf(canvas) {
+  const now = roomMs(), span = spanMs(), width = canvas.clientWidth;
+  return { width, x: (mark) => Math.min(width - 3, width * (1 - (now - mark.at) / span)) };
+}
+
+const nameWidths = new Map(); // in pixels, of as many names as there are messages
+function nameWidth(context, name) {
+  if (!nameWidths.has(name)) nameWidths.set(name, context.measureText(name).width);
+  return nameWidths.get(name);
+}
+
 function drawTimes() {
-  const now = roomMs(), span = WINDOW_MS * Math.max(1, paceNumber());
+  const seconds = spanMs() / 1000;
+  setText('span', seconds < 120 ? `${seconds} s` : `${Math.round(seconds / 60)} min`);
   const style = getComputedStyle(document.documentElement);
   const colour = Object.fromEntries(['asked', 'told', 'fault', 'line', 'quiet'].map((name) => [name, style.getPropertyValue(`--${name}`)]));
   for (const { canvas, marks } of room.lanes.values()) {
     if (!canvas) continue;
-    const scale = window.devicePixelRatio || 1, width = canvas.clientWidth, height = canvas.clientHeight;
+    const seen = canvas.getBoundingClientRect();
+    if (seen.bottom < 0 || seen.top > innerHeight) continue;
+    const scale = window.devicePixelRatio || 1, { width, x } = scaleOf(canvas), height = canvas.clientHeight;
     if (canvas.width !== Math.round(width * scale)) canvas.width = Math.round(width * scale);
     if (canvas.height !== Math.round(height * scale)) canvas.height = Math.round(height * scale);
     const context = canvas.getContext('2d');
@@ -307,26 +375,26 @@ function drawTimes() {
     context.font = '11px system-ui, sans-serif';
     for (let i = marks.length - 1; i >= 0; --i) {
       const mark = marks[i];
-      mark.x = Math.min(width - 3, width * (1 - (now - mark.at) / span));
-      if (mark.x < 0) continue;
+      const left = x(mark);
+      if (left < 0) break; // and those before it
       const isAsked = mark.kind === 'asked';
       context.fillStyle = mark.isFault ? colour.fault : colour[mark.kind];
-      context.fillRect(mark.x, isAsked ? height / 2 - 11 : height / 2 + 2, 2, 10);
-      const size = context.measureText(mark.name).width;
-      if (mark.x + size + 6 < nameFrom[mark.kind] && mark.x + size < width) {
-        context.fillText(mark.name, mark.x, isAsked ? height / 2 - 14 : height / 2 + 23);
-        nameFrom[mark.kind] = mark.x;
+      context.fillRect(left, isAsked ? height / 2 - 11 : height / 2 + 2, 2, 10);
+      const size = nameWidth(context, mark.name);
+      if (left + size + 6 < nameFrom[mark.kind] && left + size < width) {
+        context.fillText(mark.name, left, isAsked ? height / 2 - 14 : height / 2 + 23);
+        nameFrom[mark.kind] = left;
       }
     }
   }
 }
 
 function drawDirected() {
-  $('directed').replaceChildren(...[...room.directed].reverse().map((one) => {
+  keep($('directed'), [...room.directed].reverse().map((one) => [`${one.n} ${atText(one.at)}`, () => {
     const item = make('li');
     item.append(make('time', atText(one.at)), make('span', one.line));
     return item;
-  }));
+  }]));
 }
 
 let isDue = false;
@@ -367,13 +435,15 @@ function listen() {
   source.onopen = () => {
     forget(); // a service that starts anew begins anew; one that was lost for a moment tells everything again
     isFresh = true;
+    fetchRows().catch(() => {}); // the next connection comes to it again
     $('link').className = 'link';
     setText('link', 'live');
   };
   source.onerror = () => {
     $('link').className = 'link lost';
     // One that is turned away is not tried again: too many pages look on, or another service has the port.
-    setText('link', source.readyState === EventSource.CLOSED ? 'this page is told nothing more; load it again' : 'the service is not there');
+    setText('link', source.readyState === EventSource.CLOSED ? 'this page is told nothing more; orvi-room view tells the address that holds'
+      : 'the service is not there: this is the last that it told');
   };
   source.onmessage = (event) => {
     const news = JSON.parse(event.data);
@@ -475,11 +545,18 @@ async function perform(event) {
   }
 }
 
-async function start() {
-  rows = await (await fetch('vocabulary')).json();
+// Again when the service was not there for it.
+async function fetchRows() {
+  if (rows.length) return;
+  const found = await (await fetch('vocabulary')).json();
+  if (rows.length) return;
+  rows = found;
   $('direction').append(...rows.map((row) => make('option', row.name)));
-  const first = rows.findIndex((row) => row.name === 'caption');
-  $('direction').selectedIndex = Math.max(0, first);
+  $('direction').selectedIndex = Math.max(0, rows.findIndex((row) => row.name === 'caption'));
+  chooseRow();
+}
+
+function start() {
   $('direction').addEventListener('change', chooseRow);
   $('words').addEventListener('input', drawCommand);
   $('direct').addEventListener('submit', perform);
@@ -492,9 +569,11 @@ async function start() {
     }
     setTimeout(() => setText('copy', 'Copy'), 1500);
   });
-  chooseRow();
 }
 
+document.addEventListener('keydown', (event) => {
+  if (event.key === 'Escape' && $('detail').contains(document.activeElement)) hideDetail();
+});
 if (!$('recorded')) { // else recorded.js follows
   listen();
   start();
