@@ -202,7 +202,8 @@ class Test:
         self.room.start("orvi-ai", "--quiet", "lock", "state", "1", stderr=subprocess.DEVNULL).wait(PATIENCE)
         self.await_that("what was refused", lambda: any("lock.state → refused busy" in text
                                                         for text in self.texts(".messages .fault button")))
-        self.browser.execute_script("[...document.querySelectorAll('.messages .fault button')].pop().click()")
+        self.browser.execute_script("[...document.querySelectorAll('.messages .fault button')]"
+                                    ".find((button) => button.textContent.includes('lock.state')).click()")
         assert "\"state\": 1" in self.text("detail") and "a fault that was directed" in self.text("detail")
         self.picture()
         application.stdin.close()
