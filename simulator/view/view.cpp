@@ -520,8 +520,10 @@ std::string View::State() const {
             words += (words.empty() || part.empty() ? "" : " ") + part;
         }
         for (const auto& [application, known] : stage_.GetApplications().List()) {
+            const MailCounts counts = stage_.GetApplications().GetMail().Counts(application);
             applications.push_back("{\"name\":" + JsonString(application.process) +
-                                   ",\"announced\":" + (known.isAnnounced ? "true" : "false") + "}");
+                                   ",\"announced\":" + (known.isAnnounced ? "true" : "false") +
+                                   ",\"lost\":" + std::to_string(counts.overflowed + counts.failed) + "}");
         }
         people = checkin_.GetAttendance().People();
         pace = stage_.GetTimer().Pace();

@@ -228,6 +228,18 @@ TEST_F(ViewTest, APageThatReadsNothingHoldsUpNobody) {
     EXPECT_TRUE(std::regex_search(told, std::regex("\"merged\":[1-9]"))) << told.size();
 }
 
+TEST_F(ViewTest, TellsWhatAnApplicationDoesNotTake) {
+    const auto stuck = Start("orvi-ai", "watch");
+    simulator_.Await("clients 1");
+    stuck->Signal(SIGSTOP);
+    for (int i = 0; i < 300; ++i) {  // more than the kernel and its queue hold
+        simulator_.Command("push assistant.mic --raw zeros:20000");
+    }
+    const std::string state = Ask(Request("GET " + path_ + "state"));
+    EXPECT_TRUE(std::regex_search(state, std::regex("\"announced\":true,\"lost\":[1-9]"))) << state;
+    stuck->Signal(SIGKILL);
+}
+
 TEST_F(ViewTest, IsOffUnlessItIsAskedFor) {
     simulator_.Kill();
     const std::string taken = std::to_string(port_);

@@ -192,7 +192,7 @@ function drawCamera(w) {
   $('camera').replaceChildren(...parts);
   $('camera').dataset.faces = String(faces.length);
   setText('camera-text', !isDetecting ? 'No application has face detection on: what the camera sees is not looked at.'
-    : `${faces.length === 1 ? 'One face' : `${faces.length} faces`}${w.director === 'on' ? '; the dashed frame is the director’s' : ''}.`);
+    : `${faces.length === 1 ? 'One face, with its id and score' : `${faces.length} faces, with their ids and scores`}${w.director === 'on' ? '; the dashed frame is the director’s' : ''}.`);
 }
 
 function drawCaptions(w) {
@@ -284,7 +284,7 @@ function laneElement(lane) {
   if (!lane.element) {
     lane.element = make('div', undefined, 'lane');
     lane.title = make('h3');
-    lane.title.append(make('b'), ' ', make('span'));
+    lane.title.append(make('b'), ' ', make('span'), ' ', make('em'));
     lane.canvas = make('canvas');
     lane.canvas.setAttribute('aria-hidden', 'true');
     lane.canvas.addEventListener('click', (event) => {
@@ -321,14 +321,16 @@ function drawMessages(lane, kind) {
 }
 
 function drawLanes() {
-  const here = new Map(room.state.applications.map((one) => [one.name, one.announced]));
-  setText('lanes-state', `${[...here.values()].filter(Boolean).length} connected`);
+  const here = new Map(room.state.applications.map((one) => [one.name, one]));
+  setText('lanes-state', `${room.state.applications.filter((one) => one.announced).length} connected`);
   for (const lane of room.lanes.values()) {
-    lane.isGone = !here.get(lane.app);
+    lane.isGone = !here.has(lane.app) || !here.get(lane.app).announced;
     laneElement(lane).className = lane.isGone ? 'lane gone' : 'lane';
     const owns = [...lane.owns].join(', '), [, pid] = lane.app.match(/^ai_vpp(\d+)$/) || [];
-    setIn(lane.title.firstChild, lane.app);
-    setIn(lane.title.lastChild, `${pid ? `process ${pid}, ` : ''}${lane.isGone ? 'has left; it came' : 'connected'} at ${atText(lane.since)}${!lane.isGone && owns ? ` · uses ${owns}` : ''}`);
+    const [name, , about, , lost] = lane.title.childNodes, losses = here.has(lane.app) ? here.get(lane.app).lost : 0;
+    setIn(name, lane.app);
+    setIn(lost, losses ? `${losses} messages lost: it takes them too slowly, or not at all` : '');
+    setIn(about, `${pid ? `process ${pid}, ` : ''}${lane.isGone ? 'has left; it came' : 'connected'} at ${atText(lane.since)}${!lane.isGone && owns ? ` · uses ${owns}` : ''}`);
     for (const kind of ['asked', 'told']) drawMessages(lane, kind);
   }
   // Those who left longest ago make room.
