@@ -232,7 +232,7 @@ TEST_F(ViewTest, TellsWhatAnApplicationDoesNotTake) {
     const auto stuck = Start("orvi-ai", "watch");
     simulator_.Await("clients 1");
     stuck->Signal(SIGSTOP);
-    for (int i = 0; i < 300; ++i) {  // more than the kernel and its queue hold
+    for (int i = 0; i < 1000; ++i) {  // more than it takes before it stands, the kernel holds and its queue keeps
         simulator_.Command("push assistant.mic --raw zeros:20000");
     }
     const std::string state = Ask(Request("GET " + path_ + "state"));
