@@ -163,6 +163,13 @@ function drawHeader(w) {
   }]));
 }
 
+// Id and score above the box, inside the picture.
+function labelOf(face) {
+  const isRight = face.left > 1600;
+  return shape('text', { x: isRight ? Math.min(face.left + face.width, 1910) : Math.max(face.left, 10), y: Math.max(face.top - 14, 40),
+    'text-anchor': isRight ? 'end' : 'start' }, `${face.face} · ${face.score} %`);
+}
+
 function drawCamera(w) {
   const isDetecting = Number(w.detectors) > 0;
   const faces = isDetecting ? room.faces : [];
@@ -181,7 +188,7 @@ function drawCamera(w) {
   }
   for (const face of faces) {
     parts.push(shape('rect', { class: 'box', x: face.left, y: face.top, width: face.width, height: face.height, rx: 10 }),
-      shape('text', { x: face.left, y: face.top - 14 }, `${face.face} · ${face.score} %`));
+      labelOf(face));
     const name = room.names.get(face.face);
     if (w.nameplate === 'on' && name) {
       const width = name.length * 19 + 40, y = face.top + face.height + 18;
