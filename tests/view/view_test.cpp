@@ -1,9 +1,11 @@
 // The page's server as any program of this machine may talk to it: what it tells, and what it turns away.
 #include <arpa/inet.h>
 #include <chrono>
+#include <list>
 #include <netinet/in.h>
 #include <regex>
 #include <string>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
@@ -240,6 +242,21 @@ TEST_F(ViewTest, TellsWhatAnApplicationDoesNotTake) {
     }
     EXPECT_TRUE(std::regex_search(state, lost)) << state;
     stuck->Signal(SIGKILL);
+}
+
+// An application has connections to several tasks, and few are left beside the pages.
+TEST_F(ViewTest, FewDescriptorsAreEnoughForPagesAndAnApplication) {
+    const rlimit few{64, 64};
+    ASSERT_EQ(prlimit(simulator_.Child().Pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+    std::list<Browser> pages;
+    for (int i = 0; i < 8; ++i) {
+        ASSERT_TRUE(pages.emplace_back(port_).Send(Request("GET " + path_ + "events")));
+        EXPECT_NE(pages.back().ReadTo("data: ").find("data: "), std::string::npos);
+    }
+    for (int i = 0; i < 5; ++i) {
+        std::string output;
+        EXPECT_EQ(Run("orvi-ai", "lock state 1", output), 0) << output;
+    }
 }
 
 TEST_F(ViewTest, IsOffUnlessItIsAskedFor) {

@@ -1,5 +1,6 @@
 #include "receive/budget.h"
 
+#include <algorithm>
 #include <sys/resource.h>
 
 #include "receive/event_loop.h"
@@ -9,8 +10,10 @@ namespace orvi_bus {
 
 namespace {
 
-// Descriptors that the process needs for other things than peers.
+// Descriptors that the process needs for other things than peers, of few a smaller part: an application has a connection
+// to each task that it asks, and one that got the first should get the others.
 constexpr size_t kKeptDescriptors = 16;
+constexpr size_t kKeptPart = 16;
 
 size_t DescriptorLimit() {
     rlimit limit{};
@@ -42,8 +45,9 @@ Budget::AccountPtr Budget::Admit(const PeerIdentity& peer, int descriptor) {
         account = std::make_shared<Account>();
     }
     // The kernel gives the lowest free number, so about `descriptor` of them are in use.
-    const size_t used = static_cast<size_t>(descriptor) + kKeptDescriptors;
-    if (account->connections != 0 && used + account->connections > DescriptorLimit()) {
+    const size_t limit = DescriptorLimit();
+    const size_t used = static_cast<size_t>(descriptor) + std::min(kKeptDescriptors, limit / kKeptPart);
+    if (account->connections != 0 && used + account->connections > limit) {
         if (!account->refused) {
             Log(kLogError, "refusing connections of process %d (uid %u): it has %zu, as many as are left for others",
                 static_cast<int>(peer.pid), static_cast<unsigned>(peer.uid), account->connections);
