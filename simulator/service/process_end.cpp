@@ -1,5 +1,6 @@
 #include "service/process_end.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -20,11 +21,15 @@ namespace {
 std::mutex g_leftLock;
 std::map<std::string, std::string> g_left;
 
+// NAME=WORDS of each.
 std::vector<std::string> Left() {
     const std::lock_guard<std::mutex> lock(g_leftLock);
     std::vector<std::string> variables;
+    variables.reserve(g_left.size());
     for (const auto& [name, words] : g_left) {
-        variables.push_back(name + "=" + words);
+        std::string& variable = variables.emplace_back(name);
+        variable += '=';
+        variable += words;
     }
     return variables;
 }
@@ -47,10 +52,9 @@ void StartAgain() {
     }
     arguments.push_back(nullptr);
     std::vector<std::string> variables = Left();
-    std::vector<char*> environment;
-    for (std::string& variable : variables) {
-        environment.push_back(variable.data());
-    }
+    std::vector<char*> environment(variables.size());
+    std::transform(variables.begin(), variables.end(), environment.begin(),
+                   [](std::string& variable) { return variable.data(); });
     for (char** inherited = environ; *inherited != nullptr; ++inherited) {
         environment.push_back(*inherited);  // behind what is left: the first of a name is found
     }
