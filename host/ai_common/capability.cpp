@@ -24,6 +24,7 @@ namespace {
 
 constexpr size_t kRecordSize = 356;
 constexpr size_t kMaxFileSize = size_t{1024} * 1024;
+constexpr size_t kFirstRead = 4096;  // an honest file is shorter
 
 // The parser goes one call deeper for each tag that is open. An honest file has about a dozen tags, a bound on all of
 // them bounds the stack.
@@ -71,9 +72,15 @@ std::vector<char> ReadFile(const char* path) {
         if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
             return "not a regular file";
         }
-        text.resize(kMaxFileSize + 1);  // one more than may be there, for the NUL or to see that it is too long
         size_t used = 0;
-        while (used < text.size()) {
+        for (;;) {
+            if (used == text.size()) {
+                if (used > kMaxFileSize) {
+                    return "longer than 1 MiB";
+                }
+                // One more than may be there, for the NUL or to see that it is too long.
+                text.resize(std::min(std::max(2 * used, kFirstRead), kMaxFileSize + 1));
+            }
             const ssize_t n = read(fd, text.data() + used, text.size() - used);
             if (n == 0) {
                 break;
@@ -83,9 +90,6 @@ std::vector<char> ReadFile(const char* path) {
             } else if (errno != EINTR) {
                 return "read error";
             }
-        }
-        if (used == text.size()) {
-            return "longer than 1 MiB";
         }
         text.resize(used);
         return nullptr;

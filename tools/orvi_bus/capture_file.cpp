@@ -160,7 +160,7 @@ bool CaptureWriter::Append(const std::string& block, std::string& why) {
         const ssize_t size = write(descriptor_, block.data() + written, block.size() - written);
         if (size < 0 && errno != EINTR) {
             why = path_ + ": " + std::strerror(errno);
-            (void)ftruncate(descriptor_, size_);
+            (void)!ftruncate(descriptor_, size_);
             return false;
         }
         written += static_cast<size_t>(std::max<ssize_t>(size, 0));
@@ -200,6 +200,22 @@ std::string CaptureReader::Where() const {
     return path_ + ", byte " + std::to_string(at_) + ": ";
 }
 
+// A block may say that it is long: memory is taken as its bytes come.
+bool CaptureReader::ReadBody(size_t size, std::vector<char>& body) {
+    constexpr size_t STEP = size_t{64} * 1024;
+    body.clear();
+    while (body.size() < size) {
+        const size_t before = body.size();
+        const size_t next = std::min(STEP, size - before);
+        body.resize(before + next);
+        file_.read(body.data() + before, static_cast<std::streamsize>(next));
+        if (static_cast<size_t>(file_.gcount()) != next) {
+            return false;
+        }
+    }
+    return true;
+}
+
 bool CaptureReader::Read(TrafficRecord& record, std::string& why) {
     std::vector<char> body;
     for (;;) {
@@ -213,9 +229,7 @@ bool CaptureReader::Read(TrafficRecord& record, std::string& why) {
             why = Where() + "it is no block of a pcapng file";
             return false;
         }
-        body.resize(size - sizeof(head));
-        file_.read(body.data(), static_cast<std::streamsize>(body.size()));
-        if (static_cast<size_t>(file_.gcount()) != body.size()) {
+        if (!ReadBody(size - sizeof(head), body)) {
             why = Where() + "the file ends inside a block";
             return false;
         }

@@ -55,6 +55,7 @@ class CaptureReader {
 
  private:
     std::string Where() const;
+    bool ReadBody(size_t size, std::vector<char>& body);
 
     std::string path_;
     std::ifstream file_;
