@@ -54,8 +54,13 @@ check_format() {
 
 # What SECURITY.md promises of the files that are installed.
 check_hardening() {
+    hardened "$root"/build/native/bin/orvi-{ai,bus,room,test-run,vision-sim} "$root"/build/native/lib/*.so
+}
+
+# hardened FILE...: tells which files lack what.
+hardened() {
     local file bad=0 headers
-    for file in "$root"/build/native/bin/orvi-{ai,bus,room,test-run,vision-sim} "$root"/build/native/lib/*.so; do
+    for file in "$@"; do
         headers=$(readelf --wide --file-header --program-headers --dynamic --symbols "$file") || return
         while read -r what pattern; do
             if ! grep -qE -- "$pattern" <<<"$headers"; then
@@ -69,6 +74,20 @@ NOW FLAGS.*NOW
 STACK GNU_STACK.*RW[[:blank:]]
 Canary __stack_chk_fail
 PATTERNS
+    done
+    return $bad
+}
+
+# hardened_packages FOLDER TRIPLET: programs and libraries as they are installed. What has no array on its stack has no
+# canary either, so not every library is looked at.
+hardened_packages() {
+    local file bad=0 programs=("$1"/usr/bin/orvi-{ai,bus,room,test-run,vision-sim})
+    hardened "${programs[@]}" "$1/usr/lib/$2"/{liborvi_ai_srv.so,orvi-host/liborvi_os_msg.so} || return
+    for file in "${programs[@]}"; do
+        if ! grep -qE '__[a-z]+_chk@' <<<"$(readelf --wide --dyn-syms "$file")"; then
+            echo "$file: no function of the C library checks its sizes"
+            bad=1
+        fi
     done
     return $bad
 }
